@@ -1,0 +1,181 @@
+#include "host/logfile.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class LogfileTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char folder[] = "/tmp/cardcert-logfile-XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    folder_ = folder;
+    path_ = folder_ + "/log";
+  }
+  void TearDown() override {
+    unlink(path_.c_str());
+    rmdir(folder_.c_str());
+  }
+
+  std::vector<std::string> FileLines() const {
+    std::vector<std::string> lines;
+    std::ifstream file(path_);
+    for (std::string line; std::getline(file, line);)
+      lines.push_back(line);
+    return lines;
+  }
+
+  void Collect() {
+    log_.LogToFunction([this](const std::string& message, int level) {
+      collected_.push_back(std::to_string(level) + " " + message);
+    });
+  }
+
+  Logfile log_;
+  std::string folder_;
+  std::string path_;
+  std::vector<std::string> collected_;
+};
+
+TEST_F(LogfileTest, AtFirstSaysNothing) {
+  testing::internal::CaptureStderr();
+  log_.Log("unheard", 2);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(LogfileTest, AFunctionGetsMessagesVerbatim) {
+  Collect();
+  log_.Log("plain", 3);
+  log_.Log("two\nlines", 5);
+  log_.Log("", 2);
+  EXPECT_THAT(collected_, ElementsAre("3 plain", "5 two\nlines", "2 "));
+}
+
+TEST_F(LogfileTest, KeepsMessagesUpToTheHighestLevel) {
+  Collect();
+  log_.SetMaxLevel(3);
+  log_.Log("grave", 2);
+  log_.Log("a problem", 3);
+  log_.Log("tracing", 5);
+  log_.SetMaxLevel(-1);
+  log_.Log("grave", 2);
+  EXPECT_THAT(collected_, ElementsAre("2 grave", "3 a problem"));
+}
+
+TEST_F(LogfileTest, AFileGetsOneStampedLineAMessage) {
+  ASSERT_TRUE(log_.LogToFile(path_));
+  log_.Log("Loaded PKCS#11 module '/usr/lib/token.so'", 3);
+  log_.Log("Fetching tokens...", 5);
+  const std::vector<std::string> lines = FileLines();
+  ASSERT_EQ(lines.size(), 2u);
+  const std::string stamp = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z )";
+  EXPECT_TRUE(std::regex_match(
+      lines[0], std::regex(stamp + R"(3 Loaded PKCS#11 module '/usr/lib/token\.so')")))
+      << lines[0];
+  EXPECT_TRUE(std::regex_match(lines[1], std::regex(stamp + R"(5 Fetching tokens\.\.\.)")))
+      << lines[1];
+}
+
+TEST_F(LogfileTest, AMessageCannotForgeALineOfItsOwn) {
+  ASSERT_TRUE(log_.LogToFile(path_));
+  log_.Log("one\r\ntwo\x1b[2J\x7f three \xc3\xbc \xff", 3);
+  const std::vector<std::string> lines = FileLines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].substr(27), "one\\x0d\\x0atwo\\x1b[2J\\x7f three \xc3\xbc \xff");
+}
+
+TEST_F(LogfileTest, AppendsToAFileAndKeepsItPrivate) {
+  ASSERT_TRUE(log_.LogToFile(path_));
+  log_.Log("first", 3);
+  struct stat status = {};
+  ASSERT_EQ(stat(path_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+  Logfile other;
+  ASSERT_TRUE(other.LogToFile(path_));
+  other.Log("second", 3);
+  log_.Log("third", 3);
+  EXPECT_EQ(FileLines().size(), 3u);
+}
+
+TEST_F(LogfileTest, AFileThatCannotBeOpenedLeavesTheSinkAsItWas) {
+  Collect();
+  EXPECT_FALSE(log_.LogToFile(folder_ + "/no/such/folder/log"));
+  log_.Log("still here", 3);
+  EXPECT_THAT(collected_, ElementsAre("3 still here"));
+}
+
+TEST_F(LogfileTest, StandardErrorGetsStampedLines) {
+  testing::internal::CaptureStderr();
+  log_.LogToStandardError();
+  log_.Log("a problem", 3);
+  log_.LogToNothing();
+  log_.Log("unheard", 3);
+  const std::string text = testing::internal::GetCapturedStderr();
+  EXPECT_TRUE(std::regex_match(text, std::regex(R"(\S{24} 3 a problem\n)"))) << text;
+}
+
+TEST_F(LogfileTest, AnEmptyFunctionIsNoSink) {
+  log_.LogToFunction(nullptr);
+  EXPECT_NO_THROW(log_.Log("unheard", 2));
+}
+
+TEST_F(LogfileTest, AFunctionMayLogAndChangeTheSink) {
+  log_.LogToFunction([this](const std::string& message, int level) {
+    collected_.push_back(message);
+    if (level == 2) {
+      log_.Log("from within", 3);
+      log_.LogToNothing();
+      collected_.push_back(message + " again");
+    }
+  });
+  log_.Log("outer", 2);
+  log_.Log("unheard", 2);
+  EXPECT_THAT(collected_, ElementsAre("outer", "from within", "outer again"));
+}
+
+TEST_F(LogfileTest, WhatAFunctionThrowsComesOutAndTheLogGoesOn) {
+  bool fail = true;
+  log_.LogToFunction([&](const std::string& message, int) {
+    if (fail)
+      throw std::runtime_error("sink");
+    collected_.push_back(message);
+  });
+  EXPECT_THROW(log_.Log("lost", 3), std::runtime_error);
+  fail = false;
+  log_.Log("kept", 3);
+  EXPECT_THAT(collected_, ElementsAre("kept"));
+}
+
+TEST_F(LogfileTest, LinesOfSeveralThreadsDoNotMix) {
+  ASSERT_TRUE(log_.LogToFile(path_));
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this, i] {
+      for (int j = 0; j < 250; ++j)
+        log_.Log(std::string(100, static_cast<char>('a' + i)), 3);
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  const std::vector<std::string> lines = FileLines();
+  ASSERT_EQ(lines.size(), 1000u);
+  for (const std::string& line : lines) {
+    ASSERT_EQ(line.size(), 127u);
+    EXPECT_EQ(line.find_first_not_of(line[27], 27), std::string::npos) << line;
+  }
+}
+
+}  // namespace
