@@ -1,0 +1,168 @@
+#include "host/x509/extensions.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "host/x509/values.h"
+
+namespace x509 {
+
+namespace {
+
+const unsigned char kBasicConstraintsOid[] = {0x55, 0x1d, 0x13};  // 2.5.29.19
+const unsigned char kKeyUsageOid[] = {0x55, 0x1d, 0x0f};          // 2.5.29.15
+
+struct Extension {
+  Bytes oid;
+  Bytes value;
+};
+
+Refusal ReadExtension(Cursor* cursor, Extension* out) {
+  Element extension;
+  if (const Refusal refusal = ReadElement(cursor, kSequence, Reason::kExtensionType, &extension))
+    return refusal;
+  Cursor fields(extension.value);
+  Element oid;
+  if (const Refusal refusal = ReadElement(&fields, kOid, Reason::kExtensionOidType, &oid))
+    return refusal;
+  if (const Refusal refusal = CheckOid(oid.value))
+    return refusal;
+  if (NextIs(fields, kBoolean)) {
+    Element critical;
+    bool ignored = false;
+    if (const Refusal refusal = ReadElement(&fields, &critical))
+      return refusal;
+    // Tolerated: critical=FALSE written out although it is the default (X.690 11.5), which
+    // certificates in use have.
+    if (const Refusal refusal = ReadBoolean(critical.value, &ignored))
+      return refusal;
+  }
+  Element value;
+  if (const Refusal refusal =
+          ReadElement(&fields, kOctetString, Reason::kExtensionValueType, &value))
+    return refusal;
+  *out = Extension{oid.value, value.value};
+  return ExpectEnd(fields, Reason::kExtensionTrailing);
+}
+
+// Any strict order serves to bring equal ones together.
+bool Before(Bytes a, Bytes b) {
+  if (a.size != b.size)
+    return a.size < b.size;
+  return std::memcmp(a.data, b.data, a.size) < 0;
+}
+
+// RFC 5280 4.2: "A certificate MUST NOT include more than one instance of a particular extension."
+// Sorted, since comparing each with each takes time by the square of their number. `list` passed.
+Refusal CheckNoDuplicates(Bytes list, std::size_t num_extensions) {
+  const std::size_t kNumInPlace = 32;
+  Bytes in_place[kNumInPlace];
+  std::unique_ptr<Bytes[]> allocated;
+  Bytes* oids = in_place;
+  if (num_extensions > kNumInPlace) {
+    allocated.reset(new (std::nothrow) Bytes[num_extensions]);
+    if (allocated == nullptr)
+      return Reason::kOutOfMemory;
+    oids = allocated.get();
+  }
+
+  Cursor cursor(list);
+  for (std::size_t i = 0; i < num_extensions; ++i) {
+    Extension extension;
+    if (const Refusal refusal = ReadExtension(&cursor, &extension))
+      return refusal;
+    oids[i] = extension.oid;
+  }
+  std::sort(oids, oids + num_extensions, Before);
+  if (std::adjacent_find(oids, oids + num_extensions) != oids + num_extensions)
+    return Reason::kExtensionDuplicate;
+  return {};
+}
+
+}  // namespace
+
+Refusal ReadExtensions(Bytes value, Extensions* out) {
+  Cursor outer(value);
+  Element list;
+  if (const Refusal refusal = ReadElement(&outer, kSequence, Reason::kExtensionsType, &list))
+    return refusal;
+  if (const Refusal refusal = ExpectEnd(outer, Reason::kExtensionsTrailing))
+    return refusal;
+  if (list.value.size == 0)
+    return Reason::kExtensionsEmpty;  // RFC 5280 4.1: "SEQUENCE SIZE (1..MAX) OF Extension"
+
+  Cursor cursor(list.value);
+  std::size_t num_extensions = 0;
+  while (!cursor.AtEnd()) {
+    Extension extension;
+    if (const Refusal refusal = ReadExtension(&cursor, &extension))
+      return refusal;
+    ++num_extensions;
+    if (extension.oid == Bytes{kBasicConstraintsOid, sizeof kBasicConstraintsOid})
+      out->basic_constraints = extension.value;
+    else if (extension.oid == Bytes{kKeyUsageOid, sizeof kKeyUsageOid})
+      out->key_usage = extension.value;
+  }
+  return CheckNoDuplicates(list.value, num_extensions);
+}
+
+Refusal ReadBasicConstraints(Bytes extn_value, bool* is_ca) {
+  Cursor outer(extn_value);
+  Element constraints;
+  if (const Refusal refusal =
+          ReadElement(&outer, kSequence, Reason::kBasicConstraintsType, &constraints))
+    return refusal;
+  if (const Refusal refusal = ExpectEnd(outer, Reason::kBasicConstraintsTrailing))
+    return refusal;
+
+  bool ca = false;
+  Cursor fields(constraints.value);
+  if (NextIs(fields, kBoolean)) {
+    Element flag;
+    if (const Refusal refusal = ReadElement(&fields, &flag))
+      return refusal;
+    // Tolerated: cA=FALSE written out although it is the default (X.690 11.5), which certificates
+    // in use have.
+    if (const Refusal refusal = ReadBoolean(flag.value, &ca))
+      return refusal;
+  }
+  if (!fields.AtEnd()) {
+    Element path_length;
+    if (const Refusal refusal =
+            ReadElement(&fields, kInteger, Reason::kPathLengthType, &path_length))
+      return refusal;
+    if (const Refusal refusal = CheckInteger(path_length.value))
+      return refusal;
+    // RFC 5280 4.2.1.9: "INTEGER (0..MAX)"
+    if ((path_length.value.data[0] & 0x80U) != 0)
+      return Reason::kPathLengthNegative;
+  }
+  if (const Refusal refusal = ExpectEnd(fields, Reason::kBasicConstraintsTrailing))
+    return refusal;
+  *is_ca = ca;
+  return {};
+}
+
+Refusal ReadKeyUsage(Bytes extn_value, int* usage) {
+  Cursor outer(extn_value);
+  Element element;
+  if (const Refusal refusal = ReadElement(&outer, kBitString, Reason::kKeyUsageType, &element))
+    return refusal;
+  if (const Refusal refusal = ExpectEnd(outer, Reason::kKeyUsageTrailing))
+    return refusal;
+  // Tolerated: trailing zero bits, which a named bit list does not have (X.690 11.2.2) but
+  // certificates in use do, two roots of public trust stores among them.
+  BitString bits;
+  if (const Refusal refusal = ReadBitString(element.value, &bits))
+    return refusal;
+
+  // Nine bits have names. Others say nothing, and X.680 22 permits them. No bit at all is not the
+  // same as no extension: such a key may be used for nothing.
+  const unsigned first = bits.octets.size > 0 ? bits.octets.data[0] : 0U;
+  const unsigned second = bits.octets.size > 1 ? bits.octets.data[1] & 0x80U : 0U;
+  *usage = static_cast<int>(first | second << 8);
+  return {};
+}
+
+}  // namespace x509

@@ -1,0 +1,195 @@
+#include "host/x509/names.h"
+
+#include <algorithm>
+
+#include "host/x509/values.h"
+
+namespace x509 {
+
+namespace {
+
+// X.690 11.6: the encodings of a SET OF in ascending order, the shorter one padded with zeros. An
+// encoding is never a prefix of another one, so the padding decides nothing.
+bool InOrder(Bytes a, Bytes b) {
+  return std::memcmp(a.data, b.data, std::min(a.size, b.size)) <= 0;
+}
+
+// What names hold: character strings, the BIT STRING of x500UniqueIdentifier and the SEQUENCE of
+// postalAddress and its like (X.520). A SEQUENCE stays opaque.
+Refusal CheckValue(const Element& value) {
+  if (IsCharacterString(value.tag))
+    return CheckCharacterString(value);
+  if (value.tag == kBitString || value.tag == kSequence)
+    return CheckOpaque(value);
+  return IsConstructedString(value.tag) ? Reason::kConstructed : Reason::kAttributeValueType;
+}
+
+// RFC 4514 section 2.4, with control characters in hexadecimal too, which it allows.
+void PutEscaped(std::uint32_t code_point, bool first, bool last, TextWriter* out) {
+  if (code_point < 0x20 || code_point == 0x7f) {
+    out->Put('\\');
+    out->PutHex(static_cast<unsigned char>(code_point));
+    return;
+  }
+  switch (code_point) {
+    case ' ':
+      if (first || last)
+        out->Put('\\');
+      break;
+    case '#':
+      if (first)
+        out->Put('\\');
+      break;
+    case '"':
+    case '+':
+    case ',':
+    case ';':
+    case '<':
+    case '>':
+    case '\\':
+      out->Put('\\');
+      break;
+    default:
+      break;
+  }
+  out->PutUtf8(code_point);
+}
+
+Refusal PutEscapedString(const Element& string, TextWriter* out) {
+  CharacterReader characters(string);
+  bool first = true;
+  while (!characters.AtEnd()) {
+    std::uint32_t code_point = 0;
+    if (const Refusal refusal = characters.Next(&code_point))
+      return refusal;
+    PutEscaped(code_point, first, characters.AtEnd(), out);
+    first = false;
+  }
+  return {};
+}
+
+// RFC 4514 section 2.3: type, "=", value.
+Refusal PutAttribute(const Attribute& attribute, TextWriter* out) {
+  const char* const word = AttributeShortWord(attribute.type_oid);
+  if (word != nullptr) {
+    out->Put(word);
+  } else if (const Refusal refusal = PutDottedOid(attribute.type_oid, out)) {
+    return refusal;
+  }
+  out->Put('=');
+  if (word != nullptr && IsCharacterString(attribute.value.tag))
+    return PutEscapedString(attribute.value, out);
+  // RFC 4514 section 2.4: after a dotted type, and for a value that is no string, "#" and the
+  // hexadecimal form of the whole encoding.
+  out->Put('#');
+  for (std::size_t i = 0; i < attribute.value.tlv.size; ++i)
+    out->PutHex(attribute.value.tlv.data[i]);
+  return {};
+}
+
+}  // namespace
+
+Refusal NameReader::Next(Attribute* out) {
+  out->begins_rdn = rdn_.AtEnd();
+  if (out->begins_rdn) {
+    Element rdn;
+    if (const Refusal refusal = ReadElement(&rdns_, kSet, Reason::kRdnType, &rdn))
+      return refusal;
+    if (rdn.value.size == 0)
+      return Reason::kRdnEmpty;  // RFC 5280 4.1.2.4: "SET SIZE (1..MAX) OF"
+    rdn_ = Cursor(rdn.value);
+  }
+
+  Element attribute;
+  if (const Refusal refusal = ReadElement(&rdn_, kSequence, Reason::kAttributeType, &attribute))
+    return refusal;
+  if (!out->begins_rdn && !InOrder(previous_tlv_, attribute.tlv))
+    return Reason::kRdnOrder;
+  previous_tlv_ = attribute.tlv;
+
+  Cursor fields(attribute.value);
+  Element type;
+  if (const Refusal refusal = ReadElement(&fields, kOid, Reason::kAttributeOidType, &type))
+    return refusal;
+  if (const Refusal refusal = ReadElement(&fields, &out->value))
+    return refusal;
+  out->type_oid = type.value;
+  return ExpectEnd(fields, Reason::kAttributeTrailing);
+}
+
+Refusal CheckName(Bytes rdn_sequence) {
+  NameReader attributes(rdn_sequence);
+  while (!attributes.AtEnd()) {
+    Attribute attribute;
+    if (const Refusal refusal = attributes.Next(&attribute))
+      return refusal;
+    if (const Refusal refusal = CheckOid(attribute.type_oid))
+      return refusal;
+    if (const Refusal refusal = CheckValue(attribute.value))
+      return refusal;
+  }
+  return {};
+}
+
+// RFC 4514 section 2.1 begins with the last relative distinguished name, so the text grows from the
+// end of the buffer towards its beginning, and moves there when it is whole.
+Refusal WriteName(Bytes rdn_sequence, char* buffer, std::size_t size) {
+  if (size == 0)
+    return Reason::kBufferTooSmall;
+  std::size_t begin = size - 1;
+  buffer[begin] = '\0';
+
+  NameReader attributes(rdn_sequence);
+  for (bool first = true; !attributes.AtEnd(); first = false) {
+    Attribute attribute;
+    if (const Refusal refusal = attributes.Next(&attribute))
+      return refusal;
+    const char separator = attribute.begins_rdn ? ',' : '+';
+
+    TextWriter counter;
+    if (const Refusal refusal = PutAttribute(attribute, &counter))
+      return refusal;
+    if (!first)
+      counter.Put(separator);
+    if (counter.Length() > begin)
+      return Reason::kBufferTooSmall;
+
+    begin -= counter.Length();
+    TextWriter writer(buffer + begin, counter.Length());
+    if (const Refusal refusal = PutAttribute(attribute, &writer))
+      return refusal;
+    if (!first)
+      writer.Put(separator);
+  }
+  std::memmove(buffer, buffer + begin, size - begin);
+  return {};
+}
+
+bool FindAttribute(Bytes rdn_sequence, const AttributeWord& word, Element* value) {
+  NameReader attributes(rdn_sequence);
+  Attribute attribute;
+  while (!attributes.AtEnd() && !attributes.Next(&attribute)) {
+    if (word.StandsFor(attribute.type_oid)) {
+      *value = attribute.value;
+      return true;
+    }
+  }
+  return false;
+}
+
+Refusal WriteValue(const Element& value, char* buffer, std::size_t size) {
+  if (!IsCharacterString(value.tag))
+    return Reason::kAttributeNotText;
+  TextWriter writer(buffer, size);
+  CharacterReader characters(value);
+  while (!characters.AtEnd()) {
+    std::uint32_t code_point = 0;
+    if (const Refusal refusal = characters.Next(&code_point))
+      return refusal;
+    writer.PutUtf8(code_point);
+  }
+  writer.Put('\0');
+  return writer.Length() <= size ? Refusal() : Refusal(Reason::kBufferTooSmall);
+}
+
+}  // namespace x509

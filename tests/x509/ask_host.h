@@ -1,0 +1,29 @@
+// Every answer about one certificate, from either of two bindings of host/certificate.h.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct HostAnswers {
+  struct Text {
+    int code = 0;
+    std::string text;
+
+    bool operator==(const Text& other) const { return code == other.code && text == other.text; }
+  };
+
+  int parse_code = 0;
+  // The following stay as they are when the certificate is refused.
+  Text subject;
+  std::vector<Text> subject_attrs;  // one a word
+  std::vector<Text> issuer_attrs;
+  int is_ca = 0;
+  Text serial;
+  Text key_usage;  // decimal
+  Text exponent;
+  Text modulus;  // of the same code
+};
+
+// Asks the library of this project, and the binding of libcrypto in examples/openssl_host.
+HostAnswers AskOurs(const std::string& der, const std::vector<std::string>& words);
+HostAnswers AskOpenssl(const std::string& der, const std::vector<std::string>& words);
