@@ -1,0 +1,92 @@
+// The certificate filters, and the test of a certificate against them.
+#include <algorithm>
+#include <cstdlib>
+
+#include "host/kvutils.h"
+#include "host/logfile.h"
+#include "pkcs11/pkcs11.h"
+#include "pkcs11/text_buffer.h"
+
+namespace {
+
+bool DecodeIssuerAttributes(const std::string& field,
+                            std::list<std::pair<std::string, std::string>>* attributes) {
+  std::list<std::string> elements;
+  if (!KVUtils::DecodeStringList(field, &elements, ',')) {
+    logfile.Log("Unable to decode smartcard filter issuer attributes", 3);
+    return false;
+  }
+  for (const std::string& element : elements) {
+    const std::string::size_type equals = element.find('=');
+    if (equals == std::string::npos) {
+      logfile.Log("Malformed token \"" + element + "\"", 3);
+      return false;
+    }
+    attributes->emplace_back(element.substr(0, equals), element.substr(equals + 1));
+  }
+  return true;
+}
+
+// Whether the certificate's issuer has the attribute with exactly this value.
+bool IssuerHas(const certificate* cert, const std::string& attribute, const std::string& value) {
+  TextBuffer<1024> buffer;
+  switch (cert_issuer_attr(cert, attribute.c_str(), buffer.data(), buffer.size())) {
+    case 0:
+      return buffer.text() == value;
+    case -2:  // The issuer has no such attribute.
+      return false;
+    default:
+      logfile.Log("Unable to read issuer attribute \"" + attribute + "\" from certificate", 3);
+      return false;
+  }
+}
+
+bool Passes(const certificate* cert, int key_usage, const pkcs11_certificate_filter& filter) {
+  for (const auto& [attribute, value] : filter.issuer_attributes) {
+    if (!IssuerHas(cert, attribute, value))
+      return false;
+  }
+  return (filter.key_usage & ~key_usage) == 0;
+}
+
+}  // namespace
+
+bool PKCS11Module::AddFilter(std::string spec) {
+  std::list<std::string> fields;
+  if (!KVUtils::DecodeStringList(spec, &fields, '|')) {
+    logfile.Log("Unable to decode smartcard filter fields", 3);
+    return false;
+  }
+  if (fields.size() != 3) {
+    logfile.Log("Smartcard filter does not have 3 fields", 3);
+    return false;
+  }
+
+  auto field = fields.begin();
+  pkcs11_certificate_filter filter;
+  filter.name = *field++;
+  if (!DecodeIssuerAttributes(*field++, &filter.issuer_attributes))
+    return false;
+  // A text that is no number requires nothing.
+  filter.key_usage = std::atoi(field->c_str());  // NOLINT(cert-err34-c): 0 is what is wanted
+
+  filters.push_back(std::move(filter));
+  changed = true;
+  return true;
+}
+
+void PKCS11Module::ClearFilters() {
+  filters.clear();
+  changed = true;
+}
+
+bool PKCS11Module::MatchesFilter(const certificate* cert) {
+  // On a failure the call stores what a filter is to see: all bits without the extension, none for
+  // one that cannot be read.
+  int key_usage = 0;
+  cert_key_usage(cert, &key_usage);
+  return filters.empty() ||
+         std::any_of(filters.begin(), filters.end(), [&](const pkcs11_certificate_filter& filter) {
+           return Passes(cert, key_usage, filter);
+         });
+}
