@@ -1,0 +1,227 @@
+// The module's life, and its polling for slot events.
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+
+#include "pkcs11/module_test.h"
+#include "provider/names.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+static_assert(!std::is_copy_constructible_v<PKCS11Module>);
+static_assert(!std::is_copy_assignable_v<PKCS11Module>);
+static_assert(!std::is_polymorphic_v<PKCS11Module>);
+
+// Values that a host may store or send, and widths that it may count on.
+static_assert(PIN_TYPE_USER == 0 && PIN_TYPE_SO == 1 && PIN_TYPE_UNLOCK == 2 &&
+              PIN_TYPE_NEW_USER == 3);
+static_assert(PIN_ERROR_INCORRECT == 0 && PIN_ERROR_INVALID == 1 && PIN_ERROR_LOCKED == 2);
+static_assert(PKCS11Module::NAME_CARD == 0 && PKCS11Module::NAME_PIN == 1 &&
+              PKCS11Module::NAME_SUBJECT == 2 && PKCS11Module::NAME_ISSUER == 3);
+static_assert(sizeof(pkcs11_pin_type) == 4 && sizeof(pkcs11_pin_error) == 4 &&
+              sizeof(PKCS11Module::name_category) == 4);
+static_assert(sizeof(pkcs11_certificate::public_exponent) == 17 &&
+              sizeof(pkcs11_certificate::modulus) == 8193);
+static_assert(sizeof(pkcs11_certificate_location) == 3 * sizeof(unsigned long) &&
+              offsetof(pkcs11_certificate_location, slot) == 0 &&
+              offsetof(pkcs11_certificate_location, session) == sizeof(unsigned long));
+
+class Lifecycle : public ModuleTest {};
+
+TEST_F(Lifecycle, ANewModuleHasNoProviderAndTheDefaultName) {
+  EXPECT_EQ(module.library_path, "");
+  EXPECT_EQ(module.library_handle, nullptr);
+  EXPECT_EQ(module.function_list, nullptr);
+  ASSERT_EQ(module.name_components.size(), 1u);
+  EXPECT_EQ(module.name_components.front().category, PKCS11Module::NAME_SUBJECT);
+  EXPECT_EQ(module.name_components.front().attribute, "commonName");
+  EXPECT_TRUE(module.filters.empty());
+  EXPECT_TRACE("");
+}
+
+TEST_F(Lifecycle, ClosingWithoutAProviderOnlyResets) {
+  CK_FUNCTION_LIST stale = {};
+  module.function_list = &stale;  // As a failed Open can leave it.
+  module.library_path = "stale";
+  module.Close();
+  EXPECT_EQ(module.function_list, nullptr);
+  EXPECT_EQ(module.library_path, "");
+  EXPECT_EQ(module.library_handle, nullptr);
+  EXPECT_TRACE("");
+}
+
+TEST_F(Lifecycle, ClosingFinalizesAndUnloads) {
+  Open();
+  EXPECT_EQ(&module.GetLibraryPath(), &module.library_path) << "no copy";
+  EXPECT_EQ(module.GetLibraryPath(), ProviderPath("scripted"));
+  module.Close();
+  EXPECT_TRACE(R"(
+    C_Finalize(NULL) = OK
+    dlclose(scripted.so), unloaded
+  )");
+  EXPECT_EQ(module.GetLibraryPath(), "");
+  EXPECT_EQ(module.library_handle, nullptr);
+  EXPECT_EQ(module.function_list, nullptr);
+  EXPECT_TRUE(module.changed) << "not touched";
+  module.Close();
+  EXPECT_TRACE("");
+}
+
+TEST_F(Lifecycle, AFailingFinalizeDoesNotKeepTheLibrary) {
+  Open();
+  world.On("C_Finalize").Return(CKR_DEVICE_ERROR);
+  module.Close();
+  EXPECT_TRACE(R"(
+    C_Finalize(NULL) = DEVICE_ERROR
+    dlclose(scripted.so), unloaded
+  )");
+  EXPECT_EQ(module.library_handle, nullptr);
+}
+
+TEST_F(Lifecycle, TheDestructorFinalizesOnceAndUnloads) {
+  auto another = std::make_unique<PKCS11Module>();
+  ASSERT_EQ(another->Open(ProviderPath("scripted")), 0);
+  ClearTrace();
+  another.reset();
+  EXPECT_TRACE(R"(
+    C_Finalize(NULL) = OK
+    dlclose(scripted.so), unloaded
+  )");
+}
+
+TEST_F(Lifecycle, ADestructorWithoutAProviderDoesNothing) {
+  std::make_unique<PKCS11Module>().reset();
+  EXPECT_TRACE("");
+}
+
+TEST_F(Lifecycle, TheConfigurationOutlivesTheProvider) {
+  world.Slot(1).Token("Alice").Certificate("A;usage=128").Certificate("B;usage=1");
+  ASSERT_TRUE(module.SetNameComponents("card_label,subject_commonName"));
+  ASSERT_TRUE(module.AddFilter("Signing||128"));
+  for (const char* provider : {"scripted", "copy"}) {
+    Open(provider);
+    const std::list<pkcs11_certificate> records = module.GetCertificates();
+    EXPECT_THAT(Names(records), ElementsAre("Alice/A", "Alice/B"));
+    EXPECT_TRUE(records.front().matches_filter);
+    EXPECT_FALSE(records.back().matches_filter);
+    module.Close();
+  }
+}
+
+class Polling : public ModuleTest {};
+
+TEST_F(Polling, AfterOpenThereIsAChangeUntilTheCertificatesWereFetched) {
+  Open();
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRACE("");
+  module.GetCertificates();
+  ClearTrace();
+  EXPECT_FALSE(module.HasChanged());
+  EXPECT_TRACE(R"(
+    C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
+    C_GetSlotList(ALL, NULL) = OK, 0 slots
+    C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
+  )");
+}
+
+TEST_F(Polling, WithoutAProviderNothingChanges) {
+  ASSERT_TRUE(module.AddFilter("x||0"));
+  EXPECT_TRUE(module.changed);
+  EXPECT_FALSE(module.HasChanged());
+  EXPECT_TRACE("");
+}
+
+TEST_F(Polling, AClosedProviderHasNotChangedEither) {
+  Open();
+  module.Close();
+  ClearTrace();
+  EXPECT_TRUE(module.changed);
+  EXPECT_FALSE(module.HasChanged());
+  EXPECT_TRACE("");
+}
+
+TEST_F(Polling, AProviderWithoutEventsHasNotChanged) {
+  OpenUnchanged();
+  world.On("C_WaitForSlotEvent").Return(CKR_FUNCTION_NOT_SUPPORTED).Always();
+  EXPECT_FALSE(module.HasChanged());
+  EXPECT_TRACE(R"(
+    C_WaitForSlotEvent(DONT_BLOCK) = FUNCTION_NOT_SUPPORTED
+    C_GetSlotList(ALL, NULL) = OK, 0 slots
+    C_WaitForSlotEvent(DONT_BLOCK) = FUNCTION_NOT_SUPPORTED
+  )");
+  EXPECT_FALSE(module.changed);
+  module.changed = true;
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRACE("");
+}
+
+TEST_F(Polling, EveryErrorCountsAsNoEvent) {
+  OpenUnchanged();
+  for (const CK_RV rv : scripted::AllResults()) {
+    if (rv == CKR_OK)
+      continue;
+    world.NoEvent(rv);
+    world.NoEvent(rv);
+    EXPECT_FALSE(module.HasChanged()) << rv;
+    EXPECT_FALSE(module.changed) << rv;
+  }
+}
+
+TEST_F(Polling, AllQueuedEventsAreConsumedByOneCall) {
+  OpenUnchanged();
+  for (const CK_SLOT_ID slot : {1UL, 2UL, 1UL})
+    world.Event(slot);
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRACE(R"(
+    C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 1
+    C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 2
+    C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 1
+    C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
+  )");
+  EXPECT_TRUE(module.changed);
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRACE("");
+}
+
+TEST_F(Polling, AnEventMayShowOnlyAfterTheSlotsWereListed) {
+  OpenUnchanged();
+  world.NoEvent();
+  world.Event(3);
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRACE(R"(
+    C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
+    C_GetSlotList(ALL, NULL) = OK, 0 slots
+    C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 3
+    C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
+  )");
+}
+
+TEST_F(Polling, ThatTheSlotsCannotBeListedDoesNotMatter) {
+  OpenUnchanged();
+  world.NoEvent();
+  world.Event(3);
+  world.On("C_GetSlotList").Return(CKR_DEVICE_ERROR);
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRACE(R"(
+    C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
+    C_GetSlotList(ALL, NULL) = DEVICE_ERROR
+    C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 3
+    C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
+  )");
+}
+
+TEST_F(Polling, AnErrorEndsTheConsumingOfEvents) {
+  OpenUnchanged();
+  world.Event(1);
+  world.NoEvent(CKR_GENERAL_ERROR);
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRACE(R"(
+    C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 1
+    C_WaitForSlotEvent(DONT_BLOCK) = GENERAL_ERROR
+  )");
+}
+
+}  // namespace

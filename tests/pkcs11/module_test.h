@@ -1,0 +1,69 @@
+// The language of the component's tests, which run it between a scripted provider and a scripted
+// host. A test describes a world, acts, and compares everything that happened:
+//
+//   TEST_F(ModuleTest, AnUnreadableCertificateIsLeftOut) {
+//     world.Slot(1, "Reader").Token("Alice (PIN1)").Certificate("A").Certificate("B;serial=02");
+//     world.On("C_GetAttributeValue").Return(CKR_DEVICE_ERROR);   // the first from now on
+//     Open();                                                     // the trace begins here
+//     EXPECT_THAT(Names(module.GetToken(1)), ElementsAre("B"));
+//     EXPECT_TRACE(R"(
+//       C_GetSlotInfo(slot 1) = OK
+//       log 5: Getting token for slot 1 on 'Reader'
+//       ...
+//       cert_free(B)
+//     )");
+//   }
+//
+// The trace is one sequence of
+//   provider calls   C_OpenSession(slot 1, SERIAL) = OK, session 1
+//   log lines        log 5: Getting certificates for slot 1
+//   certificates     cert_alloc(), cert_parse(A) = 0, cert_free(A); host.RecordInspection() for all
+//   loading          dlopen(scripted.so, RTLD_LAZY) = OK, dlsym(...), dlclose(scripted.so),
+//   unloaded callbacks        what a test adds itself, with scripted::Trace::Instance().Add()
+// in which slots have the numbers that the test gave them, and sessions and objects count from 1.
+// Control characters and a blank at the end of a line stand as \xHH.
+//
+// What each can be told to do is in provider/control.h (slots, tokens, scripts), provider/token.h
+// (PINs, objects), scripted_host/scripted_certificate.h (the words of a certificate's text) and
+// scripted_host/scripted_host.h (exceptions, allocations).
+//
+// A test fails also, at its end, for a call out of order or on a closed session, a session or login
+// that was not ended, a certificate that was not freed exactly once, and a script line that was
+// never read.
+#pragma once
+
+#include "pkcs11/provider_test.h"
+#include "scripted_host/scripted_host.h"
+
+class ModuleTest : public ProviderTest {
+ protected:
+  ModuleTest() : host(scripted_host::Host::Instance()) { host.Reset(); }
+
+  void TearDown() override {
+    ProviderTest::TearDown();
+    for (const std::string& violation : host.Violations())
+      ADD_FAILURE() << violation;
+    host.Reset();
+  }
+
+  scripted_host::Host& host;
+};
+
+using scripted_host::Thrown;
+
+// A certificate of the scripted host, for operations that are given one. It leaves no trace.
+class Parsed {
+ public:
+  explicit Parsed(const std::string& text) : cert_(cert_alloc()) {
+    EXPECT_EQ(cert_parse(text.data(), static_cast<long>(text.size()), cert_), 0) << text;
+    scripted::Trace::Instance().Clear();
+  }
+  ~Parsed() { cert_free(cert_); }
+  Parsed(const Parsed&) = delete;
+  Parsed& operator=(const Parsed&) = delete;
+
+  operator const certificate*() const { return cert_; }
+
+ private:
+  certificate* cert_;
+};
