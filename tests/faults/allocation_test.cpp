@@ -1,0 +1,218 @@
+// Every allocation of every operation fails once. What cannot be done without memory throws
+// std::bad_alloc or is left out, nothing is half changed, and the same object works afterwards.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <new>
+
+#include "faults/direct_loader.h"
+#include "faults/failing_memory.h"
+#include "pkcs11/pkcs11.h"
+#include "provider/control.h"
+#include "x509/der_writer.h"
+
+namespace {
+
+using failing_memory::Uncounted;
+
+// The provider's own list, and one whose functions are not counted.
+CK_FUNCTION_LIST own_list;
+CK_FUNCTION_LIST quiet_list;
+
+CK_FUNCTION_LIST_PTR Quieten(CK_FUNCTION_LIST_PTR list) {
+  const Uncounted uncounted;
+  quiet_list = own_list = *list;
+#define QUIET(function)                         \
+  quiet_list.function = [](auto... arguments) { \
+    const Uncounted uncounted_here;             \
+    return own_list.function(arguments...);     \
+  }
+  QUIET(C_Initialize);
+  QUIET(C_Finalize);
+  QUIET(C_GetInfo);
+  QUIET(C_GetSlotList);
+  QUIET(C_GetSlotInfo);
+  QUIET(C_GetTokenInfo);
+  QUIET(C_WaitForSlotEvent);
+  QUIET(C_OpenSession);
+  QUIET(C_CloseSession);
+  QUIET(C_Login);
+  QUIET(C_Logout);
+  QUIET(C_InitPIN);
+  QUIET(C_FindObjectsInit);
+  QUIET(C_FindObjects);
+  QUIET(C_FindObjectsFinal);
+  QUIET(C_GetAttributeValue);
+  QUIET(C_SignInit);
+  QUIET(C_Sign);
+#undef QUIET
+  return &quiet_list;
+}
+
+bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void*) {
+  if (type == PIN_TYPE_UNLOCK)
+    return true;
+  *length = type == PIN_TYPE_SO ? 8 : 4;
+  std::memcpy(buffer, "12345678", *length);
+  return true;
+}
+
+struct Case {
+  const char* name;
+  std::function<void(PKCS11Module&)> act;
+  bool may_lose_certificates = false;  // Those of GetToken, when an exception ends it.
+  bool locked = false;                 // The user PIN of the second slot.
+};
+
+void Sign(PKCS11Module& module) {
+  unsigned char signature[200];
+  unsigned long length = sizeof signature;
+  module.Sign("02", reinterpret_cast<const unsigned char*>("data"), 4, signature, &length, Ask,
+              nullptr, nullptr);
+}
+
+void SetNames(PKCS11Module& module) {
+  module.SetNameComponents("card_label,subject_commonName,issuer_an.attribute.with.a.long.name");
+}
+
+const char kFilter[] = "A name that is long enough|commonName=Test CA,organizationName=Test|128";
+
+const Case kCases[] = {
+    {"Construct", [](PKCS11Module&) { const PKCS11Module another; }},
+    {"Open", [](PKCS11Module& module) { module.Open("direct, by another and longer path"); }},
+    {"Close", [](PKCS11Module& module) { module.Close(); }},
+    {"HasChanged", [](PKCS11Module& module) { module.HasChanged(); }},
+    {"SetNameComponents", SetNames},
+    {"AddFilter", [](PKCS11Module& module) { module.AddFilter(kFilter); }},
+    {"ClearFilters", [](PKCS11Module& module) { module.ClearFilters(); }},
+    {"GetCertificates", [](PKCS11Module& module) { module.GetCertificates(); }, true},
+    {"GetToken", [](PKCS11Module& module) { module.GetToken(1); }, true},
+    {"GetTokenCertificates",
+     [](PKCS11Module& module) {
+       for (certificate* cert : module.GetTokenCertificates(1))
+         cert_free(cert);
+     }},
+    {"CertificatePresent", [](PKCS11Module& module) { module.CertificatePresent("02"); }},
+    {"FindCertificate",
+     [](PKCS11Module& module) {
+       if (const auto* const found = module.FindCertificate("02"))
+         module.function_list->C_CloseSession(found->session);
+     }},
+    {"Sign", Sign},
+    {"SignAndUnlock", Sign, false, true},
+};
+
+void PrintTo(const Case& operation, std::ostream* out) {
+  *out << operation.name;
+}
+
+class EveryAllocationFails : public testing::TestWithParam<Case> {
+ protected:
+  EveryAllocationFails() : world(scripted::World::Instance()) {
+    direct_loader::TamperWith(Quieten);
+  }
+  ~EveryAllocationFails() override { direct_loader::Reset(); }
+
+  void MakeWorld() {
+    world.Reset();
+    scripted::Trace::Instance().Clear();
+    for (const CK_SLOT_ID slot : {1UL, 2UL}) {
+      const char id[] = {static_cast<char>(slot), 0};
+      der::Certificate cert;
+      cert.Serial(id).Subject({{"CN", "A name that is long enough to be allocated"}});
+      cert.Issuer({{"O", "Test"}, {"CN", "Test CA"}}).KeyUsage(128).Ca(false);
+      world.Slot(slot).Token("Token").UserPin("1234").SoPin("12345678");
+      world.Slot(slot).Token().Certificate(cert.Der(), id).PrivateKey(id, Key());
+    }
+    if (GetParam().locked)
+      world.Slot(2).Token().UserTriesLeft(0);
+  }
+
+  // An object that has a filter and a name, and a provider.
+  void Prepare(PKCS11Module& module) {
+    MakeWorld();
+    ASSERT_TRUE(module.SetNameComponents("subject_commonName"));
+    ASSERT_TRUE(module.AddFilter("|commonName=Test CA|0"));
+    ASSERT_EQ(module.Open("direct"), 0);
+    module.changed = true;
+  }
+
+  void ExpectBalance(const PKCS11Module& module) {
+    EXPECT_TRUE(world.sessions().empty());
+    for (const std::string& violation : world.Violations(false))
+      ADD_FAILURE() << violation;
+    EXPECT_EQ(world.initialized, module.library_handle != nullptr);
+    EXPECT_EQ(direct_loader::open_libraries(), module.library_handle != nullptr ? 1 : 0);
+    EXPECT_EQ(module.GetLibraryPath().empty(), module.library_handle == nullptr);
+  }
+
+  void ExpectStillWorks(PKCS11Module& module) {
+    ASSERT_EQ(module.Open("direct"), 0);
+    const std::list<pkcs11_certificate> records = module.GetCertificates();
+    EXPECT_EQ(records.size(), 2u);
+    EXPECT_FALSE(module.changed);
+    EXPECT_TRUE(module.CertificatePresent("02"));
+  }
+
+  static std::shared_ptr<const scripted::RsaKey> Key() {
+    static const auto key = scripted::RsaKey::Generate(1024);
+    return key;
+  }
+
+  scripted::World& world;
+};
+
+TEST_P(EveryAllocationFails, OnceAndNothingIsHalfChanged) {
+  const Case& operation = GetParam();
+  const std::string name = operation.name;
+  int failed = 0;
+  for (int nth = 1;; ++nth) {
+    SCOPED_TRACE("allocation " + std::to_string(nth));
+    PKCS11Module module;
+    Prepare(module);
+    if (name == "AddFilter" || name == "HasChanged")
+      module.changed = false;
+
+    bool thrown = false;
+    failing_memory::FailAt(nth);
+    try {
+      operation.act(module);
+    } catch (const std::bad_alloc&) {
+      thrown = true;
+    }
+    if (!failing_memory::Stop())
+      break;
+    ++failed;
+
+    ExpectBalance(module);
+    EXPECT_TRUE(failing_memory::certificates_alive() == 0 ||
+                (operation.may_lose_certificates && thrown));
+    failing_memory::FreeCertificates();
+    if (thrown && name == "SetNameComponents") {
+      EXPECT_EQ(module.name_components.size(), 1u);
+    }
+    if (thrown && name == "AddFilter") {
+      EXPECT_EQ(module.filters.size(), 1u);
+      EXPECT_FALSE(module.changed);
+    }
+    if (thrown && name == "GetCertificates") {
+      EXPECT_TRUE(module.changed);
+    }
+    if (thrown && name == "Open") {  // Nothing is loaded, or Open was never reached.
+      EXPECT_THAT(module.GetLibraryPath(), testing::AnyOf("", "direct"));
+    }
+    ExpectStillWorks(module);
+    if (HasFailure())
+      FAIL() << "the first of what may be many";
+  }
+  std::printf("%s: %d allocations failed\n", operation.name, failed);
+  const bool needs_none = name == "Close" || name == "HasChanged" || name == "ClearFilters";
+  EXPECT_EQ(failed == 0, needs_none);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, EveryAllocationFails, testing::ValuesIn(kCases),
+                         [](const auto& parameter) { return parameter.param.name; });
+
+}  // namespace

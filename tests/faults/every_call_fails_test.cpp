@@ -1,0 +1,131 @@
+// Every provider call of every operation fails once with every value that the standard defines, and
+// once with everything after it failing too.
+#include <algorithm>
+
+#include "faults/operations.h"
+#include "provider/names.h"
+
+namespace faults {
+namespace {
+
+constexpr int kMostExtraCalls = 60;  // A PIN asked for again, an unlock, a loss of patience.
+
+std::string LastLogLine() {
+  const std::vector<std::string> lines = LogLines();
+  return lines.empty() ? "" : lines.back().substr(3);
+}
+
+class EveryCallFails : public FaultsTest, public testing::WithParamInterface<Operation> {
+ protected:
+  // A healthy world, in which the operation may begin.
+  void Prepare() {
+    Begin();
+    GetParam().prepare(world, module);
+    scripted::Trace::Instance().Clear();
+    calls_before_ = world.calls();
+  }
+
+  int calls() const { return world.calls() - calls_before_; }
+
+  // What is in the caller's hands is as it has to be, and the same object works.
+  void ExpectInvariants(const std::string& result) {
+    const Operation& operation = GetParam();
+    const bool holds_session = operation.sessions > 0 && result != "not found";
+    EXPECT_EQ(world.sessions().size(), holds_session ? 1u : 0u);
+    EXPECT_EQ(host.certificates_alive(), 0u);
+    EXPECT_LE(calls(), static_cast<int>(operation.calls.size()) + kMostExtraCalls);
+    Finish();
+    ExpectBalance();
+    ExpectStillWorks();
+  }
+
+  // How many of the calls before the k-th are of the same function.
+  static int Earlier(std::size_t k) {
+    const std::vector<CallRow>& calls = GetParam().calls;
+    return static_cast<int>(std::count_if(calls.begin(),
+                                          calls.begin() + static_cast<std::ptrdiff_t>(k),
+                                          [k, &calls](const CallRow& row) {
+                                            return row.function == std::string(calls[k].function);
+                                          }));
+  }
+
+  // Whether a value that stays from the k-th call on may make the operation go on for ever:
+  // CKR_PIN_INCORRECT from C_GetTokenInfo asks for another Login, which gets no further. Nothing in
+  // the standard allows a provider that answer (PKCS#11 2.40, section 5.5).
+  static bool IsEndless(std::size_t k, CK_RV rv) {
+    const std::vector<CallRow>& calls = GetParam().calls;
+    return rv == CKR_PIN_INCORRECT && std::any_of(calls.begin() + static_cast<std::ptrdiff_t>(k),
+                                                  calls.end(), [](const CallRow& row) {
+                                                    return row.meaning == Meaning::kInLogin ||
+                                                           row.meaning == Meaning::kUserLogin ||
+                                                           row.meaning == Meaning::kSoLogin;
+                                                  });
+  }
+
+  int calls_before_ = 0;
+};
+
+TEST_P(EveryCallFails, Once) {
+  const Operation& operation = GetParam();
+  Prepare();
+  User healthy_user;
+  EXPECT_EQ(operation.act(module, healthy_user), operation.result);
+  ASSERT_EQ(calls(), static_cast<int>(operation.calls.size()))
+      << scripted::Trace::Instance().Take();
+  const std::string healthy_last = LastLogLine();
+
+  int combinations = 0;
+  for (std::size_t k = 0; k < operation.calls.size(); ++k) {
+    const CallRow& row = operation.calls[k];
+    for (const CK_RV rv : scripted::AllResults()) {
+      if (rv == CKR_OK)
+        continue;
+      SCOPED_TRACE(std::string(row.function) + ", call " + std::to_string(k + 1) + ", " +
+                   scripted::ResultName(rv));
+      Prepare();
+      const int earlier = world.calls(row.function);
+      world.OnCall(static_cast<int>(k) + 1).Return(rv).Before([&, earlier] {
+        EXPECT_EQ(world.calls(row.function), earlier + 1 + Earlier(k)) << "another call";
+      });
+      User user;
+      const std::string result = operation.act(module, user);
+      const Outcome expected = ExpectedOutcome(operation, row, rv);
+      EXPECT_EQ(result, expected.result);
+      EXPECT_EQ(FailureLines(), expected.failures);
+      EXPECT_EQ(LastLogLine(), expected.last.empty() ? healthy_last : expected.last);
+      ExpectInvariants(result);
+      ++combinations;
+      if (HasFailure())
+        FAIL() << "the first of what may be many";
+    }
+  }
+  std::printf("%s: %zu calls, %d combinations\n", operation.name, operation.calls.size(),
+              combinations);
+}
+
+TEST_P(EveryCallFails, WithEverythingAfterIt) {
+  const Operation& operation = GetParam();
+  int combinations = 0;
+  for (std::size_t k = 0; k < operation.calls.size(); ++k) {
+    for (const CK_RV rv : scripted::AllResults()) {
+      if (rv == CKR_OK)
+        continue;
+      if (IsEndless(k, rv))
+        continue;
+      SCOPED_TRACE("from call " + std::to_string(k + 1) + ", " + scripted::ResultName(rv));
+      Prepare();
+      world.OnCall(static_cast<int>(k) + 1).Return(rv).Always();
+      User user;
+      ExpectInvariants(operation.act(module, user));
+      ++combinations;
+      if (HasFailure())
+        FAIL() << "the first of what may be many";
+    }
+  }
+  std::printf("%s: %d combinations\n", operation.name, combinations);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, EveryCallFails, testing::ValuesIn(AllOperations()), TestName);
+
+}  // namespace
+}  // namespace faults

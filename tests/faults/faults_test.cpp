@@ -1,0 +1,129 @@
+#include "faults/faults_test.h"
+
+#include <cstring>
+
+namespace faults {
+
+namespace {
+
+constexpr char kUserPin[] = "1234";
+constexpr char kSoPin[] = "12345678";
+
+const std::shared_ptr<const scripted::RsaKey>& Key() {
+  static const auto key = scripted::RsaKey::Generate(1024);
+  return key;
+}
+
+}  // namespace
+
+const scripted::RsaKey& HealthyKey() {
+  return *Key();
+}
+
+void MakeHealthyWorld(scripted::World& world) {
+  world.Slot(1, "Left").Token("Alice").Certificate("A", "\x0a").PrivateKey("\x0a", Key());
+  world.Slot(2, "Right").Token("Bob").Certificate("B;serial=02", "\x0b").PrivateKey("\x0b", Key());
+}
+
+void SetPins(scripted::World& world) {
+  for (const CK_SLOT_ID slot : {1UL, 2UL}) {
+    scripted::Token& token = world.Slot(slot).Token();
+    token.UserPin(kUserPin).SoPin(kSoPin);
+  }
+}
+
+bool User::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
+  if (--static_cast<User*>(data)->patience < 0)
+    return false;
+  if (type == PIN_TYPE_UNLOCK)
+    return true;
+  const char* const pin = type == PIN_TYPE_SO ? kSoPin : kUserPin;
+  *length = std::strlen(pin);
+  std::memcpy(buffer, pin, *length);
+  return true;
+}
+
+void User::Tell(pkcs11_pin_type, pkcs11_pin_error, void* data) {
+  ++static_cast<User*>(data)->told;
+}
+
+std::string NamesOf(const std::list<pkcs11_certificate>& records) {
+  std::string names;
+  for (const pkcs11_certificate& record : records)
+    names += (names.empty() ? "" : " ") + record.presentable_name.front();
+  return names;
+}
+
+std::vector<std::string> LogLines() {
+  std::vector<std::string> lines;
+  for (const std::string& line : scripted::Trace::Instance().lines()) {
+    if (line.rfind("log ", 0) == 0)
+      lines.push_back(line.substr(4));
+  }
+  return lines;
+}
+
+std::string FailureLines() {
+  std::string lines;
+  for (const std::string& line : LogLines()) {
+    if (line[0] != '5')
+      lines += line.substr(3) + '\n';
+  }
+  return lines;
+}
+
+FaultsTest::FaultsTest()
+    : world(scripted::World::Instance()), host(scripted_host::Host::Instance()) {
+  world.Reset();
+  host.Reset();
+  direct_loader::Reset();
+  scripted::Trace::Instance().Clear();
+}
+
+FaultsTest::~FaultsTest() {
+  module.Close();
+  EXPECT_EQ(direct_loader::open_libraries(), 0);
+  direct_loader::Reset();
+  host.Reset();
+}
+
+void FaultsTest::Begin() {
+  module.Close();
+  world.Reset();
+  host.Reset();
+  MakeHealthyWorld(world);
+  ASSERT_EQ(module.Open("direct"), 0);
+  scripted::Trace::Instance().Clear();
+}
+
+void FaultsTest::ExpectBalance(std::size_t sessions) {
+  EXPECT_THAT(world.Violations(false), testing::IsEmpty());
+  EXPECT_EQ(world.sessions().size(), sessions);
+  for (const scripted::SlotModel& slot : world.slots())
+    EXPECT_FALSE(slot.token && slot.token->login) << "slot " << slot.id << " is logged in";
+  EXPECT_THAT(host.Violations(), testing::IsEmpty());
+  EXPECT_EQ(world.initialized, module.library_handle != nullptr);
+  EXPECT_EQ(direct_loader::open_libraries(), module.library_handle != nullptr ? 1 : 0);
+}
+
+void FaultsTest::Finish() {
+  world.ClearScript();
+  for (const scripted::SlotModel& slot : world.slots()) {
+    if (slot.token && slot.token->login && !world.sessions().empty())
+      module.function_list->C_Logout(world.sessions().front().handle);
+  }
+  while (!world.sessions().empty())
+    module.function_list->C_CloseSession(world.sessions().front().handle);
+}
+
+void FaultsTest::ExpectStillWorks() {
+  module.Close();
+  EXPECT_EQ(module.GetLibraryPath(), "");
+  EXPECT_EQ(module.Open("direct"), 0);
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_EQ(NamesOf(module.GetCertificates()), "A B");
+  EXPECT_FALSE(module.changed);
+  ExpectBalance();
+}
+
+}  // namespace faults

@@ -1,0 +1,30 @@
+// The buffer of a PIN: nothing of it stays.
+#include "pkcs11/pin_buffer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <string>
+
+namespace {
+
+TEST(PinBuffer, IsClearedToItsLastByteWhenItEnds) {
+  alignas(PinBuffer) unsigned char room[sizeof(PinBuffer)];
+  PinBuffer* const pin = new (room) PinBuffer;
+  const std::ptrdiff_t offset = pin->bytes - room;
+  std::memset(pin->bytes, 'P', sizeof pin->bytes);
+  pin->~PinBuffer();
+  const std::string left(room + offset, room + offset + sizeof pin->bytes);
+  EXPECT_EQ(left, std::string(128, '\0'));
+}
+
+TEST(PinBuffer, IsClearedToItsLastByteWhenAskedTo) {
+  PinBuffer pin;
+  std::memset(pin.bytes, 'P', sizeof pin.bytes);
+  pin.Clear();
+  EXPECT_THAT(pin.bytes, testing::Each(0));
+}
+
+}  // namespace

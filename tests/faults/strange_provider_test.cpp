@@ -1,0 +1,189 @@
+// A provider that is not made as the standard (PKCS#11 2.40) has it, and things that vanish.
+#include <unistd.h>
+
+#include "faults/operations.h"
+
+namespace faults {
+namespace {
+
+using testing::HasSubstr;
+
+class StrangeProvider : public FaultsTest {
+ protected:
+  std::string List() { return NamesOf(module.GetCertificates()); }
+  std::string Sign() {
+    User user;
+    return OperationNamed("Sign without a login").act(module, user);
+  }
+};
+
+// Text fields are padded with blanks and have no terminator (section 3.1).
+TEST_F(StrangeProvider, TextFieldsWithoutABlankOrAZeroEndWhereTheyEnd) {
+  Begin();
+  module.SetNameComponents("card_label");
+  world.manufacturer = std::string(32, 'm');
+  world.library_description = std::string(32, '\xff');
+  world.Slot(1).Description(std::string(64, 'd'));
+  world.Slot(1).Token().Label(std::string(32, 'l'));
+  module.Open("direct");
+  EXPECT_THAT(FailureLines(), HasSubstr("Manufacturer: " + std::string(32, 'm') + '\n'));
+  const std::list<pkcs11_certificate> records = module.GetCertificates();
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(records.front().slot_description, std::string(64, 'd'));
+  EXPECT_EQ(records.front().presentable_name.front(), std::string(32, 'l'));
+}
+
+// Every function has an entry, be it a stub (section 3.6).
+TEST_F(StrangeProvider, FunctionsWithoutAnEntryAreNotSupported) {
+  using List = CK_FUNCTION_LIST;
+  const std::pair<const char*, std::function<void(List&)>> kGaps[] = {
+#define GAP(function)                                       \
+  {                                                         \
+#function, [](List & list) { list.function = nullptr; } \
+  }
+      GAP(C_Finalize),
+      GAP(C_GetInfo),
+      GAP(C_GetSlotList),
+      GAP(C_GetSlotInfo),
+      GAP(C_GetTokenInfo),
+      GAP(C_WaitForSlotEvent),
+      GAP(C_OpenSession),
+      GAP(C_CloseSession),
+      GAP(C_Login),
+      GAP(C_Logout),
+      GAP(C_InitPIN),
+      GAP(C_FindObjectsInit),
+      GAP(C_FindObjects),
+      GAP(C_FindObjectsFinal),
+      GAP(C_GetAttributeValue),
+      GAP(C_SignInit),
+      GAP(C_Sign),
+#undef GAP
+  };
+  for (const auto& gap : kGaps) {
+    const char* const name = gap.first;
+    SCOPED_TRACE(name);
+    world.Reset();
+    MakeHealthyWorld(world);
+    SetPins(world);
+    world.Slot(2).Token().UserTriesLeft(0);
+    CK_FUNCTION_LIST list = {};
+    direct_loader::TamperWith([&](CK_FUNCTION_LIST_PTR own) {
+      list = *own;
+      gap.second(list);
+      return &list;
+    });
+    ASSERT_EQ(module.Open("direct"), 0);
+    EXPECT_EQ(world.calls(name), 0);
+    User user;
+    OperationNamed("Sign with a login").act(module, user);
+    module.GetCertificates();
+    module.HasChanged();
+    module.CertificatePresent("02");
+    module.Close();
+    EXPECT_EQ(world.calls(name), 0);
+    EXPECT_EQ(direct_loader::open_libraries(), 0);
+    direct_loader::Reset();
+    host.Reset();
+  }
+  world.Reset();
+}
+
+TEST_F(StrangeProvider, WithoutC_InitializeThereIsNoProvider) {
+  for (const bool everything : {false, true}) {
+    CK_FUNCTION_LIST list = {};
+    direct_loader::TamperWith([&](CK_FUNCTION_LIST_PTR own) {
+      if (!everything)
+        list = *own;
+      list.C_Initialize = nullptr;
+      return &list;
+    });
+    EXPECT_EQ(module.Open("direct"), -1);
+    EXPECT_EQ(FailureLines(), "Error initializing PKCS#11 module 'direct': 84\n");
+    EXPECT_EQ(module.library_handle, nullptr);
+    EXPECT_EQ(direct_loader::open_libraries(), 0);
+    scripted::Trace::Instance().Clear();
+  }
+}
+
+TEST_F(StrangeProvider, WithoutAFunctionListThereIsNoProvider) {
+  direct_loader::TamperWith([](CK_FUNCTION_LIST_PTR) -> CK_FUNCTION_LIST_PTR { return nullptr; });
+  EXPECT_EQ(module.Open("direct"), -1);
+  EXPECT_EQ(FailureLines(), "Error initializing PKCS#11 module 'direct': 5\n");
+  EXPECT_EQ(direct_loader::open_libraries(), 0);
+}
+
+TEST_F(StrangeProvider, VersionsAreNotLookedAt) {
+  for (const CK_VERSION version : {CK_VERSION{0, 0}, CK_VERSION{1, 0}, CK_VERSION{2, 1},
+                                   CK_VERSION{3, 0}, CK_VERSION{255, 255}}) {
+    CK_FUNCTION_LIST list = {};
+    direct_loader::TamperWith([&](CK_FUNCTION_LIST_PTR own) {
+      list = *own;
+      list.version = version;
+      return &list;
+    });
+    world.Reset();
+    MakeHealthyWorld(world);
+    ASSERT_EQ(module.Open("direct"), 0);
+    EXPECT_EQ(List(), "A B");
+    module.Close();
+    direct_loader::Reset();
+  }
+}
+
+TEST_F(StrangeProvider, AnObjectThatVanishesBetweenItsFindingAndItsReading) {
+  for (const int read : {1, 2}) {
+    Begin();
+    world.On("C_GetAttributeValue", read).Before([&] {
+      world.Slot(1).Token().Delete(world.Slot(1).Token().objects.front().handle);
+    });
+    EXPECT_EQ(List(), "B");
+    EXPECT_THAT(FailureLines(), HasSubstr("Unable to read certificate\n"));
+    ExpectBalance();
+  }
+}
+
+TEST_F(StrangeProvider, AKeyThatVanishesBeforeItSigns) {
+  Begin();
+  world.On("C_SignInit").Before([&] {
+    world.Slot(2).Token().Delete(world.Slot(2).Token().objects.back().handle);
+  });
+  User user;
+  const unsigned char data[] = {'d'};
+  unsigned char signature[200];
+  unsigned long length = sizeof signature;
+  EXPECT_FALSE(module.Sign("02", data, 1, signature, &length, User::Ask, User::Tell, &user));
+  EXPECT_EQ(FailureLines(), "Signature operation failed (96)\n");  // CKR_KEY_HANDLE_INVALID
+  ExpectBalance();
+  ExpectStillWorks();
+}
+
+// The component gives a provider nothing to call back: no notification (C_OpenSession), no mutexes
+// (C_Initialize).
+TEST_F(StrangeProvider, HasNothingToCallBackInto) {
+  MakeHealthyWorld(world);
+  module.Open("direct");
+  module.GetCertificates();
+  module.CertificatePresent("02");
+  int initialized = 0;
+  int opened = 0;
+  for (const std::string& line : scripted::Trace::Instance().lines()) {
+    initialized += line.rfind("C_Initialize(NULL) = OK", 0) == 0 ? 1 : 0;
+    opened += line.rfind("C_OpenSession", 0) == 0 ? 1 : 0;
+    EXPECT_THAT(line, testing::Not(HasSubstr("notify")));
+    EXPECT_THAT(line, testing::Not(HasSubstr("application")));
+  }
+  EXPECT_EQ(initialized, 1);
+  EXPECT_EQ(opened, 4);
+}
+
+TEST_F(StrangeProvider, TakesItsTime) {
+  Begin();
+  world.OnCall(1).Always().Before([] { usleep(1000); });
+  EXPECT_EQ(List(), "A B");
+  EXPECT_EQ(Sign(), "signed");
+  ExpectBalance();
+}
+
+}  // namespace
+}  // namespace faults
