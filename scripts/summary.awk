@@ -1,0 +1,52 @@
+# Reads the JUnit file that ctest writes, says why tests were skipped and which ones failed, and ends
+# with the line "N passed, N failed, N skipped". Fails when no test ran.
+
+function attribute(name, line) {
+  line = $0
+  if (!sub(".* " name "=\"", "", line)) return ""
+  sub(/".*/, "", line)
+  return unescape(line)
+}
+
+function unescape(text) {
+  gsub(/&lt;/, "<", text)
+  gsub(/&gt;/, ">", text)
+  gsub(/&quot;/, "\"", text)
+  gsub(/&amp;/, "\\&", text)
+  return text
+}
+
+/^\t<testcase / {
+  test = attribute("name")
+  status = attribute("status")
+  message = reason = last = ""
+  in_reason = 0
+}
+
+# A test that asked to be skipped is "notrun", and so is one that could not be started.
+/^\t\t<skipped / { message = attribute("message") }
+
+/^\t\t<system-out>/ { sub(/^\t\t<system-out>/, "") }
+
+# GoogleTest writes "FILE:LINE: Skipped", then the reason, then an empty line.
+/: Skipped$/ { in_reason = 1; next }
+in_reason && (/^$/ || /^\[/) { in_reason = 0 }
+in_reason { reason = reason (reason == "" ? "" : " ") $0 }
+!/^$/ && !/^<\/system-out>/ && !/^\t/ { last = $0; sub(/<\/system-out>$/, "", last) }
+
+/^\t<\/testcase>/ {
+  if (status == "run") {
+    passed++
+  } else if (status == "disabled" || (status == "notrun" && message ~ /^SKIP_/)) {
+    skipped++
+    print "skipped: " test ": " unescape(reason != "" ? reason : last)
+  } else {
+    failed++
+    print "failed: " test
+  }
+}
+
+END {
+  print passed + 0 " passed, " failed + 0 " failed, " skipped + 0 " skipped"
+  exit passed + failed == 0
+}

@@ -1,0 +1,39 @@
+// cardcert list
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/json.h"
+#include "cli/provider.h"
+#include "cli/table.h"
+
+namespace {
+
+void ExplainEmptyList(bool had_certificates) {
+  if (had_certificates)
+    Complain("no certificate matches; without --matching all are listed");
+  else
+    Complain("no certificates found: is the card in its reader? --log-level 5 shows each step");
+}
+
+}  // namespace
+
+ExitStatus RunList(const ProviderOptions& provider, const ListOptions& options) {
+  ComponentLog log;
+  PKCS11Module module;
+  const ExitStatus status = OpenProvider(provider, &log, &module);
+  if (status != kExitSuccess)
+    return status;
+
+  std::list<pkcs11_certificate> records = ListCertificates(&log, &module);
+  const bool had_certificates = !records.empty();
+  if (options.matching)
+    records.remove_if([](const pkcs11_certificate& record) { return !record.matches_filter; });
+
+  bool printed = true;
+  if (options.json)
+    printed = Print(CertificatesAsJson(records, module.GetLibraryPath()));
+  else if (!records.empty())
+    printed = Print(CertificateTable(records));
+  if (records.empty())
+    ExplainEmptyList(had_certificates);
+  return printed ? kExitSuccess : kExitFailed;
+}

@@ -1,0 +1,178 @@
+#include "cli/options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <sstream>
+
+#include "cli/console.h"
+#include "cli/digest_info.h"
+#include "cli/encoding.h"
+#include "cli/exit_status.h"
+#include "cli/help.h"
+#include "host/kvutils.h"
+
+namespace {
+
+// CLI::Range writes its bounds with six decimals, and has nothing against "nan".
+template <typename Number>
+CLI::Validator NumberFrom(Number least, Number most) {
+  return CLI::Validator(
+      [least, most](const std::string& text) -> std::string {
+        Number number = {};
+        if (CLI::detail::lexical_cast(text, number) && number >= least && number <= most)
+          return "";
+        std::ostringstream fault;
+        fault << Quoted(text) << " is no number from " << least << " to " << most;
+        return fault.str();
+      },
+      "");
+}
+
+// The parser with the options it fills; one object, since the parser points into the options.
+class Parser {
+ public:
+  Parser() {
+    app_.set_help_flag("-h,--help");
+    app_.set_version_flag("--version", VersionText());
+    app_.require_subcommand(1);
+    AddList();
+    AddPresent();
+    AddWatch();
+    AddSign();
+  }
+
+  void Parse(int argc, const char* const* argv) { app_.parse(argc, argv); }
+
+  // What to say of a command line that could not be parsed.
+  std::string Explain(const CLI::ParseError& error) const {
+    const std::string commands = ": list, present, watch or sign";
+    const std::vector<std::string> words = app_.remaining();
+    if (!words.empty() && words.front()[0] == '-')
+      return Quoted(words.front()) + " has to come after a command" + commands;
+    if (!app_.get_subcommands().empty())
+      return InOtherWords(error.what());
+    if (words.empty())
+      return "a command is needed" + commands;
+    return "there is no command " + Quoted(words.front()) + commands;
+  }
+
+  Options Take() {
+    ToUtf8(&options_.provider.module);
+    if (options_.provider.name)
+      ToUtf8(&*options_.provider.name);
+    for (std::string& filter : options_.provider.filters)
+      ToUtf8(&filter);
+    return options_;
+  }
+
+  std::vector<std::string> Words() const {
+    std::vector<std::string> words;
+    Collect(app_, &words);
+    for (const CLI::App* command : app_.get_subcommands({})) {
+      words.push_back(command->get_name());
+      Collect(*command, &words);
+    }
+    return words;
+  }
+
+ private:
+  // "--module: 1 required TEXT missing", "--module: At Most 1 required but received 2".
+  static std::string InOtherWords(const std::string& text) {
+    const std::string option = text.substr(0, text.find(':'));
+    if (text.find(": 1 required ") != std::string::npos)
+      return option + " needs a value";
+    if (text.find(": At Most 1 required ") != std::string::npos)
+      return option + " is given more than once";
+    return text;
+  }
+
+  static void ToUtf8(std::string* text) { *text = KVUtils::Transcode("", "UTF-8", *text); }
+
+  static void Collect(const CLI::App& app, std::vector<std::string>* words) {
+    for (const CLI::Option* option : app.get_options()) {
+      for (const std::string& name : option->get_lnames())
+        words->push_back("--" + name);
+      for (const std::string& name : option->get_snames())
+        words->push_back("-" + name);
+    }
+  }
+
+  CLI::App* AddCommand(const std::string& name, Command command) {
+    CLI::App* const app = app_.add_subcommand(name);
+    app->parse_complete_callback([this, command] { options_.command = command; });
+    ProviderOptions& provider = options_.provider;
+    app->add_option("-m,--module", provider.module)->required();
+    app->add_option("--name", provider.name);
+    app->add_option("--log-level", provider.log_level)->check(NumberFrom(0, 5));
+    app->add_option("--log-file", provider.log_file);
+    return app;
+  }
+
+  void AddFilters(CLI::App* app) {
+    app->add_option("--filter", options_.provider.filters)->allow_extra_args(false);
+  }
+
+  void AddList() {
+    CLI::App* const app = AddCommand("list", Command::kList);
+    AddFilters(app);
+    app->add_flag("--matching", options_.list.matching);
+    app->add_flag("--json", options_.list.json);
+  }
+
+  void AddPresent() {
+    CLI::App* const app = AddCommand("present", Command::kPresent);
+    app->add_option("SERIAL", options_.present.serial)->required();
+  }
+
+  void AddWatch() {
+    CLI::App* const app = AddCommand("watch", Command::kWatch);
+    AddFilters(app);
+    app->add_flag("--json", options_.watch.json);
+    app->add_option("--interval", options_.watch.interval)->check(NumberFrom(0.05, 86400.0));
+    app->add_option("--count", options_.watch.count)->check(NumberFrom(1UL, 1000000000UL));
+  }
+
+  void AddSign() {
+    CLI::App* const app = AddCommand("sign", Command::kSign);
+    SignOptions& sign = options_.sign;
+    app->add_option("SERIAL", sign.serial)->required();
+    app->add_option("--in", sign.in);
+    app->add_option("--out", sign.out);
+    app->add_option("--digest", sign.digest)->check(CLI::IsMember(DigestNames()));
+    app->add_option("--encoding", sign.encoding)->check(CLI::IsMember(EncodingNames()));
+    AddPin(app, "--pin", &sign.pin);
+    AddPin(app, "--so-pin", &sign.so_pin);
+    AddPin(app, "--new-pin", &sign.new_pin);
+    app->add_flag("--batch", sign.batch);
+  }
+
+  static void AddPin(CLI::App* app, const std::string& name, PinSource* source) {
+    CLI::Option* const variable = app->add_option(name, source->variable);
+    app->add_option(name + "-file", source->file)->excludes(variable);
+  }
+
+  CLI::App app_;
+  Options options_;
+};
+
+}  // namespace
+
+ParsedOptions ParseOptions(int argc, const char* const* argv) {
+  Parser parser;
+  try {
+    parser.Parse(argc, argv);
+    return {parser.Take(), kExitSuccess};
+  } catch (const CLI::CallForHelp&) {
+    return {std::nullopt, Print(HelpText()) ? kExitSuccess : kExitFailed};
+  } catch (const CLI::CallForVersion&) {
+    return {std::nullopt, Print(VersionText() + "\n") ? kExitSuccess : kExitFailed};
+  } catch (const CLI::ParseError& error) {
+    Complain(parser.Explain(error));
+    Complain("see cardcert --help");
+    return {std::nullopt, kExitUsage};
+  }
+}
+
+std::vector<std::string> KnownWords() {
+  return Parser().Words();
+}

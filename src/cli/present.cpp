@@ -1,0 +1,30 @@
+// cardcert present
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/provider.h"
+#include "cli/select.h"
+#include "cli/table.h"
+
+ExitStatus RunPresent(const ProviderOptions& provider, const PresentOptions& options) {
+  const std::optional<Serial> serial = Serial::Parse(options.serial);
+  if (!serial) {
+    ComplainAboutSerial(options.serial);
+    return kExitUsage;
+  }
+  ComponentLog log;
+  PKCS11Module module;
+  const ExitStatus opened = OpenProvider(provider, &log, &module);
+  if (opened != kExitSuccess)
+    return opened;
+
+  const std::list<pkcs11_certificate> records = module.GetCertificates();
+  const Selection selection = SelectCertificate(records, *serial);
+  if (selection.status == kExitAmbiguous)
+    return kExitAmbiguous;
+  if (selection.record != nullptr && module.CertificatePresent(selection.record->serial))
+    return Print(CertificateLine(*selection.record) + "\n") ? kExitSuccess : kExitFailed;
+  if (IsOnSomeToken(&module, *serial))
+    return Print("a certificate that cannot be used for signing\n") ? kExitSuccess : kExitFailed;
+  Complain("no token has a certificate with the serial " + Quoted(options.serial));
+  return kExitNoCertificate;
+}

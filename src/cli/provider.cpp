@@ -1,0 +1,126 @@
+#include "cli/provider.h"
+
+#include <sys/stat.h>
+
+#include <map>
+#include <utility>
+
+#include "cli/console.h"
+#include "host/kvutils.h"
+
+namespace {
+
+void ComplainAbout(const std::string& option, const std::string& value,
+                   const std::vector<std::string>& reasons) {
+  std::string message = option + " " + Quoted(value);
+  for (const std::string& reason : reasons)
+    message += ": " + reason;
+  Complain(message);
+  Complain("see cardcert --help for the form of " + option);
+}
+
+// The component reads a key usage that is no number as 0. That is easily meant otherwise.
+void WarnOfUnreadKeyUsage(const std::string& filter) {
+  std::list<std::string> fields;
+  if (!KVUtils::DecodeStringList(filter, &fields, '|') || fields.size() != 3)
+    return;
+  const std::string& usage = fields.back();
+  const std::size_t digits = usage.find_first_not_of("+-") == 1 ? 1 : 0;
+  if (usage.size() > digits && usage.find_first_not_of("0123456789", digits) == std::string::npos)
+    return;
+  Complain("note: the key usage " + Quoted(usage) + " of --filter " + Quoted(filter) +
+           " is not a number: what does not start with digits counts as 0, no requirement");
+}
+
+bool ApplyNamesAndFilters(const ProviderOptions& options, ComponentLog* log, PKCS11Module* module) {
+  if (options.name && !module->SetNameComponents(options.name->c_str())) {
+    ComplainAbout("--name", *options.name, log->TakeProblems());
+    return false;
+  }
+  for (const std::string& filter : options.filters) {
+    if (!module->AddFilter(filter)) {
+      ComplainAbout("--filter", filter, log->TakeProblems());
+      return false;
+    }
+  }
+  for (const std::string& filter : options.filters)
+    WarnOfUnreadKeyUsage(filter);
+  return true;
+}
+
+void ExplainWhatToTryNext(const std::string& path) {
+  struct stat info = {};
+  const std::string name = KVUtils::Transcode("UTF-8", "", path);
+  const bool exists = stat(name.c_str(), &info) == 0;
+  const bool has_folder = path.find('/') != std::string::npos;
+  if (has_folder && !exists)
+    Complain("check the path given with --module: there is no such file");
+  else if (!has_folder && exists)
+    Complain("a name without a folder is looked for among the system's libraries only: write " +
+             Quoted("./" + path) + " for the file in this folder");
+  else
+    Complain(
+        "check that --module names the PKCS#11 library of the card, and that what this library"
+        " needs is there: its configuration file, its daemon, the card reader's service");
+  Complain("libraries of this kind are often in /usr/lib/*/pkcs11/ or named *pkcs11*.so");
+}
+
+bool StartsWith(const std::string& text, const std::string& prefix) {
+  return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+// Slots without a usable token are no surprise; every other failure has taken something away from
+// the list.
+bool IsExpected(const std::string& problem) {
+  return StartsWith(problem, "No certificate associated with token") ||
+         problem == "Unable to open card session";
+}
+
+std::string Explanation(const std::string& problem) {
+  if (StartsWith(problem, "Unable to read public key from certificate"))
+    return " (left out: only certificates with an RSA key can be used)";
+  return "";
+}
+
+}  // namespace
+
+ExitStatus OpenProvider(const ProviderOptions& options, ComponentLog* log, PKCS11Module* module) {
+  if (!ApplyNamesAndFilters(options, log, module) ||
+      !log->Configure(options.log_level, options.log_file))
+    return kExitUsage;
+  // Loaded once, and closed when the program ends: providers that do not survive being loaded a
+  // second time are none of its worries.
+  if (module->Open(options.module) != 0) {
+    ExplainWhatToTryNext(options.module);
+    return kExitProvider;
+  }
+  log->TakeProblems();  // The provider's identity is logged at the same level.
+  return kExitSuccess;
+}
+
+std::vector<std::string> Notes(const std::vector<std::string>& problems) {
+  std::map<std::string, int> counts;
+  for (const std::string& problem : problems)
+    ++counts[problem];
+  std::vector<std::string> notes;
+  for (const std::string& problem : problems) {
+    const int count = std::exchange(counts[problem], 0);
+    if (count == 0 || IsExpected(problem))
+      continue;
+    notes.push_back(problem + Explanation(problem) +
+                    (count > 1 ? " (" + std::to_string(count) + " times)" : ""));
+  }
+  return notes;
+}
+
+void ShowNotes(const std::vector<std::string>& notes) {
+  for (const std::string& note : notes)
+    Complain("note: " + note);
+}
+
+std::list<pkcs11_certificate> ListCertificates(ComponentLog* log, PKCS11Module* module) {
+  log->TakeProblems();
+  std::list<pkcs11_certificate> records = module->GetCertificates();
+  ShowNotes(Notes(log->TakeProblems()));
+  return records;
+}

@@ -1,0 +1,56 @@
+// Where a PIN lives inside the program.
+#pragma once
+
+#include <string.h>
+
+#include <cstddef>
+
+// Room for one PIN, cleared on every way out of its scope and never copied by accident. It does
+// not move either, so that there is only one place to clear; explicit_bzero, because the optimiser
+// drops a memset nobody reads after.
+class Secret {
+ public:
+  // What the component has room for.
+  static constexpr std::size_t kCapacity = 128;
+
+  Secret() = default;
+  ~Secret() { Clear(); }
+  Secret(const Secret&) = delete;
+  Secret& operator=(const Secret&) = delete;
+
+  void Clear() {
+    explicit_bzero(bytes_, sizeof bytes_);
+    length_ = 0;
+    too_long_ = false;
+  }
+
+  void Append(unsigned char byte) {
+    if (length_ < kCapacity)
+      bytes_[length_++] = byte;
+    else
+      too_long_ = true;
+  }
+
+  // `to` has room for kCapacity bytes. Byte by byte, here and below: memcpy and its kin leave bytes
+  // in vector registers, which the dynamic linker and signals may spill to the stack.
+  void CopyTo(volatile unsigned char* to) const {
+    for (std::size_t i = 0; i < length_; ++i)
+      to[i] = bytes_[i];
+  }
+
+  bool Equals(const Secret& other) const {
+    const volatile unsigned char* const ours = bytes_;
+    unsigned char difference = 0;
+    for (std::size_t i = 0; i < kCapacity; ++i)
+      difference = static_cast<unsigned char>(difference | (ours[i] ^ other.bytes_[i]));
+    return length_ == other.length_ && difference == 0;
+  }
+
+  std::size_t length() const { return length_; }
+  bool too_long() const { return too_long_; }
+
+ private:
+  unsigned char bytes_[kCapacity] = {};
+  std::size_t length_ = 0;
+  bool too_long_ = false;
+};

@@ -1,0 +1,75 @@
+#include "cli/select.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "cli/console.h"
+#include "cli/table.h"
+#include "host/certificate.h"
+
+namespace {
+
+struct CertificateFree {
+  void operator()(certificate* cert) const { cert_free(cert); }
+};
+using OwnedCertificate = std::unique_ptr<certificate, CertificateFree>;
+
+// The first certificate with the serial on the tokens; null when it is gone.
+OwnedCertificate FirstWith(const std::string& serial, PKCS11Module* module) {
+  const pkcs11_certificate_location* const location = module->FindCertificate(serial);
+  if (location == nullptr)
+    return nullptr;
+  OwnedCertificate cert(module->GetTokenCertificate(location->session, location->object));
+  module->function_list->C_CloseSession(location->session);
+  return cert;
+}
+
+bool HasKeyOf(const certificate* cert, const pkcs11_certificate& record) {
+  pkcs11_certificate other;
+  other.public_exponent_len = sizeof other.public_exponent;
+  other.modulus_len = sizeof other.modulus;
+  return cert_rsa_public_key_components(cert, other.public_exponent, &other.public_exponent_len,
+                                        other.modulus, &other.modulus_len) == 0 &&
+         other.modulus_len == record.modulus_len &&
+         std::memcmp(other.modulus, record.modulus, record.modulus_len) == 0;
+}
+
+}  // namespace
+
+Selection SelectCertificate(const std::list<pkcs11_certificate>& records, const Serial& serial) {
+  const std::vector<const pkcs11_certificate*> found = WithoutCopies(serial.Find(records));
+  if (found.empty())
+    return {nullptr, kExitNoCertificate};
+  if (found.size() == 1)
+    return {found.front(), kExitSuccess};
+  Complain("several different certificates have this serial:");
+  for (const pkcs11_certificate* record : found)
+    Complain("  " + CertificateLine(*record) + "  " + record->subject);
+  Complain("remove the tokens that are not meant");
+  return {nullptr, kExitAmbiguous};
+}
+
+bool IsTheOneToSignWith(PKCS11Module* module, const pkcs11_certificate& record) {
+  const OwnedCertificate first = FirstWith(record.serial, module);
+  if (first == nullptr || HasKeyOf(first.get(), record))
+    return true;
+  char subject[16834] = {};
+  cert_subject(first.get(), subject, sizeof subject);
+  Complain("several different certificates have this serial:");
+  Complain(std::string("  ") + subject + "  (without an RSA key that could be used)");
+  Complain("  " + CertificateLine(record) + "  " + record.subject);
+  Complain("the first is in the way of the second: remove its token, or take it off the token");
+  return false;
+}
+
+void ComplainAboutSerial(const std::string& text) {
+  Complain(Quoted(text) + " is no serial number: give hexadecimal digits, as cardcert list shows");
+}
+
+bool IsOnSomeToken(PKCS11Module* module, const Serial& serial) {
+  const std::vector<std::string> spellings = serial.Spellings();
+  return std::any_of(spellings.begin(), spellings.end(), [module](const std::string& spelling) {
+    return module->CertificatePresent(spelling);
+  });
+}

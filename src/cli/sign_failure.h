@@ -1,0 +1,13 @@
+// Why there is no signature, in words.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/exit_status.h"
+
+// Tells the user, and says with which status the program ends. `pin_failure` is what the PINs have
+// to do with it, `problems` what the component logged.
+ExitStatus ExplainFailure(const std::optional<ExitStatus>& pin_failure,
+                          const std::vector<std::string>& problems);

@@ -1,0 +1,161 @@
+// cardcert watch
+#include <poll.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <sstream>
+
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/json.h"
+#include "cli/provider.h"
+#include "cli/serials.h"
+#include "cli/signal_pipe.h"
+#include "cli/table.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Records = std::list<pkcs11_certificate>;
+
+// Between two lists where no event has ever come: not every provider reports them, and none of the
+// ways in which they say so tells for sure.
+constexpr std::chrono::seconds kListAgain(3);
+
+bool SameEntry(const pkcs11_certificate& a, const pkcs11_certificate& b) {
+  return a.slot_description == b.slot_description && a.presentable_name == b.presentable_name &&
+         SameCertificate(a, b);
+}
+
+// The entries of `from` that `without` does not have, copies counted.
+Records Difference(Records from, Records without) {
+  from.remove_if([&without](const pkcs11_certificate& record) {
+    const auto same = std::find_if(
+        without.begin(), without.end(),
+        [&record](const pkcs11_certificate& other) { return SameEntry(record, other); });
+    if (same == without.end())
+      return false;
+    without.erase(same);
+    return true;
+  });
+  return from;
+}
+
+class Watch {
+ public:
+  Watch(const WatchOptions& options, ComponentLog* log, PKCS11Module* module)
+      : options_(options), log_(*log), module_(*module) {}
+
+  ExitStatus Run(SignalPipe* signals) {
+    if (!List())
+      return kExitFailed;
+    for (unsigned long looks = 1; options_.count == 0 || looks < options_.count; ++looks) {
+      if (WaitForSignal(signals))
+        return kExitSuccess;
+      if (!Look())
+        return kExitFailed;
+    }
+    return kExitSuccess;
+  }
+
+ private:
+  // False: standard output is gone.
+  bool List() {
+    if (!Read(&known_))
+      known_.clear();
+    if (!options_.json) {
+      const bool printed = known_.empty() || Print(CertificateTable(known_));
+      if (known_.empty())
+        Complain("no certificates yet; watching");
+      return printed;
+    }
+    return Show("present", "", known_);
+  }
+
+  bool Look() {
+    const bool event = module_.HasChanged();
+    reports_events_ = reports_events_ || event;
+    if (!event) {
+      if (reports_events_ || !TimeToListAgain())
+        return true;
+    }
+    Records now;
+    if (!Read(&now))
+      return true;  // In the middle of a change, perhaps: HasChanged() stays true.
+    const Records removed = Difference(known_, now);
+    const Records added = Difference(now, known_);
+    known_ = std::move(now);
+    return Show("removed", "- ", removed) && Show("added", "+ ", added);
+  }
+
+  // Says once that it lists again without being told to.
+  bool TimeToListAgain() {
+    if (!has_said_so_) {
+      // It lists when it looks, so that a longer interval counts.
+      const double looks = std::ceil(static_cast<double>(kListAgain.count()) / options_.interval);
+      std::ostringstream message;
+      message << "the provider has reported no events so far: listing again every "
+              << looks * options_.interval << " seconds";
+      Complain(message.str());
+      has_said_so_ = true;
+    }
+    return Clock::now() - listed_at_ >= kListAgain;
+  }
+
+  // False: the provider could not go through its slots.
+  bool Read(Records* records) {
+    *records = module_.GetCertificates();
+    listed_at_ = Clock::now();
+    const std::vector<std::string> notes = Notes(log_.TakeProblems());
+    if (notes != notes_)
+      ShowNotes(notes);
+    notes_ = notes;
+    return !module_.changed;
+  }
+
+  bool Show(const char* event, const char* sign, const Records& records) {
+    std::string text;
+    for (const pkcs11_certificate& record : records) {
+      if (options_.json)
+        text += EventAsJsonLine(event, record, module_.GetLibraryPath());
+      else
+        text += sign + CertificateLine(record) + "\n";
+    }
+    return text.empty() || Print(text);
+  }
+
+  bool WaitForSignal(SignalPipe* signals) const {
+    pollfd input = {signals->descriptor(), POLLIN, 0};
+    const auto until = Clock::now() + std::chrono::duration<double>(options_.interval);
+    for (;;) {
+      const std::chrono::duration<double, std::milli> rest = until - Clock::now();
+      poll(&input, 1, std::max(0, static_cast<int>(rest.count())));
+      if (signals->Take() != 0)
+        return true;
+      if (Clock::now() >= until)
+        return false;
+    }
+  }
+
+  const WatchOptions& options_;
+  ComponentLog& log_;
+  PKCS11Module& module_;
+  Records known_;
+  std::vector<std::string> notes_;
+  Clock::time_point listed_at_;
+  bool reports_events_ = false;
+  bool has_said_so_ = false;
+};
+
+}  // namespace
+
+ExitStatus RunWatch(const ProviderOptions& provider, const WatchOptions& options) {
+  ComponentLog log;
+  PKCS11Module module;
+  const ExitStatus opened = OpenProvider(provider, &log, &module);
+  if (opened != kExitSuccess)
+    return opened;
+  SignalPipe signals({SIGINT, SIGTERM, SIGHUP}, true);
+  return Watch(options, &log, &module).Run(&signals);
+}

@@ -1,0 +1,103 @@
+// A scripted card for the program's transcripts: a provider library that, when it is loaded, makes
+// the world that the environment asks for, and when it is unloaded, writes down what happened.
+//   SCRIPTED_CARD        words: see Words below
+//   SCRIPTED_CARD_FILES  folder of make_token.sh's files; the card holds its certificate "sign"
+//   SCRIPTED_CARD_TRACE  the file for the trace and, behind "VIOLATION", the caller's faults
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include "provider/control.h"
+
+namespace {
+
+using scripted::World;
+
+std::string Variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+std::string FileContent(const std::string& name) {
+  std::ifstream file(Variable("SCRIPTED_CARD_FILES") + "/" + name, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+unsigned long Number(const std::string& text) {
+  return std::stoul(text, nullptr, 0);
+}
+
+class Card {
+ public:
+  Card() {
+    scripted::Trace::Instance();  // Made before the card, so that it is there until the card has
+                                  // gone.
+    scripted::Token& token = World::Instance().Slot(1, "Scripted reader").Token("Card (PIN)");
+    const std::map<std::string, std::function<void(const std::string&)>> words = {
+        // PINs: 1234 and 87654321 unless they are "no".
+        {"user", [&](const std::string& value) { has_user_pin_ = value != "no"; }},
+        {"left", [&](const std::string& value) { user_left_ = std::stoi(value); }},
+        {"so-left", [&](const std::string& value) { so_left_ = std::stoi(value); }},
+        {"locks-at-once", [&](const std::string&) { token.SaysLockedAtOnce(); }},
+        {"pin-flags", [&](const std::string& value) { token.PinFlags(Number(value)); }},
+        // Before "sign", NAME of make_token.sh's certificates.
+        {"first",
+         [&](const std::string& value) { token.Certificate(FileContent(value + ".der"), "1st"); }},
+        // NAME/NUMBER: the function fails.
+        {"fail", [](const std::string& value) { Fail(value); }},
+        // From the n-th poll on the token is gone, or back; with an event.
+        {"remove-at-poll",
+         [this](const std::string& value) { AtPoll(value, [this] { Remove(); }); }},
+        {"insert-at-poll",
+         [this](const std::string& value) { AtPoll(value, [this] { Insert(); }); }},
+    };
+    std::istringstream script(Variable("SCRIPTED_CARD"));
+    for (std::string word; script >> word;) {
+      const std::string::size_type equals = word.find('=');
+      words.at(word.substr(0, equals))(equals == std::string::npos ? "" : word.substr(equals + 1));
+    }
+
+    if (has_user_pin_)
+      token.UserPin("1234").UserTriesLeft(user_left_).SoPin("87654321").SoTriesLeft(so_left_);
+    token.Certificate(FileContent("sign.der"), "id");
+    token.PrivateKey("id", scripted::RsaKey::FromPem(FileContent("sign.key")));
+  }
+
+  ~Card() {
+    std::ofstream file(Variable("SCRIPTED_CARD_TRACE"));
+    file << scripted::Trace::Instance().Take();
+    for (const std::string& violation : World::Instance().Violations())
+      file << "VIOLATION " << violation << "\n";
+  }
+
+  Card(const Card&) = delete;
+  Card& operator=(const Card&) = delete;
+
+ private:
+  static void Fail(const std::string& value) {
+    const std::string::size_type slash = value.find('/');
+    World::Instance().On(value.substr(0, slash)).Return(Number(value.substr(slash + 1)));
+  }
+
+  static void AtPoll(const std::string& nth, std::function<void()> action) {
+    World::Instance().On("C_WaitForSlotEvent", std::stoi(nth)).Before([action = std::move(action)] {
+      action();
+      World::Instance().Event(1);
+    });
+  }
+  void Remove() { removed_ = World::Instance().Slot(1).Remove(); }
+  void Insert() { World::Instance().Slot(1).Insert(removed_); }
+
+  bool has_user_pin_ = true;
+  int user_left_ = 3;
+  int so_left_ = 3;
+  std::shared_ptr<scripted::Token> removed_;
+};
+
+const Card card;
+
+}  // namespace

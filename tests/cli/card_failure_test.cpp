@@ -1,0 +1,94 @@
+// What goes wrong with a card, in words; and its coming and going.
+#include <csignal>
+
+#include "card_test.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+struct Failure {
+  const char* name;
+  const char* card;
+  const char* words;
+};
+
+class SignFailureTest : public CardTest, public testing::WithParamInterface<Failure> {};
+
+TEST_P(SignFailureTest, IsStatus1WithAReason) {
+  Card(GetParam().card);
+  const Finished run = RunSign({"--pin-file", PinFile()});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr(GetParam().words));
+  EXPECT_THAT(run.err, HasSubstr("cardcert: nothing was signed\n"));
+  EXPECT_TRUE(AllLinesAreMessages(run.err));
+  EXPECT_FALSE(Exists(File("sig")));
+  ExpectNoViolations();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Card, SignFailureTest,
+    testing::Values(Failure{"Removed", "fail=C_Sign/0x32", "(50): the card was removed"},
+                    Failure{"Device", "fail=C_Sign/0x30",
+                            "(48): the card or its reader has failed"},
+                    Failure{"Mechanism", "fail=C_SignInit/0x70", "(112): the token makes no"},
+                    Failure{"Forbidden", "fail=C_SignInit/0x68", "(104): the private key may not"},
+                    Failure{"LoginForEachSignature", "fail=C_Sign/0x101",
+                            "(257): the private key asks for a login of its own"},
+                    Failure{"Unexplained", "fail=C_Sign/0x80000001",
+                            "Signature operation failed (2147483649)\n"},
+                    Failure{"Login", "fail=C_Login/0x100", "Unexpected token login error: 256"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(CardTest, AProviderThatCancelsIsNotTheUser) {
+  Card("fail=C_Sign/1");
+  EXPECT_EQ(RunSign({"--pin-file", PinFile()}).status, 1);
+}
+
+TEST_F(CardTest, WatchShowsACardThatComesAndGoes) {
+  Card("remove-at-poll=2 insert-at-poll=9");
+  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "8"});
+  EXPECT_EQ(run.status, 0);
+  const std::string line =
+      "Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
+      "Scripted reader\n";
+  EXPECT_THAT(run.out, HasSubstr("\n- " + line));
+  EXPECT_THAT(run.out, HasSubstr("\n+ " + line));
+  EXPECT_LT(run.out.find("\n- "), run.out.find("\n+ "));
+  // A provider that has reported an event is believed.
+  EXPECT_THAT(run.err, Not(HasSubstr("listing again")));
+  ExpectNoViolations();
+}
+
+TEST_F(CardTest, WatchListsAgainWhateverAProviderWithoutEventsAnswers) {
+  // CKR_FUNCTION_NOT_SUPPORTED, CKR_DEVICE_REMOVED, CKR_DEVICE_ERROR, CKR_NO_EVENT
+  for (const char* const answer : {"0x54", "0x32", "0x30", "0x8"}) {
+    Card(std::string("fail=C_WaitForSlotEvent/") + answer);
+    const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "2"});
+    EXPECT_EQ(run.status, 0) << answer;
+    EXPECT_THAT(run.out, HasSubstr("4fa107"));
+    EXPECT_THAT(run.err, HasSubstr("cardcert: the provider has reported no events so far"));
+    ExpectNoViolations();
+  }
+}
+
+TEST_F(CardTest, ASignalEndsWatchAndClosesTheProvider) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    Process watch(WithCard({"watch", "--interval", "60"}), environment_);
+    ASSERT_TRUE(watch.WaitForOutput("4fa107"));
+    watch.Signal(signal);
+    EXPECT_EQ(watch.Wait().status, 0);
+    ExpectNoViolations();  // C_Finalize, once.
+  }
+}
+
+TEST_F(CardTest, WatchDoesNotTakeAFailureForARemoval) {
+  Card("fail=C_GetSlotList/0x30");
+  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "3"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out.find("- "), std::string::npos);
+  EXPECT_THAT(run.out, HasSubstr("+ Jürgen"));
+}
+
+}  // namespace

@@ -1,0 +1,51 @@
+#include "card_test.h"
+
+#include <sstream>
+
+void CardTest::SetUp() {
+  CardcertTest::SetUp();
+  environment_["SCRIPTED_CARD_FILES"] = CARDCERT_TOKEN;
+  environment_["SCRIPTED_CARD_TRACE"] = File("trace");
+  Card("");
+}
+
+Words CardTest::WithCard(const Words& words) {
+  Words command = {CARDCERT_PROGRAM};
+  command.insert(command.end(), words.begin(), words.end());
+  command.insert(command.end(), {"--module", SCRIPTED_CARD_LIBRARY});
+  return command;
+}
+
+Words CardTest::Sign(const Words& more) const {
+  Words words = {"sign", "4fa107", "--in", Write("in", "x"), "--out", File("sig")};
+  words.insert(words.end(), more.begin(), more.end());
+  return WithCard(words);
+}
+
+std::vector<std::string> CardTest::Calls(const std::string& function) const {
+  std::vector<std::string> calls;
+  std::istringstream lines(ReadWhole(File("trace")));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.compare(0, function.size(), function) == 0)
+      calls.push_back(line);
+  }
+  return calls;
+}
+
+void CardTest::ExpectNoViolations() const {
+  EXPECT_THAT(Calls("C_Finalize"), testing::SizeIs(1));
+  EXPECT_THAT(Calls("VIOLATION"), testing::IsEmpty());
+}
+
+void CardTest::ExpectASignature() const {
+  ExpectNoViolations();
+  const std::string key = Write("public.pem", OpenSsl({"rsa", "-in", Made("sign.key"), "-pubout"}));
+  EXPECT_EQ(OpenSsl({"dgst", "-sha256", "-verify", key, "-signature", File("sig"), File("in")}),
+            "Verified OK\n");
+}
+
+void CardTest::ExpectNoSignature() const {
+  ExpectNoViolations();
+  EXPECT_THAT(Calls("C_Sign("), testing::IsEmpty());
+  EXPECT_FALSE(Exists(File("sig")));
+}

@@ -1,0 +1,64 @@
+// --log-level and --log-file.
+#include "cardcert_run.h"
+
+#include <sys/stat.h>
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+
+class LogTest : public CardcertTest {};
+
+TEST_F(LogTest, WithoutAnOptionThereIsNoLog) {
+  const Finished run = Cardcert({"list"});
+  EXPECT_THAT(run.err, Not(HasSubstr("Loaded PKCS#11 module")));
+  EXPECT_TRUE(AllLinesAreMessages(run.err));
+}
+
+TEST_F(LogTest, GoesToStandardErrorUpToTheLevel) {
+  const std::string level3 = Cardcert({"list", "--log-level", "3"}).err;
+  EXPECT_THAT(level3, ContainsRegex("Z 3 Loaded PKCS#11 module '" SOFTHSM2_LIBRARY "'"));
+  EXPECT_THAT(level3, Not(ContainsRegex("Z 5 ")));
+  EXPECT_THAT(level3, Not(HasSubstr("cardcert: note:")));  // Not twice.
+  EXPECT_THAT(Cardcert({"list", "--log-level", "5"}).err, ContainsRegex("Z 5 Fetching tokens"));
+  EXPECT_THAT(Cardcert({"list", "--log-level", "0"}).err, Not(HasSubstr("Loaded")));
+}
+
+TEST_F(LogTest, AFileGetsEverything) {
+  const Finished run = Cardcert({"list", "--log-file", File("log")});
+  EXPECT_TRUE(AllLinesAreMessages(run.err));
+  const std::string log = ReadWhole(File("log"));
+  EXPECT_THAT(log, HasSubstr(" 3 Loaded PKCS#11 module"));
+  EXPECT_THAT(log, HasSubstr(" 5 Serial: 4fa107"));
+  struct stat info = {};
+  ASSERT_EQ(stat(File("log").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600U);
+}
+
+TEST_F(LogTest, AFileGetsNoMoreThanTheLevel) {
+  Cardcert({"list", "--log-file", File("log"), "--log-level", "3"});
+  EXPECT_THAT(ReadWhole(File("log")), HasSubstr(" 3 Loaded"));
+  EXPECT_THAT(ReadWhole(File("log")), Not(HasSubstr(" 5 ")));
+}
+
+TEST_F(LogTest, TheReasonOfAFailureIsShownWhateverTheLog) {
+  const Finished quiet = Bare({"list", "-m", "/no/such.so", "--log-level", "0"});
+  EXPECT_THAT(quiet.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
+  const Finished to_file = Bare({"list", "-m", "/no/such.so", "--log-file", File("log")});
+  EXPECT_THAT(to_file.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
+  EXPECT_THAT(ReadWhole(File("log")), HasSubstr(" 2 Unable to load PKCS#11 module '/no/such.so':"));
+}
+
+TEST_F(LogTest, NeverHoldsAPin) {
+  const std::string in = Write("in", "x");
+  const Finished run = Cardcert({"sign", "4fa107", "--in", in, "--out", File("out"), "--log-level",
+                                 "5", "--pin-file", PinFile("739174")});
+  EXPECT_EQ(run.status, 7);
+  EXPECT_THAT(run.err, HasSubstr("Token login error: 160"));
+  // The file's name is not in the log either, so that this would find the PIN.
+  EXPECT_THAT(run.err + run.out, Not(HasSubstr("739174")));
+}
+
+}  // namespace

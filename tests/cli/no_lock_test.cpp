@@ -1,0 +1,153 @@
+// No script can lock a card.
+#include "card_test.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::SizeIs;
+
+class NoLockTest : public CardTest {
+ protected:
+  Words Pin(const std::string& pin) const { return {"--pin-file", PinFile(pin)}; }
+  // All three kinds of PIN.
+  Words Pins(const std::string& pin, const std::string& so_pin, const std::string& new_pin) const {
+    return {"--pin-file",    PinFile(pin),     "--so-pin-file",
+            PinFile(so_pin), "--new-pin-file", PinFile(new_pin)};
+  }
+};
+
+TEST_F(NoLockTest, TheRightPinSigns) {
+  EXPECT_EQ(RunSign(Pin("1234")).status, 0);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
+  ExpectASignature();
+}
+
+TEST_F(NoLockTest, AWrongPinCostsOneTry) {
+  const Finished run = RunSign(Pin("9999"));
+  EXPECT_EQ(run.status, 7);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, APinOfTheWrongLengthIsOfferedOnce) {
+  EXPECT_EQ(RunSign(Pin("99")).status, 7);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, TheLastTryIsLeftAlone) {
+  Card("left=1");
+  const Finished run = RunSign(Pin("9999"));
+  EXPECT_EQ(run.status, 9);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: the PIN is held back: it would be the last try"));
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, TheLastTryIsLeftAloneByTheRightPinToo) {
+  Card("left=1");
+  EXPECT_EQ(RunSign(Pin("1234")).status, 9);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+}
+
+TEST_F(NoLockTest, ALockedPinIsStatus8) {
+  Card("left=0");
+  const Finished run = RunSign(Pin("1234"));
+  EXPECT_EQ(run.status, 8);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: the PIN is locked\n"
+                                 "cardcert: to unlock it, give the SO PIN (PUK) and a new PIN"));
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, ACardThatDoesNotTellOfItsTriesIsTriedOnce) {
+  Card("left=1 pin-flags=0 locks-at-once");
+  const Finished run = RunSign(Pin("9999"));
+  EXPECT_EQ(run.status, 8);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, ALockedPinIsUnlockedWithThePinsForIt) {
+  Card("left=0");
+  const Finished run = RunSign(Pins("1234", "87654321", "5678"));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(Calls("C_Login"), SizeIs(2));  // As security officer, then with the new PIN.
+  EXPECT_THAT(Calls("C_InitPIN"), SizeIs(1));
+  ExpectASignature();
+}
+
+TEST_F(NoLockTest, EachPinMayComeFromAVariable) {
+  Card("left=0");
+  environment_["P"] = "1234";
+  environment_["S"] = "87654321";
+  environment_["N"] = "5678";
+  const Finished run = RunSign({"--pin", "env:P", "--so-pin", "env:S", "--new-pin", "env:N"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(Calls("C_InitPIN"), SizeIs(1));
+  ExpectASignature();
+}
+
+TEST_F(NoLockTest, AWrongPinThatIsNotTheLastIsNotOfferedAtTheLast) {
+  Card("left=2");
+  EXPECT_EQ(RunSign(Pin("9999")).status, 7);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(1));  // One is left.
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, TheNewPinIsOfferedEvenIfTheCardStillTellsOfTheOldOne) {
+  Card("left=0 pin-flags=0x60000");  // CKF_USER_PIN_LOCKED, CKF_USER_PIN_FINAL_TRY
+  EXPECT_EQ(RunSign(Pins("1234", "87654321", "5678")).status, 0);
+  ExpectASignature();
+}
+
+TEST_F(NoLockTest, ANewPinThatIsRefusedIsOfferedOnce) {
+  Card("left=0");
+  const Finished run = RunSign(Pins("1234", "87654321", "567"));
+  EXPECT_EQ(run.status, 7);
+  EXPECT_THAT(Calls("C_InitPIN"), SizeIs(1));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, AWrongSoPinCostsOneTry) {
+  Card("left=0");
+  EXPECT_EQ(RunSign(Pins("1234", "11111111", "5678")).status, 7);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, TheLastTryOfTheSoPinIsLeftAlone) {
+  Card("left=0 so-left=1");
+  const Finished run = RunSign(Pins("1234", "87654321", "5678"));
+  EXPECT_EQ(run.status, 9);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, ALockedSoPinIsStatus8) {
+  Card("left=0 so-left=0");
+  EXPECT_EQ(RunSign(Pins("1234", "87654321", "5678")).status, 8);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, NoPinIsSpentWhereTheComponentWouldTakeAnotherCertificate) {
+  Card("first=curve");  // It is not listed, and comes before the one that is meant.
+  const Finished run = RunSign(Pin("1234"));
+  EXPECT_EQ(run.status, 5);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: several different certificates have this serial:\n"
+                                 "cardcert:   CN=Another  (without an RSA key"));
+  EXPECT_THAT(run.err, HasSubstr("cardcert:   Jürgen 山田  4fa107"));
+  EXPECT_TRUE(AllLinesAreMessages(run.err));
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectNoSignature();
+}
+
+TEST_F(NoLockTest, ACardWithoutAPinNeedsNone) {
+  Card("user=no");
+  EXPECT_EQ(RunSign({"--batch"}).status, 0);
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectASignature();
+}
+
+}  // namespace

@@ -1,0 +1,88 @@
+#include "cli/output_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "temp_folder.h"
+
+namespace {
+
+class OutputFileTest : public testing::Test {
+ protected:
+  std::size_t NumFiles() const {
+    const std::filesystem::directory_iterator files(folder_.path());
+    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+  }
+  static mode_t Mode(const std::string& path) {
+    struct stat info = {};
+    EXPECT_EQ(lstat(path.c_str(), &info), 0);
+    return info.st_mode & 07777;
+  }
+
+  TempFolder folder_;
+};
+
+TEST_F(OutputFileTest, IsMadeWithTheUsualPermissions) {
+  const mode_t before = umask(027);
+  const bool written = OutputFile(folder_.File("new")).Write("data");
+  umask(before);
+  EXPECT_TRUE(written);
+  EXPECT_EQ(ReadWhole(folder_.File("new")), "data");
+  EXPECT_EQ(Mode(folder_.File("new")), 0640U);
+  EXPECT_EQ(NumFiles(), 1U);
+}
+
+TEST_F(OutputFileTest, ReplacesAFileAndKeepsItsPermissions) {
+  const std::string path = folder_.Write("old", "a longer text than the new one");
+  chmod(path.c_str(), 0600);
+  EXPECT_TRUE(OutputFile(path).Write("data"));
+  EXPECT_EQ(ReadWhole(path), "data");
+  EXPECT_EQ(Mode(path), 0600U);
+  EXPECT_EQ(NumFiles(), 1U);
+}
+
+TEST_F(OutputFileTest, FollowsALink) {
+  const std::string path = folder_.Write("file", "old");
+  ASSERT_EQ(symlink(path.c_str(), folder_.File("link").c_str()), 0);
+  EXPECT_TRUE(OutputFile(folder_.File("link")).Write("data"));
+  EXPECT_EQ(ReadWhole(path), "data");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder_.File("link")));
+}
+
+TEST_F(OutputFileTest, ADeviceIsWrittenToAndStaysOne) {
+  EXPECT_TRUE(OutputFile("/dev/null").Check());
+  EXPECT_TRUE(OutputFile("/dev/null").Write("data"));
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  EXPECT_FALSE(OutputFile("/dev/full").Write("data"));
+}
+
+TEST_F(OutputFileTest, AMistakeShowsBeforehand) {
+  EXPECT_TRUE(OutputFile(folder_.File("new")).Check());
+  EXPECT_FALSE(OutputFile(folder_.path()).Check());
+  EXPECT_FALSE(OutputFile(folder_.File("no/such/folder")).Check());
+  EXPECT_FALSE(OutputFile("").Check());
+  EXPECT_EQ(NumFiles(), 0U);
+}
+
+TEST_F(OutputFileTest, StaysAsItWasWhenTheDiskIsFull) {
+  const std::string path = folder_.Write("old", "old");
+  // No file may grow beyond ten bytes: the write fails halfway.
+  const auto before = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const rlimit small = {10, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const bool written = OutputFile(path).Write(std::string(1000, 'x'));
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, before);
+  EXPECT_FALSE(written);
+  EXPECT_EQ(ReadWhole(path), "old");
+  EXPECT_EQ(NumFiles(), 1U);
+}
+
+}  // namespace

@@ -1,0 +1,128 @@
+#include "cli/pin_source.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <iterator>
+#include <new>
+
+#include "temp_folder.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+std::string Text(const Secret& secret) {
+  unsigned char bytes[Secret::kCapacity] = {};
+  secret.CopyTo(bytes);
+  return std::string(bytes, bytes + secret.length());
+}
+
+class PinFileTest : public testing::Test {
+ protected:
+  // The PIN of a file with this content; "none" and what was said when there is none.
+  std::string Read(const std::string& content) {
+    PinSource source;
+    source.file = folder_.Write("pin", content);
+    testing::internal::CaptureStderr();
+    const std::unique_ptr<Secret> pin = ReadPin(source, "--pin");
+    said_ = testing::internal::GetCapturedStderr();
+    return pin ? Text(*pin) : "none";
+  }
+
+  TempFolder folder_;
+  std::string said_;
+};
+
+TEST_F(PinFileTest, HasOneLineWithOrWithoutItsEnd) {
+  EXPECT_EQ(Read("1234\n"), "1234");
+  EXPECT_EQ(Read("1234"), "1234");
+  EXPECT_EQ(Read("1234\r\n"), "1234");
+  EXPECT_EQ(Read(" 12 34 \n"), " 12 34 ");
+  EXPECT_EQ(Read("12\r34\r\r\n"), "12\r34\r");
+  EXPECT_EQ(Read("1234\r"), "1234\r");
+  EXPECT_EQ(Read(std::string(128, 'x') + "\n"), std::string(128, 'x'));
+}
+
+TEST_F(PinFileTest, IsRefusedWhenItIsSomethingElse) {
+  EXPECT_EQ(Read(""), "none");
+  EXPECT_THAT(said_, HasSubstr("it is empty"));
+  EXPECT_EQ(Read("\n"), "none");
+  EXPECT_EQ(Read("1234\n5678\n"), "none");
+  EXPECT_THAT(said_, HasSubstr("more than one line"));
+  EXPECT_EQ(Read("1234\n\n"), "none");
+  EXPECT_EQ(Read(std::string(129, 'x')), "none");
+  EXPECT_THAT(said_, HasSubstr("longer than 128 bytes"));
+  EXPECT_THAT(said_, Not(HasSubstr("xxxx")));
+}
+
+TEST_F(PinFileTest, IsRefusedWhenItCannotBeRead) {
+  PinSource source;
+  source.file = folder_.path();
+  EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
+  source.file = folder_.File("missing");
+  EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
+}
+
+TEST(PinVariableTest, IsReadAndThenForgotten) {
+  setenv("CARDCERT_TEST_PIN", "987654", 1);
+  PinSource source;
+  source.variable = "env:CARDCERT_TEST_PIN";
+  const char* const value = getenv("CARDCERT_TEST_PIN");
+  const std::unique_ptr<Secret> pin = ReadPin(source, "--pin");
+  ASSERT_TRUE(pin);
+  EXPECT_EQ(Text(*pin), "987654");
+  ForgetPinVariable(source);
+  EXPECT_EQ(getenv("CARDCERT_TEST_PIN"), nullptr);
+  EXPECT_EQ(std::string(value, 6), std::string(6, '\0'));  // Where it was.
+}
+
+TEST(PinVariableTest, IsRefusedWhenItIsNotSetOrEmpty) {
+  PinSource source;
+  source.variable = "env:CARDCERT_TEST_NO_SUCH_PIN";
+  EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
+  setenv("CARDCERT_TEST_PIN", "", 1);
+  source.variable = "env:CARDCERT_TEST_PIN";
+  EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
+}
+
+TEST(PinVariableTest, APinInItsPlaceIsNotRepeated) {
+  PinSource source;
+  source.variable = "246810";
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(said, HasSubstr("--pin takes env:NAME"));
+  EXPECT_THAT(said, Not(HasSubstr("246810")));
+}
+
+TEST(SecretTest, KnowsWhenSomethingDidNotFit) {
+  Secret secret;
+  for (int i = 0; i < 128; ++i)
+    secret.Append('x');
+  EXPECT_FALSE(secret.too_long());
+  secret.Append('x');
+  EXPECT_TRUE(secret.too_long());
+  EXPECT_EQ(secret.length(), 128U);
+  secret.Clear();
+  EXPECT_EQ(secret.length(), 0U);
+  EXPECT_FALSE(secret.too_long());
+}
+
+TEST(SecretTest, IsGoneFromMemoryWithItsScope) {
+  alignas(Secret) unsigned char place[sizeof(Secret)];
+  auto* const secret = new (place) Secret;
+  for (const char c : std::string("sentinel"))
+    secret->Append(static_cast<unsigned char>(c));
+  const std::string marker = "sentinel";
+  ASSERT_NE(std::search(std::begin(place), std::end(place), marker.begin(), marker.end()),
+            std::end(place));
+  secret->~Secret();
+  EXPECT_EQ(std::search(std::begin(place), std::end(place), marker.begin(), marker.end()),
+            std::end(place));
+}
+
+}  // namespace

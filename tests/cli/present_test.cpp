@@ -1,0 +1,43 @@
+// cardcert present
+#include "cardcert_run.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+class PresentTest : public CardcertTest {};
+
+TEST_F(PresentTest, TellsPresentFromAbsent) {
+  const Finished there = Cardcert({"present", "1024"});
+  EXPECT_EQ(there.status, 0);
+  EXPECT_THAT(there.out, HasSubstr("Short  1024  1024 bits  any  SoftHSM slot"));
+  const Finished absent = Cardcert({"present", "abcdef"});
+  EXPECT_EQ(absent.status, 4);
+  EXPECT_EQ(absent.out, "");
+  EXPECT_THAT(absent.err,
+              HasSubstr("cardcert: no token has a certificate with the serial 'abcdef'"));
+}
+
+TEST_F(PresentTest, TakesSerialsAsPeopleHaveThem) {
+  for (const char* const serial : {"4fa107", "4FA107", "0x4fa107", "4F:A1:07", "00:4f:a1:07"})
+    EXPECT_EQ(Cardcert({"present", serial}).status, 0) << serial;
+}
+
+TEST_F(PresentTest, ACopyOnAnotherTokenIsNotAmbiguous) {
+  EXPECT_EQ(Cardcert({"present", "4fa107"}).status, 0);
+}
+
+TEST_F(PresentTest, TwoCertificatesWithOneSerialAreAnErrorThatListsThem) {
+  const Finished run = Cardcert({"present", "f1e2"});
+  EXPECT_EQ(run.status, 5);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, HasSubstr("cardcert:   Plain  00f1e2"));
+  EXPECT_THAT(run.err, HasSubstr("cardcert:   Twin  00f1e2"));
+}
+
+TEST_F(PresentTest, ACertificateThatCannotBeListedIsPresentAllTheSame) {
+  EXPECT_EQ(Cardcert({"present", "0c25"}).status, 0);
+  EXPECT_EQ(Cardcert({"present", "C25"}).status, 0);
+}
+
+}  // namespace

@@ -1,0 +1,90 @@
+// --pin, --pin-file and --batch: nobody is asked, and each PIN is offered once.
+#include "cardcert_run.h"
+
+#include <sys/stat.h>
+
+#include <fstream>
+#include <thread>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class ScriptedPinsTest : public CardcertTest {
+ protected:
+  Finished Sign(const Words& more) const {
+    Words words = {"sign", "4fa107", "--in", Write("in", "x"), "--out", File("sig")};
+    words.insert(words.end(), more.begin(), more.end());
+    return Cardcert(words);
+  }
+
+  static std::size_t Count(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+      ++count;
+    return count;
+  }
+};
+
+TEST_F(ScriptedPinsTest, APinComesFromAFileOrAVariable) {
+  EXPECT_EQ(Sign({"--pin-file", PinFile()}).status, 0);
+  environment_["MY_PIN"] = "1234";
+  EXPECT_EQ(Sign({"--pin", "env:MY_PIN"}).status, 0);
+  EXPECT_EQ(Sign({"--pin", "env:MY_PIN", "--batch"}).status, 0);
+}
+
+TEST_F(ScriptedPinsTest, AWrongPinIsOfferedOnce) {
+  const Finished run = Sign({"--pin-file", PinFile("9999"), "--log-level", "5"});
+  EXPECT_EQ(run.status, 7);
+  EXPECT_EQ(Count(run.err, "Token login error"), 1U);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: the PIN is wrong\n"));
+  EXPECT_THAT(run.err, HasSubstr("cardcert: the PIN is not offered a second time\n"));
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
+TEST_F(ScriptedPinsTest, WithoutAPinTheAnswerIsCancel) {
+  const Finished run = Sign({"--batch"});
+  EXPECT_EQ(run.status, 6);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: the token asks for the PIN, which was not given: use "
+                                 "--pin-file FILE or --pin env:NAME\n"));
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
+TEST_F(ScriptedPinsTest, ThePinsOfOthersDoNotMakeUpForIt) {
+  EXPECT_EQ(Sign({"--so-pin-file", PinFile("87654321"), "--new-pin-file", PinFile("5678")}).status,
+            6);
+}
+
+TEST_F(ScriptedPinsTest, APinThatCannotBeReadIsStatus2) {
+  EXPECT_EQ(Sign({"--pin-file", File("missing")}).status, 2);
+  EXPECT_EQ(Sign({"--pin", "env:NO_SUCH_VARIABLE_HERE"}).status, 2);
+  EXPECT_EQ(Sign({"--so-pin", "87654321"}).status, 2);
+  EXPECT_EQ(Sign({"--new-pin-file", Write("two-lines", "1\n2\n")}).status, 2);
+}
+
+TEST_F(ScriptedPinsTest, AVariableIsForgottenBeforeTheProviderIsLoaded) {
+  environment_["MY_PIN"] = "sentinel-2718281828";
+  const std::string pipe = File("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  // It waits for the file that it is to sign, and has read the PIN by then.
+  Process process(Command({"sign", "4fa107", "--in", pipe, "--out", File("sig"), "--pin",
+                           "env:MY_PIN", "--log-level", "5"}),
+                  environment_);
+  std::ofstream writer(pipe);  // Waits until the program reads.
+  const std::string environ = ReadWhole("/proc/" + std::to_string(process.pid()) + "/environ");
+  EXPECT_THAT(environ, HasSubstr("SOFTHSM2_CONF="));
+  EXPECT_THAT(environ, Not(HasSubstr("sentinel")));
+  writer << "x";
+  writer.close();
+  EXPECT_EQ(process.Wait().status, 7);  // It was read: a wrong PIN.
+}
+
+TEST_F(ScriptedPinsTest, ATokenWithoutSuchAPinIsNotAsked) {
+  // No PIN at all, and no terminal either.
+  const Finished run = Sign({});
+  EXPECT_EQ(run.status, 6);
+  EXPECT_THAT(run.err, HasSubstr("there is no terminal to ask for it; use --pin-file"));
+}
+
+}  // namespace

@@ -1,0 +1,201 @@
+// cardcert sign, with signatures checked by openssl.
+#include "cardcert_run.h"
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using testing::HasSubstr;
+
+class SignTest : public CardcertTest {
+ protected:
+  // Signs the file with the PIN given; the signature is in "sig".
+  Finished Sign(const std::string& serial, const std::string& in, const Words& more = {}) const {
+    Words words = {"sign", serial, "--in", in, "--out", File("sig"), "--pin-file", PinFile()};
+    words.insert(words.end(), more.begin(), more.end());
+    return Cardcert(words);
+  }
+
+  // What openssl dgst says of "sig".
+  std::string Verify(const std::string& name, const std::string& digest,
+                     const std::string& in) const {
+    const std::string key =
+        Write("public.pem", OpenSsl({"rsa", "-in", Made(name + ".key"), "-pubout"}));
+    return RunProgram(
+               {"openssl", "dgst", "-" + digest, "-verify", key, "-signature", File("sig"), in})
+        .out;
+  }
+};
+
+struct Case {
+  const char* name;  // of make_token.sh
+  const char* serial;
+};
+
+class EveryKeyTest : public SignTest, public testing::WithParamInterface<Case> {};
+
+TEST_P(EveryKeyTest, EachDigestVerifies) {
+  const std::string in = Write("in", "The quick brown fox\n");
+  for (const char* const digest : {"sha256", "sha384", "sha512", "sha224", "sha1"}) {
+    const Finished run = Sign(GetParam().serial, in, {"--digest", digest});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(Verify(GetParam().name, digest, in), "Verified OK\n") << digest;
+  }
+}
+
+TEST_P(EveryKeyTest, WithoutADigestItIsWhatOpenSslMakes) {
+  const std::string in = Write("in", std::string("any bytes\0\xff", 11));
+  const Finished run = Sign(GetParam().serial, in, {"--digest", "none"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  const std::string expected =
+      OpenSsl({"pkeyutl", "-sign", "-in", in, "-inkey", Made(GetParam().name + std::string(".key")),
+               "-pkeyopt", "rsa_padding_mode:pkcs1"});
+  EXPECT_EQ(ReadWhole(File("sig")), expected);
+}
+
+TEST_P(EveryKeyTest, WithoutADigestTheKeysLengthIsTheLimit) {
+  const std::string key = GetParam().name;
+  const std::size_t limit = (key == "sign" ? 2048U : std::stoul(key.substr(3))) / 8 - 11;
+  EXPECT_EQ(
+      Sign(GetParam().serial, Write("fits", std::string(limit, 'x')), {"--digest", "none"}).status,
+      0);
+  const Finished run =
+      Sign(GetParam().serial, Write("long", std::string(limit + 1, 'x')), {"--digest", "none"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("at most " + std::to_string(limit) + " bytes"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Keys, EveryKeyTest,
+                         testing::Values(Case{"rsa1024", "1024"}, Case{"sign", "4fa107"},
+                                         Case{"rsa3072", "3072"}, Case{"rsa4096", "4096"}),
+                         [](const auto& test) { return test.param.name; });
+
+TEST_F(SignTest, Sha256AndRawAreTheDefault) {
+  const std::string in = Write("in", "x");
+  ASSERT_EQ(Sign("4fa107", in).status, 0);
+  EXPECT_EQ(Verify("sign", "sha256", in), "Verified OK\n");
+  EXPECT_EQ(ReadWhole(File("sig")).size(), 256U);
+}
+
+std::string Hex(const std::string& bytes) {
+  std::string text;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    text += "0123456789abcdef"[byte >> 4];
+    text += "0123456789abcdef"[byte & 15];
+  }
+  return text;
+}
+
+TEST_F(SignTest, EncodingsHoldTheSameSignatureWithEachDigest) {
+  const std::string in = Write("in", "x");
+  for (const char* const digest : {"sha256", "sha384", "sha512", "sha224", "sha1", "none"}) {
+    SCOPED_TRACE(digest);
+    ASSERT_EQ(Sign("1024", in, {"--digest", digest, "--encoding", "raw"}).status, 0);
+    const std::string raw = ReadWhole(File("sig"));
+    EXPECT_EQ(raw.size(), 128U);
+    ASSERT_EQ(Sign("1024", in, {"--digest", digest, "--encoding", "base64"}).status, 0);
+    EXPECT_EQ(OpenSsl({"base64", "-d", "-in", File("sig")}), raw);
+    ASSERT_EQ(Sign("1024", in, {"--digest", digest, "--encoding", "hex"}).status, 0);
+    EXPECT_EQ(ReadWhole(File("sig")), Hex(raw) + "\n");
+  }
+}
+
+TEST_F(SignTest, ReadsStandardInputAndWritesStandardOutput) {
+  const std::string in = Write("in", "from a pipe");
+  const Finished run = Cardcert({"sign", "4fa107", "--pin-file", PinFile()}, in);
+  EXPECT_EQ(run.status, 0) << run.err;
+  Write("sig", run.out);
+  EXPECT_EQ(Verify("sign", "sha256", in), "Verified OK\n");
+}
+
+TEST_F(SignTest, AClosedStandardInputIsStatus2) {
+  const Finished run =
+      RunProgram({"sh", "-c", "\"$@\" <&-", "sh", CARDCERT_PROGRAM, "sign", "4fa107", "-m",
+                  SOFTHSM2_LIBRARY, "--out", File("sig"), "--pin-file", PinFile()},
+                 environment_);
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.err, "cardcert: cannot read standard input: Bad file descriptor\n");
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
+TEST_F(SignTest, TakesSerialsAsPeopleHaveThem) {
+  const std::string in = Write("in", "x");
+  for (const char* const serial : {"4FA107", "0x4fa107", "4f:a1:07", "0x00:4F:A1:07"})
+    EXPECT_EQ(Sign(serial, in).status, 0) << serial;
+}
+
+TEST_F(SignTest, LeavesOnlyTheSignatureBehind) {
+  const std::string in = Write("in", "x");
+  PinFile();
+  const std::size_t before = NumFiles();
+  ASSERT_EQ(Sign("4fa107", in).status, 0);
+  EXPECT_EQ(NumFiles(), before + 1);
+}
+
+TEST_F(SignTest, AnUnknownSerialIsStatus4) {
+  const Finished run = Sign("abcdef", Write("in", "x"));
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: no token has a certificate with the serial 'abcdef'"));
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
+TEST_F(SignTest, AnAmbiguousSerialIsStatus5) {
+  const Finished run = Sign("0xF1E2", Write("in", "x"));
+  EXPECT_EQ(run.status, 5);
+  EXPECT_THAT(run.err, HasSubstr("CN=Plain"));
+  EXPECT_THAT(run.err, HasSubstr("CN=Twin"));
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
+TEST_F(SignTest, ACertificateWithoutAPrivateKeyIsStatus1) {
+  const Finished run = Sign("6e6f", Write("in", "x"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: Signature operation failed (102): the token has no "
+                                 "private key that belongs to this certificate"));
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
+TEST_F(SignTest, ACertificateWithoutAnRsaKeyIsStatus1) {
+  const Finished run = Sign("c25", Write("in", "x"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("it has no RSA key"));
+}
+
+TEST_F(SignTest, ASignatureThatDoesNotFitTheCertificateIsNotWritten) {
+  // The certificate of one key beside the private key of another, under one CKA_ID: that of plain.
+  const Words tool = {"pkcs11-tool", "--module", SOFTHSM2_LIBRARY, "--token-label", "first",
+                      "--login",     "--pin",    "1234",           "--type",        "cert"};
+  const auto run_tool = [&](const Words& more) {
+    Words words = tool;
+    words.insert(words.end(), more.begin(), more.end());
+    const Finished run = RunProgram(words, environment_);
+    ASSERT_EQ(run.status, 0) << run.err;
+  };
+  run_tool({"--delete-object", "--label", "keyless"});
+  OpenSsl({"x509", "-in", Made("keyless.pem"), "-outform", "DER", "-out", File("der")});
+  run_tool({"--write-object", File("der"), "--id", "04"});  // rsa1024, as long as keyless
+
+  const Finished run = Sign("6e6f", Write("in", "x"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: the token's signature does not fit the certificate's "
+                                 "public key; nothing is written"));
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
+TEST_F(SignTest, AFailureLeavesAnOldFileAlone) {
+  Write("sig", "old");
+  EXPECT_EQ(Sign("6e6f", Write("in", "x")).status, 1);
+  EXPECT_EQ(ReadWhole(File("sig")), "old");
+}
+
+TEST_F(SignTest, ASignatureThatCannotBeWrittenIsStatus1) {
+  const Finished run = Cardcert(
+      {"sign", "4fa107", "--in", Write("in", "x"), "--out", "/dev/full", "--pin-file", PinFile()});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write '/dev/full': No space left on device"));
+}
+
+}  // namespace
