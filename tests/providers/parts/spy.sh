@@ -1,0 +1,8 @@
+# shellcheck shell=bash
+# pkcs11-spy, which records every call on its way to another provider. To be sourced.
+
+# spy_on LIBRARY
+spy_on() {
+  export PKCS11SPY=$1 PKCS11SPY_OUTPUT=$dir/spy.log
+  module=$(find_library "$multiarch/pkcs11/pkcs11-spy.so" "$multiarch/pkcs11-spy.so")
+}
