@@ -34,9 +34,9 @@ const Reason kStricterAtParsing[] = {
 
 const Reason kStricterAtAsking[] = {
     // BER again, in the values of extensions and keys.
-    Reason::kIndefiniteLength, Reason::kLengthTooLong, Reason::kLengthNotMinimal,
-    Reason::kConstructed, Reason::kBitStringUnusedInEmpty, Reason::kBitStringPadding,
-    Reason::kIntegerEmpty, Reason::kIntegerNotMinimal,
+    Reason::kHighTagNumber, Reason::kIndefiniteLength, Reason::kLengthTooLong,
+    Reason::kLengthNotMinimal, Reason::kConstructed, Reason::kBitStringUnusedInEmpty,
+    Reason::kBitStringPadding, Reason::kIntegerEmpty, Reason::kIntegerNotMinimal,
     // Octets left over.
     Reason::kBasicConstraintsTrailing, Reason::kKeyUsageTrailing, Reason::kRsaKeyTrailing,
     // Not looked at.

@@ -6,6 +6,17 @@ namespace {
 
 const unsigned char kConstructedBit = 0x20;  // X.690 8.1.2.5
 
+// X.690 8.1.2.4: five ones announce a tag number in further octets, which is for numbers above 30.
+bool IsHighTagForm(unsigned char first) {
+  return (first & 0x1fU) == 0x1f;
+}
+
+// Why the next element, which is there or not, is another one than was expected.
+Refusal Unexpected(const Cursor& cursor, Reason otherwise) {
+  return !cursor.AtEnd() && IsHighTagForm(cursor.Rest().data[0]) ? Reason::kHighTagNumber
+                                                                 : otherwise;
+}
+
 // X.690 8.1.3 as X.690 10.1 narrows it: the definite form in the fewest octets.
 Refusal ReadLength(Cursor* cursor, std::size_t* out) {
   Bytes first;
@@ -44,8 +55,7 @@ Refusal ReadElement(Cursor* cursor, Element* out) {
   Bytes tag;
   if (!cursor->Take(1, &tag))
     return Reason::kHeaderCutShort;
-  // X.690 8.1.2.4: five ones announce a tag number of 31 or more in further octets.
-  if ((tag.data[0] & 0x1fU) == 0x1f)
+  if (IsHighTagForm(tag.data[0]))
     return Reason::kHighTagNumber;
   std::size_t length = 0;
   if (const Refusal refusal = ReadLength(cursor, &length))
@@ -62,7 +72,7 @@ Refusal ReadElement(Cursor* cursor, Tag tag, Reason otherwise, Element* out) {
     return ReadElement(cursor, out);
   if (NextIsInOtherForm(*cursor, tag))
     return (tag & kConstructedBit) != 0 ? Reason::kNotConstructed : Reason::kConstructed;
-  return otherwise;
+  return Unexpected(*cursor, otherwise);
 }
 
 bool NextIs(const Cursor& cursor, unsigned char tag) {
@@ -74,7 +84,7 @@ bool NextIsInOtherForm(const Cursor& cursor, Tag tag) {
 }
 
 Refusal ExpectEnd(const Cursor& cursor, Reason otherwise) {
-  return cursor.AtEnd() ? Refusal() : Refusal(otherwise);
+  return cursor.AtEnd() ? Refusal() : Unexpected(cursor, otherwise);
 }
 
 }  // namespace x509

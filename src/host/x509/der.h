@@ -42,7 +42,8 @@ struct Element {
 Refusal ReadElement(Cursor* cursor, Element* out);
 
 // Reads the next element, which must have the tag `tag`: otherwise, and where nothing is left, the
-// answer is `otherwise`, or kConstructed or kNotConstructed where the form alone differs.
+// answer is `otherwise`, or kConstructed or kNotConstructed where the form alone differs, or
+// kHighTagNumber, since BER readers take a tag in that form for the one that its number tells.
 Refusal ReadElement(Cursor* cursor, Tag tag, Reason otherwise, Element* out);
 
 // Whether the next element has this tag: how optional fields are recognised, so that one that is
@@ -52,7 +53,8 @@ bool NextIs(const Cursor& cursor, unsigned char tag);
 // Whether the next element has this tag but for its form, primitive or constructed (X.690 8.1.2.5).
 bool NextIsInOtherForm(const Cursor& cursor, Tag tag);
 
-// The last step of everything that is read: nothing may be left over.
+// The last step of everything that is read: nothing may be left over. kHighTagNumber again, which
+// an optional field before the end may have.
 Refusal ExpectEnd(const Cursor& cursor, Reason otherwise);
 
 }  // namespace x509
