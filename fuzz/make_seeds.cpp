@@ -87,6 +87,9 @@ int main(int argc, char** argv) {
   Certificate primitive_rdn = Small();
   primitive_rdn.subject[2] = 0x11;
   write("findings/certificate/rdn-in-primitive-form", primitive_rdn.Der());
+  Certificate high_tag_form = Small();
+  high_tag_form.version = der::Context(0, "\x1f" + der::Integer("\x02"));
+  write("findings/certificate/version-with-high-tag-form", high_tag_form.Der());
   write("findings/certificate/number-sign-alone", Small().Subject({{"CN", "#"}}).Der());
   return 0;
 }

@@ -308,6 +308,54 @@ TEST(Generated, EveryTagOfEveryFieldChanged) {
   }
 }
 
+// The elements `der` with the tag of the `*countdown`-th of them, those inside included, in the form
+// for numbers above 30 (X.690 8.1.2.4), in which BER readers take any number.
+std::string WithHighTagForm(const std::string& der, int* countdown) {
+  std::string result;
+  for (std::size_t begin = 0; begin < der.size();) {
+    const auto tag = static_cast<unsigned char>(der[begin]);
+    const auto first = static_cast<unsigned char>(der[begin + 1]);
+    const std::size_t num_more = first < 0x80 ? 0 : first & 0x7f;
+    std::size_t size = num_more == 0 ? first : 0;
+    for (std::size_t i = 0; i < num_more; ++i)
+      size = size << 8 | static_cast<unsigned char>(der[begin + 2 + i]);
+    const std::size_t contents_at = begin + 2 + num_more;
+    const bool here = (*countdown)-- == 0;
+    std::string contents = der.substr(contents_at, size);
+    // An OCTET STRING here holds the value of an extension.
+    if ((tag & 0x20) != 0 || tag == 0x04)
+      contents = WithHighTagForm(contents, countdown);
+    result += here ? std::string{static_cast<char>(tag | 0x1f), static_cast<char>(tag & 0x1f)}
+                   : std::string{static_cast<char>(tag)};
+    result += der::Length(contents.size()) + contents;
+    begin = contents_at + size;
+  }
+  return result;
+}
+
+TEST(Generated, EveryTagInTheFormForHighNumbers) {
+  std::vector<std::string> parts = TbsParts();
+  parts.back() = der::Context(
+      3, der::Sequence(der::BasicConstraints(der::Boolean(0xff) + der::Integer("\x01"))));
+  std::string fields;
+  for (const std::string& part : parts)
+    fields += part;
+  const std::string der = Certificate().DerAround(fields);
+  ASSERT_EQ(Compare(der), 0);
+  int index = 0;
+  for (;; ++index) {
+    int countdown = index;
+    const std::string changed = WithHighTagForm(der, &countdown);
+    if (countdown >= 0)
+      break;
+    const int code = Compare(changed);
+    // What is wrong inside an extension shows when it is asked for.
+    const int answer = code != 0 ? code : -Parsed(changed).IsCa();
+    EXPECT_EQ(answer, CodeOf(Reason::kHighTagNumber)) << "element " << index;
+  }
+  EXPECT_GT(index, 40);
+}
+
 TEST(Generated, InputOfOneMebibyteAndOneOctetMore) {
   const std::size_t kLimit = 1 << 20;
   Certificate certificate;

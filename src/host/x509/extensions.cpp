@@ -68,16 +68,16 @@ Refusal CheckNoDuplicates(Bytes list, std::size_t num_extensions) {
   }
 
   Cursor cursor(list);
-  for (std::size_t i = 0; i < num_extensions; ++i) {
+  Refusal refusal;
+  for (std::size_t i = 0; !refusal && i < num_extensions; ++i) {
     Extension extension;
-    if (const Refusal refusal = ReadExtension(&cursor, &extension))
-      return refusal;
+    refusal = ReadExtension(&cursor, &extension);
     oids[i] = extension.oid;
   }
   std::sort(oids, oids + num_extensions, Before);
-  if (std::adjacent_find(oids, oids + num_extensions) != oids + num_extensions)
-    return Reason::kExtensionDuplicate;
-  return {};
+  if (!refusal && std::adjacent_find(oids, oids + num_extensions) != oids + num_extensions)
+    refusal = Reason::kExtensionDuplicate;
+  return refusal;
 }
 
 }  // namespace

@@ -57,15 +57,13 @@ void PutEscaped(std::uint32_t code_point, bool first, bool last, TextWriter* out
 
 Refusal PutEscapedString(const Element& string, TextWriter* out) {
   CharacterReader characters(string);
-  bool first = true;
-  while (!characters.AtEnd()) {
+  Refusal refusal;
+  for (bool first = true; !refusal && !characters.AtEnd(); first = false) {
     std::uint32_t code_point = 0;
-    if (const Refusal refusal = characters.Next(&code_point))
-      return refusal;
+    refusal = characters.Next(&code_point);
     PutEscaped(code_point, first, characters.AtEnd(), out);
-    first = false;
   }
-  return {};
+  return refusal;
 }
 
 // RFC 4514 section 2.3: type, "=", value.
@@ -85,6 +83,15 @@ Refusal PutAttribute(const Attribute& attribute, TextWriter* out) {
   for (std::size_t i = 0; i < attribute.value.tlv.size; ++i)
     out->PutHex(attribute.value.tlv.data[i]);
   return {};
+}
+
+// The same with what separates it from the attribute behind it in the text (RFC 4514 sections 2.1
+// and 2.2), which is the one before it in the certificate.
+Refusal PutAttribute(const Attribute& attribute, bool last, TextWriter* out) {
+  const Refusal refusal = PutAttribute(attribute, out);
+  if (!last)
+    out->Put(attribute.begins_rdn ? ',' : '+');
+  return refusal;
 }
 
 }  // namespace
@@ -140,26 +147,20 @@ Refusal WriteName(Bytes rdn_sequence, char* buffer, std::size_t size) {
   buffer[begin] = '\0';
 
   NameReader attributes(rdn_sequence);
-  for (bool first = true; !attributes.AtEnd(); first = false) {
+  for (bool last = true; !attributes.AtEnd(); last = false) {
     Attribute attribute;
-    if (const Refusal refusal = attributes.Next(&attribute))
-      return refusal;
-    const char separator = attribute.begins_rdn ? ',' : '+';
-
     TextWriter counter;
-    if (const Refusal refusal = PutAttribute(attribute, &counter))
+    Refusal refusal = attributes.Next(&attribute);
+    if (!refusal)
+      refusal = PutAttribute(attribute, last, &counter);
+    if (refusal)
       return refusal;
-    if (!first)
-      counter.Put(separator);
     if (counter.Length() > begin)
       return Reason::kBufferTooSmall;
 
     begin -= counter.Length();
     TextWriter writer(buffer + begin, counter.Length());
-    if (const Refusal refusal = PutAttribute(attribute, &writer))
-      return refusal;
-    if (!first)
-      writer.Put(separator);
+    static_cast<void>(PutAttribute(attribute, last, &writer));  // What was counted is written.
   }
   std::memmove(buffer, buffer + begin, size - begin);
   return {};
@@ -182,14 +183,16 @@ Refusal WriteValue(const Element& value, char* buffer, std::size_t size) {
     return Reason::kAttributeNotText;
   TextWriter writer(buffer, size);
   CharacterReader characters(value);
-  while (!characters.AtEnd()) {
+  Refusal refusal;
+  while (!refusal && !characters.AtEnd()) {
     std::uint32_t code_point = 0;
-    if (const Refusal refusal = characters.Next(&code_point))
-      return refusal;
+    refusal = characters.Next(&code_point);
     writer.PutUtf8(code_point);
   }
   writer.Put('\0');
-  return writer.Length() <= size ? Refusal() : Refusal(Reason::kBufferTooSmall);
+  if (!refusal && writer.Length() > size)
+    refusal = Reason::kBufferTooSmall;
+  return refusal;
 }
 
 }  // namespace x509
