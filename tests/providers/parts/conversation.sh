@@ -14,7 +14,10 @@ converse() {
   rm -f "$dir/keyboard" "$dir/screen"
   mkfifo "$dir/keyboard"
   : >"$dir/screen"
-  script --quiet --return --flush --command "$(printf '%q ' "${command[@]}")" "$dir/screen" \
+  # script takes some seconds to end when it is told to, so it ends with us instead, and the terminal
+  # with it.
+  setpriv --pdeathsig KILL \
+    script --quiet --return --flush --command "$(printf '%q ' "${command[@]}")" "$dir/screen" \
     <"$dir/keyboard" >/dev/null &
   pid=$!
   exec {keyboard}>"$dir/keyboard"
