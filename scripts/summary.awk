@@ -1,5 +1,8 @@
-# Reads the JUnit file that ctest writes, says why tests were skipped and which ones failed, and ends
-# with the line "N passed, N failed, N skipped". Fails when no test ran.
+# Reads the JUnit file that ctest writes, says what was counted, why tests were skipped and which ones
+# failed, and ends with the line "N passed, N failed, N skipped". Fails when no test ran.
+#
+# A test that counts prints "counted: NUMBER WHAT", which is summed over all tests with the same
+# words, or "counted: WORDS", which are shown as they are.
 
 function attribute(name, line) {
   line = $0
@@ -28,6 +31,18 @@ function unescape(text) {
 
 /^\t\t<system-out>/ { sub(/^\t\t<system-out>/, "") }
 
+/^counted: [0-9]/ {
+  words = unescape($0)
+  sub(/^counted: [0-9]+ /, "", words)
+  if (!(words in total)) order[++num_totals] = words
+  total[words] += $2
+  next
+}
+sub(/^counted: /, "") {
+  print unescape($0)
+  next
+}
+
 # GoogleTest writes "FILE:LINE: Skipped", then the reason, then an empty line.
 /: Skipped$/ { in_reason = 1; next }
 in_reason && (/^$/ || /^\[/) { in_reason = 0 }
@@ -47,6 +62,7 @@ in_reason { reason = reason (reason == "" ? "" : " ") $0 }
 }
 
 END {
+  for (i = 1; i <= num_totals; i++) print total[order[i]] " " order[i]
   print passed + 0 " passed, " failed + 0 " failed, " skipped + 0 " skipped"
   exit passed + failed == 0
 }

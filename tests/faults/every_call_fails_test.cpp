@@ -99,7 +99,7 @@ TEST_P(EveryCallFails, Once) {
         FAIL() << "the first of what may be many";
     }
   }
-  std::printf("%s: %zu calls, %d combinations\n", operation.name, operation.calls.size(),
+  std::printf("counted: %d combinations of a provider call and the value it fails with\n",
               combinations);
 }
 
@@ -122,7 +122,7 @@ TEST_P(EveryCallFails, WithEverythingAfterIt) {
         FAIL() << "the first of what may be many";
     }
   }
-  std::printf("%s: %d combinations\n", operation.name, combinations);
+  std::printf("counted: %d combinations in which every later call fails, too\n", combinations);
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, EveryCallFails, testing::ValuesIn(AllOperations()), TestName);

@@ -40,9 +40,9 @@ Counts CompareAll(const std::vector<CertificateFile>& files) {
 }
 
 void Print(const std::string& set, const Counts& counts) {
-  std::cout << set << ": " << counts.num_files << " files, " << counts.num_accepted << " accepted, "
-            << counts.num_openssl_accepted << " by libcrypto, " << counts.num_violations
-            << " violations, " << counts.num_texts_not_compared
+  std::cout << "counted: " << set << ": " << counts.num_files << " files, " << counts.num_accepted
+            << " accepted, " << counts.num_openssl_accepted << " by libcrypto, "
+            << counts.num_violations << " violations, " << counts.num_texts_not_compared
             << " subjects not compared as text\n";
   for (const auto& [code, number] : counts.stricter)
     std::cout << "  " << number << " stricter: " << cert_error_text(code) << "\n";
