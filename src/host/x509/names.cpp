@@ -24,22 +24,13 @@ Refusal CheckValue(const Element& value) {
   return IsConstructedString(value.tag) ? Reason::kConstructed : Reason::kAttributeValueType;
 }
 
-// RFC 4514 section 2.4, with control characters in hexadecimal too, which it allows.
-void PutEscaped(std::uint32_t code_point, bool first, bool last, TextWriter* out) {
-  if (code_point < 0x20 || code_point == 0x7f) {
-    out->Put('\\');
-    out->PutHex(static_cast<unsigned char>(code_point));
-    return;
-  }
+// RFC 4514 section 2.4: what has a backslash in front.
+bool NeedsBackslash(std::uint32_t code_point, bool first, bool last) {
   switch (code_point) {
     case ' ':
-      if (first || last)
-        out->Put('\\');
-      break;
+      return first || last;
     case '#':
-      if (first)
-        out->Put('\\');
-      break;
+      return first;
     case '"':
     case '+':
     case ',':
@@ -47,15 +38,41 @@ void PutEscaped(std::uint32_t code_point, bool first, bool last, TextWriter* out
     case '<':
     case '>':
     case '\\':
-      out->Put('\\');
-      break;
+      return true;
     default:
-      break;
+      return false;
   }
+}
+
+// Control characters in hexadecimal too, which RFC 4514 section 2.4 allows.
+void PutEscaped(std::uint32_t code_point, bool first, bool last, TextWriter* out) {
+  if (code_point < 0x20 || code_point == 0x7f) {
+    out->Put('\\');
+    out->PutHex(static_cast<unsigned char>(code_point));
+    return;
+  }
+  if (NeedsBackslash(code_point, first, last))
+    out->Put('\\');
   out->PutUtf8(code_point);
 }
 
+// Whether the contents of a string are also its escaped text.
+bool NeedsNoEscapes(const Element& string) {
+  if (!IsPrintableAscii(string))
+    return false;
+  const Bytes text = string.value;
+  for (std::size_t i = 0; i < text.size; ++i) {
+    if (NeedsBackslash(text.data[i], i == 0, i + 1 == text.size))
+      return false;
+  }
+  return true;
+}
+
 Refusal PutEscapedString(const Element& string, TextWriter* out) {
+  if (NeedsNoEscapes(string)) {
+    out->Put(string.value);
+    return {};
+  }
   CharacterReader characters(string);
   Refusal refusal;
   for (bool first = true; !refusal && !characters.AtEnd(); first = false) {
@@ -139,7 +156,8 @@ Refusal CheckName(Bytes rdn_sequence) {
 }
 
 // RFC 4514 section 2.1 begins with the last relative distinguished name, so the text grows from the
-// end of the buffer towards its beginning, and moves there when it is whole.
+// end of the buffer towards its beginning, where each attribute is written before it moves to the
+// others, and where the text moves when it is whole.
 Refusal WriteName(Bytes rdn_sequence, char* buffer, std::size_t size) {
   if (size == 0)
     return Reason::kBufferTooSmall;
@@ -149,18 +167,16 @@ Refusal WriteName(Bytes rdn_sequence, char* buffer, std::size_t size) {
   NameReader attributes(rdn_sequence);
   for (bool last = true; !attributes.AtEnd(); last = false) {
     Attribute attribute;
-    TextWriter counter;
+    TextWriter writer(buffer, begin);
     Refusal refusal = attributes.Next(&attribute);
     if (!refusal)
-      refusal = PutAttribute(attribute, last, &counter);
+      refusal = PutAttribute(attribute, last, &writer);
+    if (!refusal && writer.Length() > begin)
+      refusal = Reason::kBufferTooSmall;
     if (refusal)
       return refusal;
-    if (counter.Length() > begin)
-      return Reason::kBufferTooSmall;
-
-    begin -= counter.Length();
-    TextWriter writer(buffer + begin, counter.Length());
-    static_cast<void>(PutAttribute(attribute, last, &writer));  // What was counted is written.
+    begin -= writer.Length();
+    std::memmove(buffer + begin, buffer, writer.Length());
   }
   std::memmove(buffer, buffer + begin, size - begin);
   return {};
@@ -182,12 +198,16 @@ Refusal WriteValue(const Element& value, char* buffer, std::size_t size) {
   if (!IsCharacterString(value.tag))
     return Reason::kAttributeNotText;
   TextWriter writer(buffer, size);
-  CharacterReader characters(value);
   Refusal refusal;
-  while (!refusal && !characters.AtEnd()) {
-    std::uint32_t code_point = 0;
-    refusal = characters.Next(&code_point);
-    writer.PutUtf8(code_point);
+  if (IsPrintableAscii(value)) {
+    writer.Put(value.value);
+  } else {
+    CharacterReader characters(value);
+    while (!refusal && !characters.AtEnd()) {
+      std::uint32_t code_point = 0;
+      refusal = characters.Next(&code_point);
+      writer.PutUtf8(code_point);
+    }
   }
   writer.Put('\0');
   if (!refusal && writer.Length() > size)

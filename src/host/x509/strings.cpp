@@ -33,6 +33,16 @@ bool IsCharacterString(unsigned char tag) {
   }
 }
 
+bool IsPrintableAscii(const Element& string) {
+  if (string.tag == kBmpString || string.tag == kUniversalString || string.tag == kNumericString)
+    return false;  // more octets a character, or fewer characters
+  // All octets, without a way out on the first other one: so compilers take many at a time.
+  unsigned others = 0;
+  for (std::size_t i = 0; i < string.value.size; ++i)
+    others |= string.value.data[i] < 0x20 || string.value.data[i] > 0x7e ? 1U : 0U;
+  return others == 0;
+}
+
 Refusal CharacterReader::Next(std::uint32_t* out) {
   Bytes octets;
   if (tag_ == kBmpString) {
@@ -106,6 +116,8 @@ Refusal CharacterReader::NextUtf8(unsigned char first, std::uint32_t* out) {
 }
 
 Refusal CheckCharacterString(const Element& string) {
+  if (IsPrintableAscii(string))
+    return {};
   CharacterReader characters(string);
   std::uint32_t code_point = 0;
   while (!characters.AtEnd()) {

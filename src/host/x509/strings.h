@@ -10,6 +10,10 @@ namespace x509 {
 // Whether an element with this tag is a character string that CharacterReader reads.
 bool IsCharacterString(unsigned char tag);
 
+// Whether the contents of a character string are its text: printable ASCII in a type of which that
+// is true. So are nearly all names, and need not be taken apart.
+bool IsPrintableAscii(const Element& string);
+
 // Yields the characters of one string as Unicode code points, checking them on the way.
 class CharacterReader {
  public:
@@ -32,10 +36,10 @@ class CharacterReader {
 // Checks a whole string.
 Refusal CheckCharacterString(const Element& string);
 
-// Collects text, or only counts it: Put() goes on counting where the buffer ends.
+// Collects text. Put() goes on counting where the buffer ends; what the buffer holds then is no
+// text.
 class TextWriter {
  public:
-  TextWriter() = default;  // counts
   TextWriter(char* buffer, std::size_t capacity) : buffer_(buffer), capacity_(capacity) {}
 
   void Put(char character) {
@@ -47,14 +51,19 @@ class TextWriter {
     for (; *text != '\0'; ++text)
       Put(*text);
   }
+  void Put(Bytes octets) {
+    if (length_ < capacity_ && octets.size <= capacity_ - length_)
+      std::memcpy(buffer_ + length_, octets.data, octets.size);
+    length_ += octets.size;
+  }
   void PutHex(unsigned char octet);
   void PutUtf8(std::uint32_t code_point);
 
   std::size_t Length() const { return length_; }
 
  private:
-  char* buffer_ = nullptr;
-  std::size_t capacity_ = 0;
+  char* buffer_;
+  std::size_t capacity_;
   std::size_t length_ = 0;
 };
 
