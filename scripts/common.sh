@@ -7,6 +7,8 @@ build_packages=(g++ cmake ninja-build pkg-config libp11-kit-dev libssl-dev libcl
 token_packages=(softhsm2 opensc openssl)
 test_packages=("${build_packages[@]}" "${token_packages[@]}" libgtest-dev libgmock-dev
   ca-certificates)
+bench_packages=(g++ cmake ninja-build pkg-config libp11-kit-dev ca-certificates libbenchmark-dev
+  libssl-dev libmbedtls-dev libgnutls28-dev)
 
 card_packages=(pcscd vsmartcard-vpcd opensc-pkcs11 openssl procps)
 provider_packages=("${card_packages[@]}" "${token_packages[@]}" jq p11-kit p11-kit-modules libnss3
