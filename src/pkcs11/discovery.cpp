@@ -2,6 +2,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -82,6 +83,9 @@ bool ReadKeyUsage(const certificate* cert, int* key_usage) {
 }
 
 bool ReadPublicKey(const certificate* cert, pkcs11_certificate* record) {
+  // The record has held another key: beyond the lengths there are zeros in every one.
+  std::memset(record->public_exponent, 0, sizeof record->public_exponent);
+  std::memset(record->modulus, 0, sizeof record->modulus);
   record->public_exponent_len = sizeof record->public_exponent;
   record->modulus_len = sizeof record->modulus;
   return cert_rsa_public_key_components(cert, record->public_exponent, &record->public_exponent_len,

@@ -22,7 +22,8 @@ class Loading {
       return;
     if (initialized_)
       module_.function_list->C_Finalize(nullptr);
-    dlclose(std::exchange(module_.library_handle, nullptr));
+    dlclose(module_.library_handle);
+    module_.library_handle = nullptr;
   }
   Loading(const Loading&) = delete;
   Loading& operator=(const Loading&) = delete;
@@ -115,11 +116,11 @@ int PKCS11Module::Open(std::string path) {
 }
 
 void PKCS11Module::Close() {
-  if (library_handle != nullptr) {
+  if (library_handle != nullptr)
     function_list->C_Finalize(nullptr);
+  function_list = nullptr;  // It is the library's.
+  if (library_handle != nullptr)
     dlclose(library_handle);
-  }
-  function_list = nullptr;
   library_path.clear();
   library_handle = nullptr;
 }

@@ -4,7 +4,7 @@
 //   if (module.Open("/usr/lib/token.so") != 0)  // the log says why
 //     return;
 //   for (;;) {                                  // the host's own loop
-//     if (module.HasChanged())                  // never blocks
+//     if (module.HasChanged())                  // does not wait for an event
 //       Show(module.GetCertificates());
 //     ...
 //     module.Sign(serial, digest_info, digest_info_len, signature, &signature_len, ask, tell,
@@ -48,10 +48,22 @@ enum pkcs11_pin_error : std::int32_t {
 // For PIN_TYPE_UNLOCK `buffer` is null and `*length` is 0; only the result counts.
 //
 // True: supplied, or agreed. False: the user cancelled, which ends the operation.
+//
+// An unlock asks for consent (PIN_TYPE_UNLOCK), for the officer's PIN until it is right
+// (PIN_TYPE_SO), for the new PIN until the token takes it (PIN_TYPE_NEW_USER; a host that wants it
+// typed twice sees to that) and, since the user is to be logged in, for the new PIN once more
+// (PIN_TYPE_USER). The component counts no attempts: the token does, so a callback must not offer a
+// PIN again that was wrong. It would use up the tries, or never end where the token counts none.
+//
+// Callbacks, these and error_cb, may use the host's services and GetLibraryPath(), and may throw;
+// they must not open or close the module's provider.
 using pin_cb = bool (*)(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length,
                         void* data);
 
-// Tells the host what is wrong with a PIN, before the next one is asked for. May be null.
+// Tells the host what is wrong with a PIN, before the next one is asked for if there is to be a
+// next one. May be null. `type` is PIN_TYPE_USER or PIN_TYPE_SO. A new PIN that the token does not
+// take is (PIN_TYPE_USER, PIN_ERROR_INVALID); while it is set, "wrong" and "locked" mean
+// PIN_TYPE_SO.
 using error_cb = void (*)(pkcs11_pin_type type, pkcs11_pin_error error, void* data);
 
 // One certificate on a token, as GetCertificates() describes it. A value: it refers to nothing.
@@ -89,9 +101,9 @@ struct pkcs11_certificate_filter {
 
 // Where FindCertificate() found a certificate.
 struct pkcs11_certificate_location {
-  unsigned long slot;     // CK_SLOT_ID
-  unsigned long session;  // CK_SESSION_HANDLE, open for reading and writing; the caller closes it
-  unsigned long object;   // CK_OBJECT_HANDLE of the certificate in that session
+  unsigned long slot = 0;     // CK_SLOT_ID
+  unsigned long session = 0;  // CK_SESSION_HANDLE, read-write, still open; the caller closes it
+  unsigned long object = 0;   // CK_OBJECT_HANDLE of the certificate in that session
 };
 
 // One PKCS#11 provider at a time, with the naming specification and the filters that the host has
@@ -115,7 +127,7 @@ class PKCS11Module {
   };
 
   struct name_component {
-    name_category category;
+    name_category category = NAME_CARD;
     std::string attribute;  // the word after the category and its underscore
   };
 
@@ -131,22 +143,27 @@ class PKCS11Module {
   // "card", "pin", "subject" or "issuer". "card" and "pin" know the attribute "label"; for
   // "subject" and "issuer" it is an attribute word of certificate.h. For example
   // "card_label,subject_commonName". Attribute words are judged only when a name is generated.
+  // It holds for the names that are generated from then on; HasChanged() does not become true.
   // False: the text is malformed or empty, and the specification is as it was. `spec` is not null.
   bool SetNameComponents(const char* spec);
 
   // Adds a filter, "<name>|<issuer attributes>|<key usage>": any text; a comma-separated list of
   // "<attribute word>=<value>"; key usage bits as a decimal number. For example
   // "Signing|commonName=Example CA,organizationName=Example|128". A certificate passes when it
-  // passes any one of the filters, or when there are none. HasChanged() becomes true.
+  // passes any one of the filters, or when there are none. HasChanged() becomes true if a provider
+  // is loaded, else with the next Open().
   // False: the text is malformed, and nothing has changed.
   bool AddFilter(std::string spec);
 
-  // Removes all filters. HasChanged() becomes true.
+  // Removes all filters; HasChanged() as with AddFilter().
   void ClearFilters();
 
   // Unloads the provider that is loaded, if any, then loads and initialises the one in the shared
   // library `path` (UTF-8). 0: loaded, and HasChanged() is true. -1: no provider is loaded.
-  // The provider is told that only one thread uses it (C_Initialize without arguments).
+  // The provider is told that only one thread uses it (C_Initialize without arguments). One that is
+  // initialised already in this process is refused (CKR_CRYPTOKI_ALREADY_INITIALIZED), so no two
+  // modules share a provider. `path` is dlopen's: give it a "/", or a search begins, and do not
+  // leave it empty, which stands for the program itself. What throws leaves no provider loaded.
   int Open(std::string path);
 
   // Finalises and unloads the provider, if one is loaded.
@@ -156,28 +173,36 @@ class PKCS11Module {
   // own string.
   const std::string& GetLibraryPath() const;
 
-  // Whether GetCertificates() may answer differently than it last did. Never waits for an event.
-  // Once true it stays true until GetCertificates() has gone through all slots. A provider that
-  // reports no events, or that fails, has not changed.
+  // Whether GetCertificates() may answer differently than it last did; false while no provider is
+  // loaded. It waits for no event, but as long as the provider takes to answer. Once true it stays
+  // true until GetCertificates() has gone through all slots. A provider that reports no events, or
+  // that fails, has not changed: with such a one a host lists again from time to time.
   bool HasChanged();
 
-  // All certificates on all tokens, in the order of the slots. A certificate that cannot be
+  // All certificates on all tokens, in the order of the slots, as far as they are visible without a
+  // login. A certificate that cannot be
   // described whole (an unreadable one, or one without an RSA key) is left out. Empty also when no
   // provider is loaded or its slots cannot be listed; HasChanged() then stays as it was.
   std::list<pkcs11_certificate> GetCertificates();
 
   // Whether a certificate with this serial (as pkcs11_certificate::serial has it) is on a token
-  // now. A provider must be loaded.
+  // now. A provider must be loaded. An issuer gives each serial once, but two issuers may give the
+  // same one: it is for the host to notice that in what GetCertificates() lists.
   bool CertificatePresent(std::string serial);
 
   // Signs `data` with the private key that has the CKA_ID of the certificate with this serial:
   // RSASSA-PKCS1-v1_5 (RFC 8017, section 8.2) on a DigestInfo that the caller has made, since
   // CKM_RSA_PKCS only pads and exponentiates. `*signature_len` is the capacity of `signature` on
   // entry and the signature's length on success.
-  // Logs in when the token asks for it, and asks for the PIN again for as long as it is wrong; only
-  // a cancel or a locked PIN ends this. A locked user PIN can be unlocked on the way.
-  // `ask_pin` may be null for tokens that need no login. `data` goes to both callbacks.
-  // False: no signature, `*signature_len` is as it was. The token is logged out either way.
+  // The first certificate with the serial counts, in the order of the slots.
+  // Logs in when the token asks for it (CKF_LOGIN_REQUIRED), and asks for the PIN again while it is
+  // wrong or malformed; a cancel ends this, and so does every other failure. A locked user PIN can
+  // be unlocked on the way. Before returning it logs out, if it has logged in; PKCS#11 has one
+  // login a token, so a login that the host has made itself makes this one fail, and stays.
+  // `ask_pin` may be null for tokens that need no login. `cb_data` goes to both callbacks.
+  // `signature` and `signature_len` are not null.
+  // False: no signature, and `*signature_len` is as it was. Keys that want a PIN for every
+  // signature (CKA_ALWAYS_AUTHENTICATE), and PINs typed at the reader itself, are not served.
   // A provider must be loaded.
   bool Sign(std::string serial, const unsigned char* data, unsigned long data_len,
             unsigned char* signature, unsigned long* signature_len, pin_cb ask_pin,
@@ -206,15 +231,18 @@ class PKCS11Module {
   pkcs11_certificate_location* FindCertificate(std::string serial);
 
   // Logs an open session in as CKU_USER or CKU_SO, asking for at most one PIN of that kind. A
-  // locked user PIN goes on to Unlock(). `ask_pin` is not null: the program stops. CKR_OK: logged
-  // in. CKR_PIN_INCORRECT: ask again. CKR_CANCEL: the user cancelled. CKR_PIN_LOCKED: locked, and
-  // not to be unlocked here. CKR_ARGUMENTS_BAD: another user type, or a PIN callback that reported
-  // too many bytes. Else the provider's own value.
+  // locked user PIN goes on to Unlock(). With a null `ask_pin` the program stops (std::abort).
+  // CKR_OK: logged in; the caller calls C_Logout. CKR_PIN_INCORRECT: the PIN was wrong, malformed,
+  // or has just been unlocked; ask again. CKR_CANCEL: the user cancelled. CKR_PIN_LOCKED: locked,
+  // and not to be unlocked here. CKR_ARGUMENTS_BAD: another user type, or a PIN callback that
+  // reported too many bytes. Else the provider's own value.
   CK_RV Login(CK_SESSION_HANDLE session, CK_SLOT_ID slot, CK_USER_TYPE user_type, pin_cb ask_pin,
               error_cb report_error, void* data);
 
   // With the user's consent logs the session in as security officer, sets a new user PIN and logs
-  // out again. CKR_OK: a new PIN was set. CKR_CANCEL: the user cancelled. Else it was not set.
+  // out again. The session is a read-write one, and no read-only one is open on the token (PKCS#11
+  // 2.40, C_Login). With a null `ask_pin` the program stops. CKR_OK: a new PIN was set. CKR_CANCEL:
+  // the user cancelled. Else it was not set.
   CK_RV Unlock(CK_SESSION_HANDLE session, CK_SLOT_ID slot, pin_cb ask_pin, error_cb report_error,
                void* data);
 
