@@ -4,8 +4,16 @@
 // exceptions that certificates in use need (docs/certificates.md lists both). Nothing is verified:
 // an answer says what the certificate claims, not that the claim is signed, valid or trusted.
 //
-// Every function that answers an int answers 0 for success and a code of its own for every other
-// outcome; cert_error_text() tells them apart. Codes keep their meaning from release to release.
+// Every function that answers an int, but cert_is_ca(), answers 0 for success and another code for
+// every other outcome. Codes keep their meaning from release to release:
+//
+//    -2  the certificate has no such attribute or extension
+//    10  an argument is null or negative        13  the input is larger than 1 MiB
+//    11  memory is exhausted                    14  the answer does not fit the buffer
+//    12  the record holds no certificate
+//    20  and above: what is wrong with the certificate; docs/certificates.md lists them all
+//
+// cert_error_text() has a sentence for each.
 // Nothing throws. The questions do not change the record, so several threads may ask at once.
 #pragma once
 
@@ -35,11 +43,12 @@ int cert_parse(const unsigned char* der, int length, certificate* cert);
 // attribute of the certificate's order first throughout. A certificate without a subject has an
 // empty text.
 //
-// A type is written as its short word (below), or dotted when there is none. A value is written as
-// it is, except that `"`, `+`, `,`, `;`, `<`, `>` and `\` have a backslash in front, so have a
-// space at either end and a "#" at the beginning, and control characters are a backslash and two
-// hexadecimal digits. After a dotted type, and where the value is no character string, "#" and the
-// DER in upper-case hexadecimal stand instead. So the text has exactly one reading.
+// A type is written as its short word (below), as its only word, or dotted when it has none. A
+// value is written as it is, except that `"`, `+`, `,`, `;`, `<`, `>` and `\` have a backslash in
+// front, so have a space at either end and a "#" at the beginning, and control characters (00 to
+// 1F, 7F) are a backslash and two hexadecimal digits. After a dotted type, and where the value is
+// no character string, "#" and the DER in upper-case hexadecimal stand instead. So the text has
+// exactly one reading.
 //
 // Not 0: an empty text (nothing, when `size` is 0). A text that does not fit with its NUL is never
 // cut short.

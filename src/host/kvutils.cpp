@@ -2,6 +2,7 @@
 
 #include <iconv.h>
 #include <langinfo.h>
+#include <strings.h>
 
 #include <cerrno>
 #include <cstring>
@@ -99,7 +100,11 @@ const char* EncodingName(const char* name) {
 }  // namespace
 
 std::string Transcode(const char* first_encoding, const char* second_encoding, std::string text) {
-  Converter converter(EncodingName(second_encoding), EncodingName(first_encoding));
+  const char* const from = EncodingName(first_encoding);
+  const char* const to = EncodingName(second_encoding);
+  if (strcasecmp(from, to) == 0)
+    return text;
+  Converter converter(to, from);
   if (!converter)
     return text;
   std::string source = text;  // iconv takes its input through a pointer to non-const.

@@ -21,7 +21,8 @@ std::vector<std::string> StringLines(const char* text, std::string* rest);
 //
 // Within an element "\" + separator stands for the separator and "\\" for one backslash; before any
 // other character a backslash is an ordinary character. So a list can be an element of a list with
-// another separator without knowing of it.
+// another separator as it is, unless it holds the other separator or two backslashes in a row: each
+// of those backslashes is written twice then.
 //
 // Returns false, with `*out` as it was, when a backslash ends the text.
 bool DecodeStringList(const std::string& text, std::list<std::string>* out, char separator);
@@ -31,7 +32,8 @@ std::string Strip(std::string text, std::string chars);
 
 // Converts `text` from the first encoding to the second. Names are those of iconv(3); the empty
 // name is the encoding of the current locale (nl_langinfo(CODESET)). Text that cannot be converted
-// whole, and text between encodings that iconv does not know, comes back unchanged.
+// whole, text between encodings that iconv does not know, and text between two that have the same
+// name (in upper or lower case) comes back unchanged.
 std::string Transcode(const char* first_encoding, const char* second_encoding, std::string text);
 
 }  // namespace KVUtils

@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 #include <utility>
 
@@ -46,20 +48,30 @@ std::string Line(const std::string& message, int level) {
 
 }  // namespace
 
-Logfile::~Logfile() = default;
+Logfile::~Logfile() {
+  LogToNothing();
+}
 
 void Logfile::Log(std::string message, int level) {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (level > max_level_)
     return;
-  if (stream_ != nullptr) {
-    // One write a line, so that lines of several processes with one file do not mix.
-    const std::string line = Line(message, level);
-    std::fwrite(line.data(), 1, line.size(), stream_);
-    std::fflush(stream_);
+  if (descriptor_ >= 0) {
+    WriteLine(Line(message, level));
   } else if (const std::shared_ptr<const Function> function = function_) {
     (*function)(message, level);
   }
+}
+
+// One write a line, so that lines of several processes with one file do not mix.
+void Logfile::WriteLine(const std::string& line) {
+  const std::string text = cut_short_ ? '\n' + line : line;
+  ssize_t written = 0;
+  do {
+    written = write(descriptor_, text.data(), text.size());
+  } while (written < 0 && errno == EINTR);
+  if (written > 0)
+    cut_short_ = static_cast<std::size_t>(written) < text.size();
 }
 
 void Logfile::SetMaxLevel(int level) {
@@ -68,11 +80,11 @@ void Logfile::SetMaxLevel(int level) {
 }
 
 void Logfile::LogToNothing() {
-  SetSink(nullptr, nullptr, nullptr);
+  SetSink(-1, false, nullptr);
 }
 
 void Logfile::LogToStandardError() {
-  SetSink(stderr, nullptr, nullptr);
+  SetSink(STDERR_FILENO, false, nullptr);
 }
 
 bool Logfile::LogToFile(const std::string& path) {
@@ -80,25 +92,20 @@ bool Logfile::LogToFile(const std::string& path) {
       open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (descriptor < 0)
     return false;
-  std::unique_ptr<std::FILE, Closer> file(fdopen(descriptor, "a"));
-  if (!file) {
-    close(descriptor);
-    return false;
-  }
-  std::FILE* const stream = file.get();
-  SetSink(stream, std::move(file), nullptr);
+  SetSink(descriptor, true, nullptr);
   return true;
 }
 
 void Logfile::LogToFunction(Function function) {
-  SetSink(nullptr, nullptr,
-          function ? std::make_shared<const Function>(std::move(function)) : nullptr);
+  SetSink(-1, false, function ? std::make_shared<const Function>(std::move(function)) : nullptr);
 }
 
-void Logfile::SetSink(std::FILE* stream, std::unique_ptr<std::FILE, Closer> file,
-                      std::shared_ptr<const Function> function) {
+void Logfile::SetSink(int descriptor, bool is_ours, std::shared_ptr<const Function> function) {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
-  stream_ = stream;
-  file_ = std::move(file);
+  if (is_ours_)
+    close(descriptor_);
+  descriptor_ = descriptor;
+  is_ours_ = is_ours;
+  cut_short_ = false;
   function_ = std::move(function);
 }

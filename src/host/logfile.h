@@ -2,7 +2,6 @@
 // goes here, one line a message.
 #pragma once
 
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -31,9 +30,10 @@ class Logfile {
   // accepted. Standard error and files get one line,
   //   2026-01-31T23:59:59.123Z 3 Loaded PKCS#11 module '/usr/lib/token.so'
   // with the time in UTC, the level and the message, in which control characters (a line break
-  // among them) stand as \xHH so that a message can never look like two. A line that cannot be
-  // written is lost without a sign: a full disk must not stop a signature.
-  // What the sink function throws comes out of Log.
+  // among them; 00 to 1F and 7F, octets above that pass) stand as \xHH so that a message can never
+  // look like two. A line that cannot be written is lost without a sign: a full disk must not stop
+  // a signature. Of one that was cut short the next line is separated all the same. What the sink
+  // function throws comes out of Log.
   void Log(std::string message, int level);
 
   // Keeps messages of `level` and below; a negative level keeps none of the component's.
@@ -48,17 +48,14 @@ class Logfile {
   void LogToFunction(Function function);
 
  private:
-  struct Closer {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
-  void SetSink(std::FILE* stream, std::unique_ptr<std::FILE, Closer> file,
-               std::shared_ptr<const Function> function);
+  void WriteLine(const std::string& line);
+  void SetSink(int descriptor, bool is_ours, std::shared_ptr<const Function> function);
 
   std::recursive_mutex mutex_;  // Recursive, for sink functions that log.
   int max_level_ = 5;
-  std::FILE* stream_ = nullptr;               // Standard error, file_ or null.
-  std::unique_ptr<std::FILE, Closer> file_;   // Owned only for a file sink.
+  int descriptor_ = -1;                       // Of standard error or of a file, or none.
+  bool is_ours_ = false;                      // The file's, to be closed.
+  bool cut_short_ = false;                    // The last line has no end.
   std::shared_ptr<const Function> function_;  // Shared with a call that is under way.
 };
 

@@ -149,10 +149,12 @@ class PKCS11Module {
 
   // Adds a filter, "<name>|<issuer attributes>|<key usage>": any text; a comma-separated list of
   // "<attribute word>=<value>"; key usage bits as a decimal number. For example
-  // "Signing|commonName=Example CA,organizationName=Example|128". A certificate passes when it
-  // passes any one of the filters, or when there are none. HasChanged() becomes true if a provider
-  // is loaded, else with the next Open().
-  // False: the text is malformed, and nothing has changed.
+  // "Signing|commonName=Example CA,organizationName=Example|128". The fields and, in the second
+  // one, the attributes are lists to KVUtils::DecodeStringList, so what stands in a value is
+  // decoded twice. The number is atoi's: text that is none is 0 and requires nothing, text behind
+  // it is ignored, -1 requires every bit. A certificate passes when it passes any one of the
+  // filters, or when there are none. HasChanged() becomes true if a provider is loaded, else with
+  // the next Open(). False: the text is malformed, and nothing has changed.
   bool AddFilter(std::string spec);
 
   // Removes all filters; HasChanged() as with AddFilter().

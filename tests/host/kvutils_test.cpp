@@ -121,6 +121,9 @@ TEST(Transcode, ConvertsFromTheFirstEncodingToTheSecond) {
 TEST(Transcode, BetweenEqualEncodingsChangesNothing) {
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "UTF-8", "M\xc3\xbcller"), "M\xc3\xbcller");
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "UTF-8", "M\xfcller"), "M\xfcller");
+  // Between which iconv would add a byte order mark.
+  EXPECT_EQ(KVUtils::Transcode("UTF-16", "utf-16", std::string("a\0b\0", 4)),
+            std::string("a\0b\0", 4));
 }
 
 TEST(Transcode, LeavesTextThatCannotBeConvertedUnchanged) {

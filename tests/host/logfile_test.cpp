@@ -2,9 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -115,6 +119,75 @@ TEST_F(LogfileTest, AFileThatCannotBeOpenedLeavesTheSinkAsItWas) {
   EXPECT_FALSE(log_.LogToFile(folder_ + "/no/such/folder/log"));
   log_.Log("still here", 3);
   EXPECT_THAT(collected_, ElementsAre("3 still here"));
+}
+
+// A full disk, in the form of a limit for the size of files.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t size) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit = {size, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  void (*handler_)(int);
+  rlimit before_ = {};
+};
+
+TEST_F(LogfileTest, ALineThatWasCutShortIsNotGluedToTheNextOne) {
+  ASSERT_TRUE(log_.LogToFile(path_));
+  log_.Log("before", 3);
+  {
+    const FileSizeLimit limit(std::filesystem::file_size(path_) + 28);
+    log_.Log("cut short", 3);
+    log_.Log("lost", 3);
+  }
+  log_.Log("after", 3);
+  log_.Log("and on", 3);
+  std::vector<std::string> messages;
+  for (const std::string& line : FileLines())
+    messages.push_back(line.substr(27));
+  EXPECT_THAT(messages, ElementsAre("before", "c", "after", "and on"));
+}
+
+TEST_F(LogfileTest, AFileIsClosedWhenAnotherSinkTakesItsPlace) {
+  const auto num_open = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const auto before = num_open();
+  ASSERT_TRUE(log_.LogToFile(path_));
+  EXPECT_EQ(num_open(), before + 1);
+  ASSERT_TRUE(log_.LogToFile(path_));
+  EXPECT_EQ(num_open(), before + 1);
+  log_.LogToStandardError();
+  EXPECT_EQ(num_open(), before);
+  {
+    Logfile other;
+    ASSERT_TRUE(other.LogToFile(path_));
+  }
+  EXPECT_EQ(num_open(), before);
+}
+
+TEST_F(LogfileTest, ALongLineIsOneWrite) {
+  // A socket that keeps what is written at once together.
+  int ends[2] = {};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
+  const int standard_error = dup(STDERR_FILENO);
+  dup2(ends[1], STDERR_FILENO);
+  log_.LogToStandardError();
+  log_.Log(std::string(20000, 'x'), 3);
+  dup2(standard_error, STDERR_FILENO);
+  std::vector<char> packet(30000);
+  EXPECT_EQ(recv(ends[0], packet.data(), packet.size(), MSG_DONTWAIT), 27 + 20000 + 1);
+  for (const int descriptor : {ends[0], ends[1], standard_error})
+    close(descriptor);
 }
 
 TEST_F(LogfileTest, StandardErrorGetsStampedLines) {
