@@ -28,10 +28,11 @@
 // scripted_host/scripted_host.h (exceptions, allocations).
 //
 // A test fails also, at its end, for a call out of order or on a closed session, a session or login
-// that was not ended, a certificate that was not freed exactly once, and a script line that was
-// never read.
+// that was not ended, a certificate that was not freed exactly once, a malloc without its free, and
+// a script line that was never read.
 #pragma once
 
+#include "pkcs11/malloc_wrap.h"
 #include "pkcs11/provider_test.h"
 #include "scripted_host/scripted_host.h"
 
@@ -41,12 +42,16 @@ class ModuleTest : public ProviderTest {
 
   void TearDown() override {
     ProviderTest::TearDown();
+    EXPECT_EQ(MallocsAlive(), mallocs_before_) << "a malloc without its free";
     for (const std::string& violation : host.Violations())
       ADD_FAILURE() << violation;
     host.Reset();
   }
 
   scripted_host::Host& host;
+
+ private:
+  const std::size_t mallocs_before_ = MallocsAlive();
 };
 
 using scripted_host::Thrown;
