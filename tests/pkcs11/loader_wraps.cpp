@@ -81,6 +81,7 @@ int __wrap_dlclose(void* handle) {
 
 char* __wrap_dlerror() {
   char* const text = __real_dlerror();
+  Note("dlerror()");
   if (says_nothing)
     return nullptr;
   return error_text ? error_text->data() : text;

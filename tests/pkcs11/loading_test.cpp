@@ -47,6 +47,7 @@ TEST_F(Loading, APathThatDoesNotExistIsRefusedWithTheLoadersText) {
   EXPECT_TRACE(R"(
     dlopen(absent.so, RTLD_LAZY) = NULL
     log 2: Unable to load PKCS#11 module 'absent.so':
+    dlerror()
     log 2: absent.so: cannot open shared object file: No such file or directory
   )");
   EXPECT_EQ(module.GetLibraryPath(), "");
@@ -59,6 +60,7 @@ TEST_F(Loading, EachLineOfTheLoadersTextIsAMessageAndThenItsRest) {
   EXPECT_TRACE(R"(
     dlopen(absent.so, RTLD_LAZY) = NULL
     log 2: Unable to load PKCS#11 module 'absent.so':
+    dlerror()
     log 2: first line
     log 2: second line
     log 2: the rest
@@ -71,6 +73,7 @@ TEST_F(Loading, ALoadersTextThatEndsInALineBreakHasNoRest) {
   EXPECT_TRACE(R"(
     dlopen(absent.so, RTLD_LAZY) = NULL
     log 2: Unable to load PKCS#11 module 'absent.so':
+    dlerror()
     log 2: only line
   )");
 }
@@ -81,6 +84,7 @@ TEST_F(Loading, ALoaderThatSaysNothingLeavesTheFirstLineAlone) {
   EXPECT_TRACE(R"(
     dlopen(absent.so, RTLD_LAZY) = NULL
     log 2: Unable to load PKCS#11 module 'absent.so':
+    dlerror()
   )");
 }
 
@@ -227,6 +231,7 @@ INSTANTIATE_TEST_SUITE_P(Failures, ConvertedPath,
                          testing::Values(ConvertedCase{"absent", R"(
           dlopen(absent.so, RTLD_LAZY) = NULL
           log 2: Unable to load PKCS#11 module 'original.so':
+          dlerror()
           log 2: absent.so: cannot open shared object file: No such file or directory
         )"},
                                          ConvertedCase{"no_function_list", R"(

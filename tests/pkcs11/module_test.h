@@ -18,8 +18,9 @@
 //   provider calls   C_OpenSession(slot 1, SERIAL) = OK, session 1
 //   log lines        log 5: Getting certificates for slot 1
 //   certificates     cert_alloc(), cert_parse(A) = 0, cert_free(A); host.RecordInspection() for all
-//   loading          dlopen(scripted.so, RTLD_LAZY) = OK, dlsym(...), dlclose(scripted.so),
-//   unloaded callbacks        what a test adds itself, with scripted::Trace::Instance().Add()
+//   loading          dlopen(scripted.so, RTLD_LAZY) = OK, dlsym(...), dlerror(),
+//                    dlclose(scripted.so), unloaded
+//   callbacks        what a test adds itself, with scripted::Trace::Instance().Add()
 // in which slots have the numbers that the test gave them, and sessions and objects count from 1.
 // Control characters and a blank at the end of a line stand as \xHH.
 //
