@@ -21,8 +21,9 @@ struct Typist {
   pkcs11_pin_type secret_type = PIN_TYPE_USER;
   enum { kAgrees, kCancels, kThrows, kClaimsTooMuch } then = kAgrees;
   bool throws_when_told = false;
-  std::size_t in_buffer = 0;  // Copies while the secret is in the component's buffer.
-  std::size_t when_told = 0;  // Copies when the user is told what was wrong.
+  std::size_t in_buffer = 0;    // Copies while the secret is in the component's buffer.
+  std::size_t when_logged = 0;  // The most copies at a message after that.
+  std::size_t when_told = 0;    // Copies when the user is told what was wrong.
   bool was_told = false;
 
   static bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
@@ -65,6 +66,12 @@ struct Typist {
       throw std::runtime_error("the error callback");
   }
 };
+
+// Whatever a message says of a PIN, the token has consumed it by then.
+void Logged(Typist& typist) {
+  if (typist.in_buffer > 0)
+    typist.when_logged = std::max(typist.when_logged, typist.memory->Count(*typist.secret));
+}
 
 struct Outcome {
   const char* name;
@@ -141,6 +148,7 @@ TEST_P(PinHygiene, LeavesNoCopyOfThePin) {
   typist.memory = &memory;
   typist.secret_type = type;
   outcome.set_up(typist, world, type == PIN_TYPE_NEW_USER ? "C_InitPIN" : "C_Login");
+  host.OnMessage([&typist] { Logged(typist); });
   CK_RV rv = CKR_GENERAL_ERROR;
   std::size_t left = 0;
   try {
@@ -151,8 +159,10 @@ TEST_P(PinHygiene, LeavesNoCopyOfThePin) {
   } catch (const std::runtime_error&) {
     left = memory.Count(secret);
   }
+  host.OnMessage(nullptr);
   EXPECT_EQ(rv == CKR_OK, outcome.succeeds) << scripted::ResultName(rv);
   EXPECT_EQ(typist.in_buffer, 1u) << "the search itself does not work";
+  EXPECT_EQ(typist.when_logged, 0u);
   EXPECT_EQ(typist.when_told, 0u);
   EXPECT_EQ(left, 0u);
   EXPECT_EQ(WritableMemory().Count(secret), 0u);

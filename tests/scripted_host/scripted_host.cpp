@@ -51,6 +51,8 @@ void Host::FreeLostCertificates() {
 
 void Host::Logged(const std::string& message, int level) {
   scripted::Trace::Instance().Add("log " + std::to_string(level) + ": " + message);
+  if (on_message_)
+    on_message_();
   if (!throw_at_message_.empty() && message.rfind(throw_at_message_, 0) == 0) {
     throw_at_message_.clear();
     throw Thrown(message);

@@ -5,6 +5,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "scripted_host/scripted_certificate.h"
@@ -23,6 +24,8 @@ class Host {
 
   // Throws at the first message from now on that begins with `beginning`, after it was recorded.
   void ThrowAtMessage(const std::string& beginning) { throw_at_message_ = beginning; }
+  // Runs within every message from now on, after it was recorded.
+  void OnMessage(std::function<void()> action) { on_message_ = std::move(action); }
   // Throws at the first call from now on of this function: "Transcode", "cert_serial", ...
   void ThrowAtCall(const std::string& function) { throw_at_call_ = function; }
   // cert_alloc answers null at the n-th call from now on.
@@ -57,6 +60,7 @@ class Host {
   std::string throw_at_message_;
   std::string throw_at_call_;
   std::string transcoded_;
+  std::function<void()> on_message_;
   int allocs_until_failure_ = 0;
   bool may_lose_ = false;
 };
