@@ -115,6 +115,19 @@ TEST_F(Listing, SlotsThatCannotBeCountedLeaveTheChange) {
   EXPECT_TRUE(module.changed);
 }
 
+TEST_F(Listing, ACountThatIsNotWrittenIsNone) {
+  world.Slot(1).Token("Alice").Certificate("A");
+  Open();
+  world.On("C_GetSlotList").Pretend().Always();
+  EXPECT_THAT(module.GetCertificates(), IsEmpty());
+  EXPECT_TRACE(R"(
+    log 5: Fetching tokens...
+    C_GetSlotList(TOKEN_PRESENT, NULL) = OK, 0 slots
+    log 5: Found 0 slots.
+    C_GetSlotList(TOKEN_PRESENT, room for 0) = OK, no slots
+  )");
+}
+
 // Neither failure is a change in itself.
 TEST_F(Listing, SlotsThatCannotBeReadAreNoChangeEither) {
   for (const int nth : {1, 2}) {

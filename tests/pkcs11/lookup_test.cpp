@@ -164,6 +164,13 @@ TEST_F(Lookup, SlotsThatCannotBeCountedAreNotSearched) {
   ExpectNotFound("01", "C_GetSlotList(TOKEN_PRESENT, NULL) = DEVICE_ERROR\n");
 }
 
+TEST_F(Lookup, ACountThatIsNotWrittenIsNone) {
+  world.Slot(1).Token("Alice").Certificate("A");
+  Open();
+  world.On("C_GetSlotList").Pretend().Always();
+  ExpectNotFound("01", SlotLists("no slots", 0));
+}
+
 TEST_F(Lookup, SlotsThatCannotBeListedAreNotSearched) {
   world.Slot(1).Token("Alice").Certificate("A");
   Open();

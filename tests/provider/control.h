@@ -36,6 +36,8 @@ struct Rule {
   // The call answers `rv`. With another value than CKR_OK it does nothing, but a call that ends
   // something (C_CloseSession, C_FindObjectsFinal, C_Logout, C_Finalize) still ends it.
   Rule& Return(CK_RV rv);
+  // The call answers CKR_OK and does nothing, so that what it is to write stays as it was.
+  Rule& Pretend();
   // The call does its work and then answers this length or number: the length of the first
   // attribute or of the signature, the number of slots or objects.
   Rule& Claim(CK_ULONG number);
@@ -51,6 +53,7 @@ struct Rule {
   int calls_until = 1;
   bool always = false;
   bool used = false;
+  bool pretends = false;
   std::optional<CK_RV> result;
   std::optional<CK_ULONG> number;
   std::optional<CK_ULONG> handle;

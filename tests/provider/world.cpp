@@ -11,6 +11,11 @@ Rule& Rule::Return(CK_RV rv) {
   return *this;
 }
 
+Rule& Rule::Pretend() {
+  pretends = true;
+  return *this;
+}
+
 Rule& Rule::Claim(CK_ULONG claimed) {
   number = claimed;
   return *this;
