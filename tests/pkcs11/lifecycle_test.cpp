@@ -1,7 +1,5 @@
 // The module's life, and its polling for slot events.
-#include <cstddef>
 #include <memory>
-#include <type_traits>
 
 #include "pkcs11/module_test.h"
 #include "provider/names.h"
@@ -9,24 +7,6 @@
 namespace {
 
 using testing::ElementsAre;
-
-static_assert(!std::is_copy_constructible_v<PKCS11Module>);
-static_assert(!std::is_copy_assignable_v<PKCS11Module>);
-static_assert(!std::is_polymorphic_v<PKCS11Module>);
-
-// Values that a host may store or send, and widths that it may count on.
-static_assert(PIN_TYPE_USER == 0 && PIN_TYPE_SO == 1 && PIN_TYPE_UNLOCK == 2 &&
-              PIN_TYPE_NEW_USER == 3);
-static_assert(PIN_ERROR_INCORRECT == 0 && PIN_ERROR_INVALID == 1 && PIN_ERROR_LOCKED == 2);
-static_assert(PKCS11Module::NAME_CARD == 0 && PKCS11Module::NAME_PIN == 1 &&
-              PKCS11Module::NAME_SUBJECT == 2 && PKCS11Module::NAME_ISSUER == 3);
-static_assert(sizeof(pkcs11_pin_type) == 4 && sizeof(pkcs11_pin_error) == 4 &&
-              sizeof(PKCS11Module::name_category) == 4);
-static_assert(sizeof(pkcs11_certificate::public_exponent) == 17 &&
-              sizeof(pkcs11_certificate::modulus) == 8193);
-static_assert(sizeof(pkcs11_certificate_location) == 3 * sizeof(unsigned long) &&
-              offsetof(pkcs11_certificate_location, slot) == 0 &&
-              offsetof(pkcs11_certificate_location, session) == sizeof(unsigned long));
 
 class Lifecycle : public ModuleTest {};
 

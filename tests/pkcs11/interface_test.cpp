@@ -1,0 +1,105 @@
+// What a host program is compiled against: signatures, values, widths, and the order of fields.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <type_traits>
+
+#include "pkcs11/pkcs11.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+
+static_assert(!std::is_copy_constructible_v<PKCS11Module>);
+static_assert(!std::is_copy_assignable_v<PKCS11Module>);
+static_assert(!std::is_polymorphic_v<PKCS11Module>);
+
+// Whether an operation has this signature.
+template <typename Signature, typename Operation>
+constexpr bool Is(Operation) {
+  return std::is_same_v<Operation, Signature PKCS11Module::*>;
+}
+
+using Records = std::list<pkcs11_certificate>;
+using Module = PKCS11Module;
+static_assert(Is<int(std::string)>(&Module::Open));
+static_assert(Is<void()>(&Module::Close));
+static_assert(Is<const std::string&() const>(&Module::GetLibraryPath));
+static_assert(Is<bool()>(&Module::HasChanged));
+static_assert(Is<bool(const char*)>(&Module::SetNameComponents));
+static_assert(Is<bool(std::string)>(&Module::AddFilter));
+static_assert(Is<void()>(&Module::ClearFilters));
+static_assert(Is<Records()>(&Module::GetCertificates));
+static_assert(Is<Records(unsigned long)>(&Module::GetToken));
+static_assert(Is<std::list<certificate*>(unsigned long)>(&Module::GetTokenCertificates));
+static_assert(Is<certificate*(unsigned long, unsigned long)>(&Module::GetTokenCertificate));
+static_assert(
+    Is<std::list<std::string>(const CK_TOKEN_INFO&, const certificate*)>(&Module::GenerateName));
+static_assert(Is<bool(const certificate*)>(&Module::MatchesFilter));
+static_assert(Is<bool(std::string)>(&Module::CertificatePresent));
+static_assert(Is<pkcs11_certificate_location*(std::string)>(&Module::FindCertificate));
+static_assert(Is<CK_RV(CK_SESSION_HANDLE, CK_SLOT_ID, CK_USER_TYPE, pin_cb, error_cb, void*)>(
+    &Module::Login));
+static_assert(Is<CK_RV(CK_SESSION_HANDLE, CK_SLOT_ID, pin_cb, error_cb, void*)>(&Module::Unlock));
+static_assert(Is<bool(std::string, const unsigned char*, unsigned long, unsigned char*,
+                      unsigned long*, pin_cb, error_cb, void*)>(&Module::Sign));
+static_assert(
+    std::is_same_v<pin_cb, bool (*)(pkcs11_pin_type, unsigned char*, unsigned long*, void*)>);
+static_assert(std::is_same_v<error_cb, void (*)(pkcs11_pin_type, pkcs11_pin_error, void*)>);
+static_assert(std::is_default_constructible_v<Module> && std::is_destructible_v<Module>);
+
+// Values that a host may store or send, and widths that it may count on.
+static_assert(PIN_TYPE_USER == 0 && PIN_TYPE_SO == 1 && PIN_TYPE_UNLOCK == 2 &&
+              PIN_TYPE_NEW_USER == 3);
+static_assert(PIN_ERROR_INCORRECT == 0 && PIN_ERROR_INVALID == 1 && PIN_ERROR_LOCKED == 2);
+static_assert(PKCS11Module::NAME_CARD == 0 && PKCS11Module::NAME_PIN == 1 &&
+              PKCS11Module::NAME_SUBJECT == 2 && PKCS11Module::NAME_ISSUER == 3);
+static_assert(sizeof(pkcs11_pin_type) == 4 && sizeof(pkcs11_pin_error) == 4 &&
+              sizeof(PKCS11Module::name_category) == 4);
+static_assert(sizeof(pkcs11_certificate::public_exponent) == 17 &&
+              sizeof(pkcs11_certificate::modulus) == 8193);
+static_assert(sizeof(pkcs11_certificate_location) == 3 * sizeof(unsigned long) &&
+              offsetof(pkcs11_certificate_location, slot) == 0 &&
+              offsetof(pkcs11_certificate_location, session) == sizeof(unsigned long));
+
+// A host may write a record down in one piece, for instance in tests of its own.
+
+TEST(Interface, TheFieldsOfACertificateAreInOrder) {
+  const pkcs11_certificate record = {{"name"}, true, "subject", "01", 128,   true,
+                                     {17},     {93}, 3,         256,  "slot"};
+  EXPECT_THAT(record.presentable_name, ElementsAre("name"));
+  EXPECT_TRUE(record.is_ca);
+  EXPECT_EQ(record.subject, "subject");
+  EXPECT_EQ(record.serial, "01");
+  EXPECT_EQ(record.key_usage, 128);
+  EXPECT_TRUE(record.matches_filter);
+  EXPECT_EQ(record.public_exponent[0], 17);
+  EXPECT_EQ(record.modulus[0], 93);
+  EXPECT_EQ(record.public_exponent_len, 3u);
+  EXPECT_EQ(record.modulus_len, 256u);
+  EXPECT_EQ(record.slot_description, "slot");
+}
+
+TEST(Interface, TheFieldsOfAFilterAreInOrder) {
+  const pkcs11_certificate_filter filter = {"name", {{"commonName", "Example CA"}}, 128};
+  EXPECT_EQ(filter.name, "name");
+  EXPECT_THAT(filter.issuer_attributes, ElementsAre(Pair("commonName", "Example CA")));
+  EXPECT_EQ(filter.key_usage, 128);
+}
+
+TEST(Interface, TheFieldsOfALocationAreInOrder) {
+  const pkcs11_certificate_location location = {1, 2, 3};
+  EXPECT_EQ(location.slot, 1u);
+  EXPECT_EQ(location.session, 2u);
+  EXPECT_EQ(location.object, 3u);
+}
+
+TEST(Interface, TheFieldsOfANameComponentAreInOrder) {
+  const PKCS11Module::name_component component = {PKCS11Module::NAME_CARD, "label"};
+  EXPECT_EQ(component.category, PKCS11Module::NAME_CARD);
+  EXPECT_EQ(component.attribute, "label");
+}
+
+}  // namespace
