@@ -4,6 +4,14 @@
 #include <string>
 #include <vector>
 
+// The same lines so many times over.
+inline std::string Repeated(int times, const std::string& lines) {
+  std::string all;
+  for (int i = 0; i < times; ++i)
+    all += lines;
+  return all;
+}
+
 // The lines of one certificate object being read well. `text` is the certificate's.
 inline std::string Reading(int session, int object, const std::string& text) {
   const std::string where =

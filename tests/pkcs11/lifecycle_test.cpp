@@ -1,6 +1,7 @@
 // The module's life, and its polling for slot events.
 #include <memory>
 
+#include "pkcs11/expected.h"
 #include "pkcs11/module_test.h"
 #include "provider/names.h"
 
@@ -164,6 +165,16 @@ TEST_F(Polling, AllQueuedEventsAreConsumedByOneCall) {
   EXPECT_TRUE(module.changed);
   EXPECT_TRUE(module.HasChanged());
   EXPECT_TRACE("");
+}
+
+TEST_F(Polling, HoweverManyEventsAreQueuedOneCallConsumesThem) {
+  constexpr int kEvents = 25;
+  OpenUnchanged();
+  for (int i = 0; i < kEvents; ++i)
+    world.Event(1);
+  EXPECT_TRUE(module.HasChanged());
+  EXPECT_TRACE(Repeated(kEvents, "C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 1\n") +
+               "C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT\n");
 }
 
 TEST_F(Polling, AnEventMayShowOnlyAfterTheSlotsWereListed) {

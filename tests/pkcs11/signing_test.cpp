@@ -1,4 +1,5 @@
 // Sign: finding the certificate and its key, logging in, signing, and cleaning up on every path.
+#include "pkcs11/expected.h"
 #include "pkcs11/module_test.h"
 #include "pkcs11/pin_pad.h"
 #include "provider/names.h"
@@ -174,6 +175,34 @@ TEST_F(SigningTest, AWrongPinTwiceAndThenTheRightOneGivesTwoErrorsAndOneSignatur
     tell USER INCORRECT
     C_GetTokenInfo(slot 1) = OK
     log 5: Final passphrase attempt for token
+    ask USER = PIN of 4 bytes
+    C_Login(session 1, USER, PIN of 4 bytes) = OK
+  )",
+                      kKey, kSignature, kLogout, kClose, kCompleted}));
+}
+
+// How many attempts there are is the token's business.
+TEST_F(SigningTest, HasNoLimitOfItsOwnForThePin) {
+  constexpr int kWrong = 25;
+  AddTokenWithPin().UserPin("1234", 2 * kWrong);
+  Open();
+  for (int i = 0; i < kWrong; ++i)
+    pad.Type(PIN_TYPE_USER, "9999");
+  pad.Type(PIN_TYPE_USER, "1234");
+  EXPECT_TRUE(Sign());
+  EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, R"(
+    log 5: Logging in...
+    C_GetTokenInfo(slot 1) = OK
+  )",
+                      Repeated(kWrong, R"(
+    ask USER = PIN of 4 bytes
+    C_Login(session 1, USER, PIN of 4 bytes) = PIN_INCORRECT
+    log 5: Token login error: 160
+    tell USER INCORRECT
+    C_GetTokenInfo(slot 1) = OK
+    log 5: Previous failed passphrase attempt for token
+  )"),
+                      R"(
     ask USER = PIN of 4 bytes
     C_Login(session 1, USER, PIN of 4 bytes) = OK
   )",

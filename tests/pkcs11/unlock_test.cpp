@@ -1,4 +1,5 @@
 // Unlock: consent, a login as security officer, a new user PIN, and out again.
+#include "pkcs11/expected.h"
 #include "pkcs11/session_test.h"
 
 namespace {
@@ -61,6 +62,36 @@ TEST_F(UnlockTest, AsksForTheSecurityOfficersPinForAsLongAsItIsWrong) {
     C_GetTokenInfo(slot 1) = OK
   )" + wrong + wrong +
                wrong + R"(
+    ask SO = PIN of 8 bytes
+    C_Login(session 1, SO, PIN of 8 bytes) = OK
+    ask NEW_USER = PIN of 4 bytes
+    C_InitPIN(session 1, PIN of 4 bytes) = OK
+    C_Logout(session 1) = OK
+  )");
+}
+
+// How many attempts there are is the token's business.
+TEST_F(UnlockTest, HasNoLimitOfItsOwnForTheSecurityOfficersPin) {
+  constexpr int kWrong = 25;
+  AddToken().SoPin("12345678", 2 * kWrong);
+  OpenSession();
+  pad.Agree();
+  for (int i = 0; i < kWrong; ++i)
+    pad.Type(PIN_TYPE_SO, "99999999");
+  pad.Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
+  EXPECT_EQ(Unlock(), CKR_OK);
+  EXPECT_TRACE(R"(
+    ask UNLOCK = yes
+    log 5: Attempting to unlock passphrase...
+    C_GetTokenInfo(slot 1) = OK
+  )" + Repeated(kWrong, R"(
+    ask SO = PIN of 8 bytes
+    C_Login(session 1, SO, PIN of 8 bytes) = PIN_INCORRECT
+    log 5: Token login error: 160
+    tell SO INCORRECT
+    C_GetTokenInfo(slot 1) = OK
+    log 5: Previous failed passphrase attempt for token
+  )") + R"(
     ask SO = PIN of 8 bytes
     C_Login(session 1, SO, PIN of 8 bytes) = OK
     ask NEW_USER = PIN of 4 bytes
@@ -134,6 +165,49 @@ TEST_F(UnlockTest, ANewPinOfTheWrongLengthIsAskedForAgainWhileLoggedIn) {
     C_InitPIN(session 1, PIN of 4 bytes) = OK
     C_Logout(session 1) = OK
   )");
+}
+
+TEST_F(UnlockTest, HasNoLimitForNewPinsThatAreRefused) {
+  constexpr int kRefused = 25;
+  AddToken();
+  OpenSession();
+  pad.Agree().Type(PIN_TYPE_SO, "12345678");
+  for (int i = 0; i < kRefused; ++i)
+    pad.Type(PIN_TYPE_NEW_USER, "123");
+  pad.Type(PIN_TYPE_NEW_USER, "4321");
+  EXPECT_EQ(Unlock(), CKR_OK);
+  EXPECT_TRACE(std::string(kSecurityOfficerIsIn) + Repeated(kRefused, R"(
+    ask NEW_USER = PIN of 3 bytes
+    C_InitPIN(session 1, PIN of 3 bytes) = PIN_LEN_RANGE
+    log 5: Passphrase init error: 162
+    tell USER INVALID
+  )") + R"(
+    ask NEW_USER = PIN of 4 bytes
+    C_InitPIN(session 1, PIN of 4 bytes) = OK
+    C_Logout(session 1) = OK
+  )");
+}
+
+TEST_F(UnlockTest, PassesOnExactlyTheBytesThatWereTyped) {
+  const std::string new_pin("43\0\xff", 4);
+  AddToken();
+  world.TracePins();
+  OpenSession();
+  pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, new_pin);
+  EXPECT_EQ(Unlock(), CKR_OK);
+  EXPECT_TRACE(R"(
+    ask UNLOCK = yes
+    log 5: Attempting to unlock passphrase...
+    C_GetTokenInfo(slot 1) = OK
+    ask SO = PIN of 8 bytes
+    C_Login(session 1, SO, PIN "12345678") = OK
+    ask NEW_USER = PIN of 4 bytes
+    C_InitPIN(session 1, PIN "43\x00)"
+               "\xff"
+               R"(") = OK
+    C_Logout(session 1) = OK
+  )");
+  EXPECT_TRUE(world.Slot(1).Token().user_pin.Try(new_pin));
 }
 
 TEST_F(UnlockTest, ACancelledNewPinStillLogsOut) {
