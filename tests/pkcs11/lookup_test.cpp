@@ -1,5 +1,6 @@
 // FindCertificate and CertificatePresent: finding a certificate again by its serial.
 #include <new>
+#include <thread>
 
 #include "pkcs11/expected.h"
 #include "pkcs11/module_test.h"
@@ -91,6 +92,24 @@ TEST_F(Lookup, TheAnswerIsOneRecordForAllCalls) {
   EXPECT_EQ(module.FindCertificate("03"), nullptr);
   EXPECT_EQ(second->object, 0u) << "overwritten by a vain search, too";
   EXPECT_EQ(second->slot, 1u);
+}
+
+TEST_F(Lookup, TheAnswerIsOneRecordForAllModulesAndThreads) {
+  world.Slot(1).Token("Alice").Certificate("A");
+  Open();
+  const pkcs11_certificate_location* const ours = module.FindCertificate("01");
+  Close(ours);
+  module.Close();
+
+  const pkcs11_certificate_location* theirs = nullptr;
+  std::thread([&theirs] {
+    PKCS11Module another;
+    ASSERT_EQ(another.Open(ProviderPath("copy")), 0);
+    theirs = another.FindCertificate("01");
+    ASSERT_NE(theirs, nullptr);
+    another.function_list->C_CloseSession(theirs->session);
+  }).join();
+  EXPECT_EQ(ours, theirs);
 }
 
 // A search that does not get as far as a slot leaves nothing of the answer before.

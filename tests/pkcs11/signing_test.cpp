@@ -209,6 +209,46 @@ TEST_F(SigningTest, HasNoLimitOfItsOwnForThePin) {
                       kKey, kSignature, kLogout, kClose, kCompleted}));
 }
 
+// All searches share one answer; a signature under way no longer looks at it.
+TEST_F(SigningTest, ASearchFromThePinCallbackDoesNotChangeWhereItGoesOn) {
+  AddTokenWithPin();
+  Open();
+  pad.Type(PIN_TYPE_USER, "9999").Meanwhile([this] {
+    world.Slot(2).Token("Bob").Certificate("B;serial=02");
+    EXPECT_TRUE(module.CertificatePresent("02"));
+  });
+  pad.Type(PIN_TYPE_USER, "1234");
+  EXPECT_TRUE(Sign());
+  EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, R"(
+    log 5: Logging in...
+    C_GetTokenInfo(slot 1) = OK
+    ask USER = PIN of 4 bytes
+    log 5: Finding certificate with serial 02
+    C_GetSlotList(TOKEN_PRESENT, NULL) = OK, 2 slots
+    C_GetSlotList(TOKEN_PRESENT, room for 2) = OK, slots 1 2
+  )",
+                      BeginSearch(1, 2, "SERIAL|RW") + Found(2, 1) + Reading(2, 1, "A"), R"(
+    cert_free(A)
+    log 5: Not the certificate we're looking for (serial 01)
+  )",
+                      FoundNoMore(2) + EndSearch(2) + BeginSearch(2, 3, "SERIAL|RW") + Found(3, 3) +
+                          Reading(3, 3, "B;serial=02"),
+                      R"(
+    cert_free(B)
+    C_FindObjectsFinal(session 3) = OK
+    log 5: Certificate found
+    C_CloseSession(session 3) = OK
+    C_Login(session 1, USER, PIN of 4 bytes) = PIN_INCORRECT
+    log 5: Token login error: 160
+    tell USER INCORRECT
+    C_GetTokenInfo(slot 1) = OK
+    log 5: Previous failed passphrase attempt for token
+    ask USER = PIN of 4 bytes
+    C_Login(session 1, USER, PIN of 4 bytes) = OK
+  )",
+                      kKey, kSignature, kLogout, kClose, kCompleted}));
+}
+
 TEST_F(SigningTest, ACancelledPinAborts) {
   AddTokenWithPin();
   Open();
