@@ -131,9 +131,14 @@ TEST_F(Lookup, ASearchWithoutSlotsEmptiesTheRecord) {
 TEST_F(Lookup, ASerialMatchesByteForByte) {
   world.Slot(1).Token("Alice").Certificate("A;serial=00ab7f");
   Open();
-  for (const char* serial : {"00AB7F", "ab7f", "00ab7", "00ab7f00", "0:0ab7f", ""}) {
-    EXPECT_EQ(module.FindCertificate(serial), nullptr) << serial;
-    EXPECT_EQ(module.CertificatePresent(serial), false) << serial;
+  // To their ends, which a zero byte is not.
+  const std::string zero(1, '\0');
+  for (const std::string& serial :
+       {std::string("00AB7F"), std::string("ab7f"), std::string("00ab7"), std::string("00ab7f00"),
+        std::string("0:0ab7f"), std::string(), "00ab7f" + zero, "00ab7f" + zero + "00ab7f",
+        zero + "00ab7f"}) {
+    EXPECT_EQ(module.FindCertificate(serial), nullptr) << testing::PrintToString(serial);
+    EXPECT_EQ(module.CertificatePresent(serial), false) << testing::PrintToString(serial);
   }
   EXPECT_TRUE(module.CertificatePresent("00ab7f"));
 }
@@ -278,7 +283,8 @@ TEST_F(Lookup, ACertificateThatCannotBeReadIsPassedOver) {
 }
 
 TEST_F(Lookup, ASerialThatCannotBeReadIsPassedOverInSilence) {
-  const std::vector<std::string> texts = {"A;fail.serial=1", "B;claim.serial=16835", "C"};
+  const std::vector<std::string> texts = {"A;fail.serial=1", "B;fail.serial=-1",
+                                          "C;claim.serial=16835", "D"};
   scripted::Token& token = world.Slot(1).Token("Alice");
   for (const std::string& text : texts)
     token.Certificate(text);
@@ -286,9 +292,45 @@ TEST_F(Lookup, ASerialThatCannotBeReadIsPassedOverInSilence) {
   EXPECT_TRUE(module.CertificatePresent("01"));
   EXPECT_TRACE(Looking("01") + SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) +
                Found(1, 1) + Reading(1, 1, texts[0]) + "cert_free(A)\n" + Found(1, 2) +
-               Reading(1, 2, texts[1]) + "cert_free(B)\n" + Found(1, 3) + Reading(1, 3, "C") +
-               "cert_free(C)\nC_FindObjectsFinal(session 1) = OK\n" + kFound +
+               Reading(1, 2, texts[1]) + "cert_free(B)\n" + Found(1, 3) + Reading(1, 3, texts[2]) +
+               "cert_free(C)\n" + Found(1, 4) + Reading(1, 4, "D") +
+               "cert_free(D)\nC_FindObjectsFinal(session 1) = OK\n" + kFound +
                "C_CloseSession(session 1) = OK");
+}
+
+// The longest that there is room for.
+TEST_F(Lookup, ASerialThatFillsItsBufferIsFound) {
+  std::string digits;
+  for (int i = 0; i < 16834; ++i)
+    digits += i % 2 == 0 ? "a1" : "b2";
+  world.Slot(1).Token("Alice").Certificate("A;serial=" + digits);
+  Open();
+  EXPECT_TRUE(module.CertificatePresent(digits));
+  digits.back() = '3';
+  EXPECT_FALSE(module.CertificatePresent(digits));
+}
+
+// Any number but 0, although the standard allows no more than were asked for (PKCS#11 2.40, section
+// 5.7, C_FindObjects).
+TEST_F(Lookup, MoreObjectsThanAskedForAreOne) {
+  struct Case {
+    CK_ULONG count;
+    const char* text;
+  };
+  for (const Case& claim : {Case{2, "2"}, Case{1UL << 32, "4294967296"},
+                            Case{CK_UNAVAILABLE_INFORMATION, "unavailable"}}) {
+    world.Reset();
+    world.Slot(1).Token("Alice").Certificate("A");
+    Open();
+    world.On("C_FindObjects").Claim(claim.count);
+    const pkcs11_certificate_location* const location = module.FindCertificate("01");
+    EXPECT_TRACE(Looking("01") + SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) +
+                 "C_FindObjects(session 1, max 1) = OK, object 1 of " + claim.text + "\n" +
+                 Reading(1, 1, "A") + "cert_free(A)\nC_FindObjectsFinal(session 1) = OK\n" +
+                 kFound);
+    Close(location);
+    module.Close();
+  }
 }
 
 // No object has handle 0 (CK_INVALID_HANDLE), whatever is in it.

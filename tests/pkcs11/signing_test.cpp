@@ -461,6 +461,33 @@ TEST_F(SigningTest, AKeySearchThatBreaksOffFailsWithoutBeingEnded) {
                       kLogout, kClose, Failed(48)}));
 }
 
+// Any number but 0, although the standard allows no more than were asked for (PKCS#11 2.40, section
+// 5.7, C_FindObjects).
+TEST_F(SigningTest, MoreKeysThanAskedForAreOne) {
+  struct Case {
+    CK_ULONG count;
+    const char* text;
+  };
+  for (const Case& claim : {Case{2, "2"}, Case{1UL << 32, "4294967296"},
+                            Case{CK_UNAVAILABLE_INFORMATION, "unavailable"}}) {
+    world.Reset();
+    AddToken();
+    Open();
+    world.On("C_FindObjects", 2).Claim(claim.count);
+    EXPECT_TRUE(Sign());
+    EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo,
+                        R"(
+    log 5: Finding private key...
+    C_FindObjectsInit(session 1, CKA_ID=0a, CKA_CLASS=CKO_PRIVATE_KEY) = OK
+    C_FindObjects(session 1, max 1) = OK, object 2 of )" +
+                            std::string(claim.text) + R"(
+    C_FindObjectsFinal(session 1) = OK
+  )",
+                        kSignature, kClose, kCompleted}));
+    module.Close();
+  }
+}
+
 TEST_F(SigningTest, WithoutAKeyOfTheCertificatesIdItFailsWithKeyNeeded) {
   world.Slot(1).Token("Alice").UserPin("1234").Certificate("A", kKeyId).PrivateKey("other", Key());
   Open();

@@ -176,12 +176,26 @@ TEST_P(Steps, ThatFailLeaveTheCertificateOut) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, Steps,
+                         // A failure may have either sign.
                          testing::Values(StepCase{"B;fail.subject=-1", R"(
+          log 3: Unable to read subject from certificate for token "Alice"
+        )"},
+                                         StepCase{"B;fail.subject=1", R"(
           log 3: Unable to read subject from certificate for token "Alice"
         )"},
                                          StepCase{"B;fail.is_ca=-1", R"(
           log 5: Found certificate for "CN=B"
           log 3: Unable to determine if certificate for token "Alice" is for a CA
+        )"},
+                                         // Anything negative, not -1 alone.
+                                         StepCase{"B;fail.is_ca=-7", R"(
+          log 5: Found certificate for "CN=B"
+          log 3: Unable to determine if certificate for token "Alice" is for a CA
+        )"},
+                                         StepCase{"B;fail.serial=-1", R"(
+          log 5: Found certificate for "CN=B"
+          log 5: CA: No
+          log 3: Unable to read serial from certificate for token "Alice"
         )"},
                                          StepCase{"B;fail.serial=1", R"(
           log 5: Found certificate for "CN=B"
@@ -195,6 +209,13 @@ INSTANTIATE_TEST_SUITE_P(Rows, Steps,
           log 3: Unable to read serial from certificate for token "Alice"
         )"},
                                          StepCase{"B;fail.key_usage=-1", R"(
+          log 5: Found certificate for "CN=B"
+          log 5: CA: No
+          log 5: Serial: 01
+          log 3: Unable to read key usage bits from certificate for token "Alice"
+        )"},
+                                         // Next to the -2 that says that there is none.
+                                         StepCase{"B;fail.key_usage=-3", R"(
           log 5: Found certificate for "CN=B"
           log 5: CA: No
           log 5: Serial: 01
@@ -263,6 +284,14 @@ INSTANTIATE_TEST_SUITE_P(Bytes, Serial,
                                          SerialCase{"", ""}, SerialCase{"FF80", "ff80"},
                                          SerialCase{"0102030405060708090a0b0c0d0e0f1011121314",
                                                     "0102030405060708090a0b0c0d0e0f1011121314"}));
+
+TEST_F(TokenDescription, ASerialThatFillsItsBufferIsTaken) {
+  std::string digits;
+  for (int i = 0; i < 16834; ++i)
+    digits += i % 2 == 0 ? "a1" : "b2";
+  EXPECT_THAT(Serials(Describe({"A;serial=" + digits})), ElementsAre(digits));
+  EXPECT_TRACE(Before({"A;serial=" + digits}) + Described("A", digits) + "cert_free(A)\n");
+}
 
 TEST_F(TokenDescription, WithoutKeyUsageEveryUsageIsAllowed) {
   const std::list<pkcs11_certificate> records =
@@ -363,6 +392,24 @@ TEST_F(TokenDescription, ARecordHoldsNothingOfTheCertificateBefore) {
   EXPECT_EQ(records.front().serial, "02");
   EXPECT_FALSE(records.front().is_ca);
   EXPECT_EQ(records.front().key_usage, -1);
+  ClearTrace();
+}
+
+// Nor the bytes of a longer key beyond the lengths of the next one.
+TEST_F(TokenDescription, ARecordHoldsNothingOfTheKeyBefore) {
+  const std::list<pkcs11_certificate> records = Describe({"A;rsa=17:8193", "B;rsa=3:128"});
+  ASSERT_EQ(records.size(), 2u);
+  const pkcs11_certificate& record = records.back();
+  ASSERT_EQ(record.public_exponent_len, 3u);
+  ASSERT_EQ(record.modulus_len, 128u);
+  EXPECT_EQ(record.public_exponent[2], 3);
+  EXPECT_EQ(record.modulus[127], 128);
+  EXPECT_THAT(std::vector<unsigned char>(std::begin(record.public_exponent) + 3,
+                                         std::end(record.public_exponent)),
+              testing::Each(0));
+  EXPECT_THAT(
+      std::vector<unsigned char>(std::begin(record.modulus) + 128, std::end(record.modulus)),
+      testing::Each(0));
   ClearTrace();
 }
 
