@@ -182,9 +182,9 @@ class PKCS11Module {
   bool HasChanged();
 
   // All certificates on all tokens, in the order of the slots, as far as they are visible without a
-  // login. A certificate that cannot be
-  // described whole (an unreadable one, or one without an RSA key) is left out. Empty also when no
-  // provider is loaded or its slots cannot be listed; HasChanged() then stays as it was.
+  // login. A certificate that cannot be described whole (an unreadable one, or one without an RSA
+  // key) is left out. Empty also when no provider is loaded or its slots cannot be listed;
+  // HasChanged() then stays as it was.
   std::list<pkcs11_certificate> GetCertificates();
 
   // Whether a certificate with this serial (as pkcs11_certificate::serial has it) is on a token

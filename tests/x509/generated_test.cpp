@@ -308,8 +308,8 @@ TEST(Generated, EveryTagOfEveryFieldChanged) {
   }
 }
 
-// The elements `der` with the tag of the `*countdown`-th of them, those inside included, in the form
-// for numbers above 30 (X.690 8.1.2.4), in which BER readers take any number.
+// The elements `der` with the tag of the `*countdown`-th of them, those inside included, in the
+// form for numbers above 30 (X.690 8.1.2.4), in which BER readers take any number.
 std::string WithHighTagForm(const std::string& der, int* countdown) {
   std::string result;
   for (std::size_t begin = 0; begin < der.size();) {
