@@ -338,6 +338,9 @@ INSTANTIATE_TEST_SUITE_P(
         OidCase{Z("\x2a\x83\xdc\xeb\x94\x00"), "1.2.1000000000"},
         OidCase{Z("\x2a\x83\xdc\xeb\x93\x7f"), "1.2.999999999"},
         OidCase{Z("\x2a\x8f\xff\xff\xff\x7f"), "1.2.4294967295"},
+        // The 80 of the first arc are taken off a number with nothing but zeros at its end.
+        OidCase{Z("\x83\xdc\xeb\x94\x0a"), "2.999999930"},
+        OidCase{Z("\x83\xdc\xeb\x94\x50"), "2.1000000000"},
         OidCase{Z("\x2a\x81\xff\xff\xff\xff\xff\xff\xff\xff\x7f"), "1.2.18446744073709551615"},
         OidCase{Z("\x2a\x82\x80\x80\x80\x80\x80\x80\x80\x80\x00"), "1.2.18446744073709551616"},
         // 2.25 and a number of 128 bits, as X.667 makes them.
