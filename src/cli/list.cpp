@@ -7,11 +7,14 @@
 
 namespace {
 
-void ExplainEmptyList(bool had_certificates) {
-  if (had_certificates)
+void ExplainEmptyList(bool had_certificates, const ProviderOptions& provider) {
+  if (had_certificates) {
     Complain("no certificate matches; without --matching all are listed");
-  else
-    Complain("no certificates found: is the card in its reader? --log-level 5 shows each step");
+    return;
+  }
+  const bool shows_each_step = provider.log_level == 5 || provider.log_file;
+  Complain(std::string("no certificates found: is the card in its reader?") +
+           (shows_each_step ? "" : " --log-level 5 shows each step"));
 }
 
 }  // namespace
@@ -23,7 +26,11 @@ ExitStatus RunList(const ProviderOptions& provider, const ListOptions& options) 
   if (status != kExitSuccess)
     return status;
 
-  std::list<pkcs11_certificate> records = ListCertificates(&log, &module);
+  std::optional<std::list<pkcs11_certificate>> listed = ListCertificates(&log, &module);
+  if (!listed)
+    return kExitFailed;
+  ShowNotes(Notes(log.TakeProblems()));
+  std::list<pkcs11_certificate>& records = *listed;
   const bool had_certificates = !records.empty();
   if (options.matching)
     records.remove_if([](const pkcs11_certificate& record) { return !record.matches_filter; });
@@ -34,6 +41,6 @@ ExitStatus RunList(const ProviderOptions& provider, const ListOptions& options) 
   else if (!records.empty())
     printed = Print(CertificateTable(records));
   if (records.empty())
-    ExplainEmptyList(had_certificates);
+    ExplainEmptyList(had_certificates, provider);
   return printed ? kExitSuccess : kExitFailed;
 }

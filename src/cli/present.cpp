@@ -17,8 +17,10 @@ ExitStatus RunPresent(const ProviderOptions& provider, const PresentOptions& opt
   if (opened != kExitSuccess)
     return opened;
 
-  const std::list<pkcs11_certificate> records = module.GetCertificates();
-  const Selection selection = SelectCertificate(records, *serial);
+  const std::optional<std::list<pkcs11_certificate>> records = ListCertificates(&log, &module);
+  if (!records)
+    return kExitFailed;
+  const Selection selection = SelectCertificate(*records, *serial);
   if (selection.status == kExitAmbiguous)
     return kExitAmbiguous;
   if (selection.record != nullptr && module.CertificatePresent(selection.record->serial))

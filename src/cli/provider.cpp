@@ -118,9 +118,19 @@ void ShowNotes(const std::vector<std::string>& notes) {
     Complain("note: " + note);
 }
 
-std::list<pkcs11_certificate> ListCertificates(ComponentLog* log, PKCS11Module* module) {
-  log->TakeProblems();
-  std::list<pkcs11_certificate> records = module->GetCertificates();
+std::optional<std::list<pkcs11_certificate>> ListCertificates(ComponentLog* log,
+                                                              PKCS11Module* module) {
+  // Twice, since a token that comes in between makes the first list fail. HasChanged() was true
+  // when the provider had been opened, and stays so until the slots have been gone through.
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    log->TakeProblems();
+    std::list<pkcs11_certificate> records = module->GetCertificates();
+    if (!module->changed)
+      return records;
+  }
   ShowNotes(Notes(log->TakeProblems()));
-  return records;
+  Complain(
+      "the provider could not list its slots: is what it needs running, its daemon or the card"
+      " reader's service?");
+  return std::nullopt;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,5 +21,7 @@ ExitStatus OpenProvider(const ProviderOptions& options, ComponentLog* log, PKCS1
 std::vector<std::string> Notes(const std::vector<std::string>& problems);
 void ShowNotes(const std::vector<std::string>& notes);
 
-// The module's certificates, with a note on standard error for each thing that went wrong.
-std::list<pkcs11_certificate> ListCertificates(ComponentLog* log, PKCS11Module* module);
+// The module's certificates; what went wrong with single ones is left in the log's problems.
+// Nothing, with a complaint, when the provider cannot list its slots: that is no empty list.
+std::optional<std::list<pkcs11_certificate>> ListCertificates(ComponentLog* log,
+                                                              PKCS11Module* module);

@@ -112,8 +112,10 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
   if (opened != kExitSuccess)
     return opened;
 
-  const std::list<pkcs11_certificate> records = module.GetCertificates();
-  const Selection selection = SelectCertificate(records, *serial);
+  const std::optional<std::list<pkcs11_certificate>> records = ListCertificates(&log, &module);
+  if (!records)
+    return kExitFailed;
+  const Selection selection = SelectCertificate(*records, *serial);
   if (selection.status == kExitNoCertificate)
     return ExplainMissing(options, *serial, &module, &log);
   if (selection.record == nullptr)

@@ -60,10 +60,13 @@ class Watch {
   }
 
  private:
-  // False: standard output is gone.
+  // False: the provider could not list its slots, or standard output is gone.
   bool List() {
-    if (!Read(&known_))
-      known_.clear();
+    std::optional<Records> listed = ListCertificates(&log_, &module_);
+    if (!listed)
+      return false;
+    known_ = std::move(*listed);
+    TakeNotes();
     if (!options_.json) {
       const bool printed = known_.empty() || Print(CertificateTable(known_));
       if (known_.empty())
@@ -106,12 +109,17 @@ class Watch {
   // False: the provider could not go through its slots.
   bool Read(Records* records) {
     *records = module_.GetCertificates();
+    TakeNotes();
+    return !module_.changed;
+  }
+
+  // After a list: says what has gone wrong, unless it is what went wrong before.
+  void TakeNotes() {
     listed_at_ = Clock::now();
     const std::vector<std::string> notes = Notes(log_.TakeProblems());
     if (notes != notes_)
       ShowNotes(notes);
     notes_ = notes;
-    return !module_.changed;
   }
 
   bool Show(const char* event, const char* sign, const Records& records) {

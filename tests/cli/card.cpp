@@ -47,8 +47,14 @@ class Card {
         // Before "sign", NAME of make_token.sh's certificates.
         {"first",
          [&](const std::string& value) { token.Certificate(FileContent(value + ".der"), "1st"); }},
-        // NAME/NUMBER: the function fails.
-        {"fail", [](const std::string& value) { Fail(value); }},
+        // NAME/NUMBER: the function fails once.
+        {"fail", [](const std::string& value) { Fail(value, 1); }},
+        // NAME/NUMBER/NTH: the function fails from its n-th call on.
+        {"fail-from",
+         [](const std::string& value) {
+           const std::string::size_type slash = value.rfind('/');
+           Fail(value.substr(0, slash), std::stoi(value.substr(slash + 1))).Always();
+         }},
         // From the n-th poll on the token is gone, or back; with an event.
         {"remove-at-poll",
          [this](const std::string& value) { AtPoll(value, [this] { Remove(); }); }},
@@ -78,9 +84,11 @@ class Card {
   Card& operator=(const Card&) = delete;
 
  private:
-  static void Fail(const std::string& value) {
+  static scripted::Rule& Fail(const std::string& value, int nth) {
     const std::string::size_type slash = value.find('/');
-    World::Instance().On(value.substr(0, slash)).Return(Number(value.substr(slash + 1)));
+    return World::Instance()
+        .On(value.substr(0, slash), nth)
+        .Return(Number(value.substr(slash + 1)));
   }
 
   static void AtPoll(const std::string& nth, std::function<void()> action) {
@@ -90,7 +98,11 @@ class Card {
     });
   }
   void Remove() { removed_ = World::Instance().Slot(1).Remove(); }
-  void Insert() { World::Instance().Slot(1).Insert(removed_); }
+  // An event alone where nothing was taken out before.
+  void Insert() {
+    if (removed_)
+      World::Instance().Slot(1).Insert(removed_);
+  }
 
   bool has_user_pin_ = true;
   int user_left_ = 3;

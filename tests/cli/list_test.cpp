@@ -210,7 +210,19 @@ TEST_F(ListTest, NoCertificateIsNoError) {
   const Finished run = Cardcert({"list"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, HasSubstr("cardcert: no certificates found: is the card in its reader?"));
+  EXPECT_EQ(run.err,
+            "cardcert: no certificates found: is the card in its reader? --log-level 5 shows each"
+            " step\n");
+}
+
+TEST_F(ListTest, WhoSeesEachStepIsNotToldHowTo) {
+  environment_["SOFTHSM2_CONF"] =
+      Write("empty.conf", "directories.tokendir = " + File("") + "\nobjectstore.backend = file\n");
+  for (const Words& words : {Words{"--log-level", "5"}, Words{"--log-file", File("log")}}) {
+    const Finished run = Cardcert({"list", words[0], words[1]});
+    EXPECT_THAT(run.err,
+                HasSubstr("cardcert: no certificates found: is the card in its reader?\n"));
+  }
 }
 
 TEST_F(ListTest, WorksInAnyLocale) {
