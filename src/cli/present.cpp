@@ -25,6 +25,7 @@ ExitStatus RunPresent(const ProviderOptions& provider, const PresentOptions& opt
     return kExitAmbiguous;
   if (selection.record != nullptr && module.CertificatePresent(selection.record->serial))
     return Print(CertificateLine(*selection.record) + "\n") ? kExitSuccess : kExitFailed;
+  ShowNotes(Notes(log.TakeProblems()));
   if (IsOnSomeToken(&module, *serial))
     return Print("a certificate that cannot be used for signing\n") ? kExitSuccess : kExitFailed;
   Complain("no token has a certificate with the serial " + Quoted(options.serial));

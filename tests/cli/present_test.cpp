@@ -40,4 +40,12 @@ TEST_F(PresentTest, ACertificateThatCannotBeListedIsPresentAllTheSame) {
   EXPECT_EQ(Cardcert({"present", "C25"}).status, 0);
 }
 
+TEST_F(PresentTest, SaysWhatWasLeftOutWhereItMayBeWhatIsMissing) {
+  for (const char* const serial : {"0c25", "abcdef"})
+    EXPECT_THAT(Cardcert({"present", serial}).err,
+                HasSubstr("cardcert: note: Unable to read public key from certificate for token "
+                          "\"first\" (left out: only certificates with an RSA key can be used)"));
+  EXPECT_EQ(Cardcert({"present", "1024"}).err, "");
+}
+
 }  // namespace
