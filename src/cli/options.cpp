@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <sstream>
 
 #include "cli/console.h"
@@ -28,6 +29,8 @@ CLI::Validator NumberFrom(Number least, Number most) {
       "");
 }
 
+constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+
 // The parser with the options it fills; one object, since the parser points into the options.
 class Parser {
  public:
@@ -47,12 +50,18 @@ class Parser {
   std::string Explain(const CLI::ParseError& error) const {
     const std::string commands = ": list, present, watch or sign";
     const std::vector<std::string> words = app_.remaining();
-    if (!words.empty() && words.front()[0] == '-')
-      return Quoted(words.front()) + " has to come after a command" + commands;
-    if (!app_.get_subcommands().empty())
-      return InOtherWords(error.what());
+    if (!words.empty() && IsOption(words.front()))
+      return Quoted(OptionName(words.front())) + " has to come after a command" + commands;
+    if (!app_.get_subcommands().empty()) {
+      const std::vector<std::string> unexpected = app_.remaining(true);
+      return unexpected.empty()
+                 ? InOtherWords(error.what())
+                 : Unexpected(app_.get_subcommands().front()->get_name(), unexpected);
+    }
     if (words.empty())
       return "a command is needed" + commands;
+    if (words.front().find_first_not_of(kLetters) != std::string::npos)
+      return "there is no such command" + commands;
     return "there is no command " + Quoted(words.front()) + commands;
   }
 
@@ -76,6 +85,36 @@ class Parser {
   }
 
  private:
+  // What a command has no use for. Only names of options are repeated: a PIN may stand behind a
+  // mistyped one, or in its place.
+  static std::string Unexpected(const std::string& command,
+                                const std::vector<std::string>& unexpected) {
+    std::string options;
+    std::size_t num_others = 0;
+    for (const std::string& word : unexpected) {
+      if (IsOption(word))
+        options += (options.empty() ? "" : ", ") + Quoted(OptionName(word));
+      else
+        ++num_others;
+    }
+    const std::string words =
+        std::to_string(num_others) + (num_others == 1 ? " word" : " words") + " too many";
+    if (options.empty())
+      return command + " was given " + words;
+    return command + " has no option " + options +
+           (num_others > 0 ? ", and was given " + words : "");
+  }
+
+  static bool IsOption(const std::string& word) { return word.size() > 1 && word[0] == '-'; }
+
+  // The part of the word that is a name, and no value: "--pin" of "--pin=1", "-p" of "-p1".
+  static std::string OptionName(const std::string& word) {
+    const std::size_t num_dashes = word[1] == '-' ? 2 : 1;
+    const std::size_t end =
+        std::min(word.find_first_not_of(kLetters + std::string("-"), num_dashes), word.size());
+    return word.substr(0, num_dashes == 1 ? std::min<std::size_t>(end, 2) : end);
+  }
+
   // "--module: 1 required TEXT missing", "--module: At Most 1 required but received 2".
   static std::string InOtherWords(const std::string& text) {
     const std::string option = text.substr(0, text.find(':'));

@@ -32,12 +32,28 @@ TEST_F(BadInputTest, AModuleIsNeeded) {
 }
 
 TEST_F(BadInputTest, UnknownWordsAreRefused) {
-  EXPECT_THAT(Refusal(Cardcert({"list", "--jsn"})), HasSubstr("--jsn"));
-  EXPECT_THAT(Refusal(Cardcert({"list", "more"})), HasSubstr("more"));
+  EXPECT_THAT(Refusal(Cardcert({"list", "--jsn"})),
+              HasSubstr("cardcert: list has no option '--jsn'\n"));
+  EXPECT_THAT(Refusal(Cardcert({"list", "--first", "more", "-s", "words"})),
+              HasSubstr("cardcert: list has no option '--first', '-s', and was given 2 words"));
+  EXPECT_THAT(Refusal(Cardcert({"list", "more"})),
+              HasSubstr("cardcert: list was given 1 word too many\n"));
+}
+
+TEST_F(BadInputTest, APinBehindAMistypedOptionIsNotRepeated) {
+  for (const Words& words :
+       {Words{"list", "--pin", "246810"}, Words{"sign", "10", "--pinn", "246810"},
+        Words{"sign", "10", "--pinn=246810"}, Words{"sign", "10", "-p", "246810"},
+        Words{"sign", "10", "-p246810"}, Words{"sign", "10", "-p=246810"},
+        Words{"sign", "10", "--pin246810"}, Words{"sign", "10", "-246810"},
+        Words{"sign", "10", "246810"}, Words{"sign", "10", "--", "246810"},
+        Words{"--pin", "246810", "sign", "10"}, Words{"--pin=246810", "sign", "10"},
+        Words{"246810", "sign", "10"}})
+    EXPECT_THAT(Refusal(Cardcert(words)), Not(HasSubstr("246810"))) << words[2];
 }
 
 TEST_F(BadInputTest, AMessageCannotSteerTheTerminal) {
-  EXPECT_THAT(Refusal(Cardcert({"list", "\033[2J"})), HasSubstr("\\x1b[2J"));
+  EXPECT_THAT(Refusal(Cardcert({"list", "--log-level", "\033[2J"})), HasSubstr("\\x1b[2J"));
 }
 
 TEST_F(BadInputTest, AMalformedNameIsRefusedWithItsReason) {
