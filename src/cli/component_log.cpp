@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cli/console.h"
+#include "cli/text.h"
 
 namespace {
 
@@ -41,7 +42,7 @@ bool ComponentLog::Configure(const std::optional<int>& level,
 }
 
 void ComponentLog::Receive(const std::string& message, int level) {
-  output_.Log(message, level);
+  output_.Log(stderr_level_ < 0 ? message : EscapeForTerminal(message), level);
   if (message == "Final passphrase attempt for token")
     pin_warning_ = PinWarning::kFinalTry;
   else if (message == "Previous failed passphrase attempt for token")

@@ -11,7 +11,8 @@
 enum class PinWarning { kNone, kCountLow, kFinalTry };
 
 // Connects the global log for as long as it lives. The user sees what was asked for with
-// --log-level and --log-file; without those, the reasons why a provider cannot be used. The program
+// --log-level and --log-file; without those, the reasons why a provider cannot be used. What goes
+// to standard error cannot steer a terminal; a file gets it as Logfile writes it. The program
 // itself overhears all lines, since some facts reach it in no other way.
 class ComponentLog {
  public:
@@ -33,7 +34,7 @@ class ComponentLog {
   void Receive(const std::string& message, int level);
 
   Logfile output_;         // says nothing until Configure()
-  int stderr_level_ = -1;  // up to which lines go to standard error through output_
+  int stderr_level_ = -1;  // up to which lines go to standard error; -1: none do
   std::vector<std::string> problems_;
   PinWarning pin_warning_ = PinWarning::kNone;
 };

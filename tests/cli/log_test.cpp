@@ -26,6 +26,16 @@ TEST_F(LogTest, GoesToStandardErrorUpToTheLevel) {
   EXPECT_THAT(Cardcert({"list", "--log-level", "0"}).err, Not(HasSubstr("Loaded")));
 }
 
+TEST_F(LogTest, CannotSteerTheTerminal) {
+  const std::string found = Cardcert({"list", "--log-level", "5"}).err;
+  EXPECT_THAT(found, HasSubstr("\\u{202e}txt.exe"));
+  EXPECT_THAT(found, Not(HasSubstr("\u202e")));
+  EXPECT_THAT(found, HasSubstr("Jürgen 山田"));
+  const std::string lost = Bare({"list", "-m", "/no/\u009b2J.so", "--log-level", "5"}).err;
+  EXPECT_THAT(lost, HasSubstr("Z 2 Unable to load PKCS#11 module '/no/\\u{9b}2J.so'"));
+  EXPECT_THAT(lost, Not(HasSubstr("\u009b")));
+}
+
 TEST_F(LogTest, AFileGetsEverything) {
   const Finished run = Cardcert({"list", "--log-file", File("log")});
   EXPECT_TRUE(AllLinesAreMessages(run.err));
