@@ -69,11 +69,14 @@ struct Result {
 
 Result Sign(PKCS11Module* module, const pkcs11_certificate& record, const Bytes& data,
             PinAnswers* answers, ComponentLog* log) {
+  // Many providers take a null pointer for a mistake, also where nothing is to be signed.
+  static constexpr unsigned char kNothing = 0;
   Bytes signature(sizeof record.modulus);
   unsigned long length = signature.size();
   log->TakeProblems();
-  const bool made = module->Sign(record.serial, data.data(), data.size(), signature.data(), &length,
-                                 &PinAnswers::AskCallback, &PinAnswers::TellCallback, answers);
+  const bool made = module->Sign(record.serial, data.empty() ? &kNothing : data.data(), data.size(),
+                                 signature.data(), &length, &PinAnswers::AskCallback,
+                                 &PinAnswers::TellCallback, answers);
   if (!made)
     return {ExplainFailure(answers->Failure(), log->TakeProblems()), {}};
   signature.resize(length);

@@ -46,13 +46,15 @@ TEST_P(EveryKeyTest, EachDigestVerifies) {
 }
 
 TEST_P(EveryKeyTest, WithoutADigestItIsWhatOpenSslMakes) {
-  const std::string in = Write("in", std::string("any bytes\0\xff", 11));
-  const Finished run = Sign(GetParam().serial, in, {"--digest", "none"});
-  EXPECT_EQ(run.status, 0) << run.err;
-  const std::string expected =
-      OpenSsl({"pkeyutl", "-sign", "-in", in, "-inkey", Made(GetParam().name + std::string(".key")),
-               "-pkeyopt", "rsa_padding_mode:pkcs1"});
-  EXPECT_EQ(ReadWhole(File("sig")), expected);
+  for (const std::string& content : {std::string("any bytes\0\xff", 11), std::string()}) {
+    const std::string in = Write("in", content);
+    const Finished run = Sign(GetParam().serial, in, {"--digest", "none"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    const std::string expected = OpenSsl({"pkeyutl", "-sign", "-in", in, "-inkey",
+                                          Made(GetParam().name + std::string(".key")), "-pkeyopt",
+                                          "rsa_padding_mode:pkcs1"});
+    EXPECT_EQ(ReadWhole(File("sig")), expected) << content.size() << " bytes";
+  }
 }
 
 TEST_P(EveryKeyTest, WithoutADigestTheKeysLengthIsTheLimit) {
