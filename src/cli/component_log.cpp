@@ -47,16 +47,15 @@ void ComponentLog::Receive(const std::string& message, int level) {
     pin_warning_ = PinWarning::kFinalTry;
   else if (message == "Previous failed passphrase attempt for token")
     pin_warning_ = PinWarning::kCountLow;
-  if (level <= stderr_level_ || level > kFailed)
-    return;
+  const bool shown = level <= stderr_level_;
   // Without the reason a user is lost, so it is shown whatever --log-level says.
-  if (level <= kProviderUnusable)
+  if (level <= kProviderUnusable && !shown)
     Complain(message);
-  else
-    problems_.push_back(message);
+  else if (level == kFailed)
+    problems_.push_back({message, shown});
 }
 
-std::vector<std::string> ComponentLog::TakeProblems() {
+std::vector<Problem> ComponentLog::TakeProblems() {
   return std::exchange(problems_, {});
 }
 

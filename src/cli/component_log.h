@@ -10,6 +10,12 @@
 // What the component says of a PIN's tries just before it asks for the PIN.
 enum class PinWarning { kNone, kCountLow, kFinalTry };
 
+// A message of the component's about something that failed.
+struct Problem {
+  std::string message;
+  bool shown;  // on standard error, by --log-level: not to be repeated, but it may need more words
+};
+
 // Connects the global log for as long as it lives. The user sees what was asked for with
 // --log-level and --log-file; without those, the reasons why a provider cannot be used. What goes
 // to standard error cannot steer a terminal; a file gets it as Logfile writes it. The program
@@ -24,8 +30,8 @@ class ComponentLog {
   // Follows --log-level and --log-file. False, with a complaint, when the file cannot be written.
   bool Configure(const std::optional<int>& level, const std::optional<std::string>& file);
 
-  // What failed since the last call, in order, less what standard error has already shown.
-  std::vector<std::string> TakeProblems();
+  // What failed since the last call, in order.
+  std::vector<Problem> TakeProblems();
 
   // What was said of tries since the last call.
   PinWarning TakePinWarning();
@@ -35,6 +41,6 @@ class ComponentLog {
 
   Logfile output_;         // says nothing until Configure()
   int stderr_level_ = -1;  // up to which lines go to standard error; -1: none do
-  std::vector<std::string> problems_;
+  std::vector<Problem> problems_;
   PinWarning pin_warning_ = PinWarning::kNone;
 };

@@ -11,10 +11,10 @@
 namespace {
 
 void ComplainAbout(const std::string& option, const std::string& value,
-                   const std::vector<std::string>& reasons) {
+                   const std::vector<Problem>& reasons) {
   std::string message = option + " " + Quoted(value);
-  for (const std::string& reason : reasons)
-    message += ": " + reason;
+  for (const Problem& reason : reasons)
+    message += ": " + reason.message;
   Complain(message);
   Complain("see cardcert --help for the form of " + option);
 }
@@ -78,7 +78,7 @@ bool IsExpected(const std::string& problem) {
 
 std::string Explanation(const std::string& problem) {
   if (StartsWith(problem, "Unable to read public key from certificate"))
-    return " (left out: only certificates with an RSA key can be used)";
+    return "left out: only certificates with an RSA key can be used";
   return "";
 }
 
@@ -98,17 +98,21 @@ ExitStatus OpenProvider(const ProviderOptions& options, ComponentLog* log, PKCS1
   return kExitSuccess;
 }
 
-std::vector<std::string> Notes(const std::vector<std::string>& problems) {
+std::vector<std::string> Notes(const std::vector<Problem>& problems) {
   std::map<std::string, int> counts;
-  for (const std::string& problem : problems)
-    ++counts[problem];
+  for (const Problem& problem : problems)
+    ++counts[problem.message];
   std::vector<std::string> notes;
-  for (const std::string& problem : problems) {
-    const int count = std::exchange(counts[problem], 0);
-    if (count == 0 || IsExpected(problem))
+  for (const auto& [message, shown] : problems) {
+    const int count = std::exchange(counts[message], 0);
+    if (count == 0 || IsExpected(message))
       continue;
-    notes.push_back(problem + Explanation(problem) +
-                    (count > 1 ? " (" + std::to_string(count) + " times)" : ""));
+    const std::string explanation = Explanation(message);
+    const std::string times = count > 1 ? " (" + std::to_string(count) + " times)" : "";
+    if (!shown)
+      notes.push_back(message + (explanation.empty() ? "" : " (" + explanation + ")") + times);
+    else if (!explanation.empty())
+      notes.push_back(explanation + times);
   }
   return notes;
 }

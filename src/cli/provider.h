@@ -17,8 +17,9 @@
 ExitStatus OpenProvider(const ProviderOptions& options, ComponentLog* log, PKCS11Module* module);
 
 // What went wrong while certificates were listed, in words for a user, each thing once. Slots
-// without a usable token are no surprise and are left out.
-std::vector<std::string> Notes(const std::vector<std::string>& problems);
+// without a usable token are no surprise and are left out. Of what the log has shown there are only
+// explanations.
+std::vector<std::string> Notes(const std::vector<Problem>& problems);
 void ShowNotes(const std::vector<std::string>& notes);
 
 // The module's certificates; what went wrong with single ones is left in the log's problems.

@@ -28,7 +28,7 @@ constexpr Meaning kMeanings[] = {
 std::string MeaningOf(const std::string& problem) {
   for (const Meaning& meaning : kMeanings) {
     if (problem.find("(" + std::to_string(meaning.rv) + ")") != std::string::npos)
-      return std::string(": ") + meaning.text;
+      return meaning.text;
   }
   return "";
 }
@@ -51,10 +51,15 @@ const char* Sentence(ExitStatus status) {
 }  // namespace
 
 ExitStatus ExplainFailure(const std::optional<ExitStatus>& pin_failure,
-                          const std::vector<std::string>& problems) {
+                          const std::vector<Problem>& problems) {
   if (!pin_failure) {
-    for (const std::string& problem : problems)
-      Complain(problem + MeaningOf(problem));
+    for (const auto& [message, shown] : problems) {
+      const std::string meaning = MeaningOf(message);
+      if (!shown)
+        Complain(message + (meaning.empty() ? "" : ": " + meaning));
+      else if (!meaning.empty())
+        Complain(meaning);
+    }
   }
   Complain(Sentence(pin_failure.value_or(kExitFailed)));
   return pin_failure.value_or(kExitFailed);

@@ -21,7 +21,10 @@ TEST_F(LogTest, GoesToStandardErrorUpToTheLevel) {
   const std::string level3 = Cardcert({"list", "--log-level", "3"}).err;
   EXPECT_THAT(level3, ContainsRegex("Z 3 Loaded PKCS#11 module '" SOFTHSM2_LIBRARY "'"));
   EXPECT_THAT(level3, Not(ContainsRegex("Z 5 ")));
-  EXPECT_THAT(level3, Not(HasSubstr("cardcert: note:")));  // Not twice.
+  // What the log has shown is explained, and not said twice.
+  EXPECT_THAT(level3, ContainsRegex("Z 3 Unable to read public key from certificate"));
+  EXPECT_THAT(level3, Not(HasSubstr("cardcert: note: Unable")));
+  EXPECT_THAT(level3, HasSubstr("cardcert: note: left out: only certificates with an RSA key"));
   EXPECT_THAT(Cardcert({"list", "--log-level", "5"}).err, ContainsRegex("Z 5 Fetching tokens"));
   EXPECT_THAT(Cardcert({"list", "--log-level", "0"}).err, Not(HasSubstr("Loaded")));
 }
@@ -59,6 +62,16 @@ TEST_F(LogTest, TheReasonOfAFailureIsShownWhateverTheLog) {
   const Finished to_file = Bare({"list", "-m", "/no/such.so", "--log-file", File("log")});
   EXPECT_THAT(to_file.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
   EXPECT_THAT(ReadWhole(File("log")), HasSubstr(" 2 Unable to load PKCS#11 module '/no/such.so':"));
+}
+
+TEST_F(LogTest, WhatItHasShownOfASignatureIsExplained) {
+  const std::string in = Write("in", "x");
+  const std::string said = Cardcert({"sign", "6e6f", "--in", in, "--out", File("out"),
+                                     "--log-level", "3", "--pin-file", PinFile()})
+                               .err;
+  EXPECT_THAT(said, HasSubstr("Z 3 Signature operation failed (102)\n"
+                              "cardcert: the token has no private key that belongs to this"));
+  EXPECT_THAT(said, Not(HasSubstr("cardcert: Signature operation failed")));
 }
 
 TEST_F(LogTest, NeverHoldsAPin) {
