@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <charconv>
 #include <map>
 #include <utility>
 
@@ -19,17 +20,27 @@ void ComplainAbout(const std::string& option, const std::string& value,
   Complain("see cardcert --help for the form of " + option);
 }
 
-// The component reads a key usage that is no number as 0. That is easily meant otherwise.
-void WarnOfUnreadKeyUsage(const std::string& filter) {
+// The number that `text` is, whole; nothing for any other text, or when it is out of range.
+std::optional<int> WholeNumber(const std::string& text) {
+  int number = 0;
+  const std::size_t sign = text.size() > 1 && text[0] == '+' && text[1] != '-' ? 1 : 0;
+  const auto [end, error] = std::from_chars(text.data() + sign, text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size())
+    return std::nullopt;
+  return number;
+}
+
+// The component takes any text for a key usage, and reads what it can of it. That is easily meant
+// otherwise.
+void WarnOfMisreadKeyUsage(const std::string& filter, int key_usage) {
   std::list<std::string> fields;
   if (!KVUtils::DecodeStringList(filter, &fields, '|') || fields.size() != 3)
     return;
-  const std::string& usage = fields.back();
-  const std::size_t digits = usage.find_first_not_of("+-") == 1 ? 1 : 0;
-  if (usage.size() > digits && usage.find_first_not_of("0123456789", digits) == std::string::npos)
+  if (WholeNumber(fields.back()))
     return;
-  Complain("note: the key usage " + Quoted(usage) + " of --filter " + Quoted(filter) +
-           " is not a number: what does not start with digits counts as 0, no requirement");
+  Complain("note: the key usage " + Quoted(fields.back()) + " of --filter " + Quoted(filter) +
+           " is no number, or out of range: it counts as " + std::to_string(key_usage) +
+           (key_usage == 0 ? ", no requirement" : ""));
 }
 
 bool ApplyNamesAndFilters(const ProviderOptions& options, ComponentLog* log, PKCS11Module* module) {
@@ -43,8 +54,9 @@ bool ApplyNamesAndFilters(const ProviderOptions& options, ComponentLog* log, PKC
       return false;
     }
   }
+  auto added = module->filters.begin();
   for (const std::string& filter : options.filters)
-    WarnOfUnreadKeyUsage(filter);
+    WarnOfMisreadKeyUsage(filter, added++->key_usage);
   return true;
 }
 

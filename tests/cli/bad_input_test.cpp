@@ -78,12 +78,24 @@ TEST_F(BadInputTest, AMalformedFilterIsRefusedWithItsReason) {
               HasSubstr("--filter ''"));
 }
 
-TEST_F(BadInputTest, AKeyUsageThatIsNoNumberIsPointedOut) {
-  const Finished run = Cardcert({"list", "--filter", "a||digitalSignature"});
-  EXPECT_EQ(run.status, 0);
-  EXPECT_THAT(run.err, HasSubstr("the key usage 'digitalSignature'"));
-  EXPECT_THAT(Cardcert({"list", "--filter", "a||128"}).err, Not(HasSubstr("the key usage")));
-  EXPECT_THAT(Cardcert({"list", "--filter", "a||-1"}).err, Not(HasSubstr("the key usage")));
+TEST_F(BadInputTest, AKeyUsageThatIsNoNumberIsPointedOutWithWhatItCountsAs) {
+  const std::map<std::string, std::string> misread = {{"digitalSignature", "0, no requirement\n"},
+                                                      {"", "0, no requirement\n"},
+                                                      {" 128", "128\n"},
+                                                      {"12xyz", "12\n"},
+                                                      {"128 ", "128\n"},
+                                                      {"+-1", "0, no requirement\n"},
+                                                      {"99999999999999999999", "-1\n"}};
+  for (const auto& [usage, meaning] : misread) {
+    const Finished run = Cardcert({"list", "--filter", "a||64", "--filter", "a||" + usage});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.err,
+                HasSubstr("cardcert: note: the key usage '" + usage + "' of --filter 'a||" + usage +
+                          "' is no number, or out of range: it counts as " + meaning));
+  }
+  for (const char* const usage : {"128", "-1", "+64", "0128", "-0"})
+    EXPECT_THAT(Cardcert({"list", "--filter", std::string("a||") + usage}).err,
+                Not(HasSubstr("the key usage")));
 }
 
 TEST_F(BadInputTest, ALogLevelIsANumberFrom0To5) {
