@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,10 +23,23 @@ std::string FolderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-// Where links end; the path itself where there is nothing yet.
-std::string Resolve(const std::string& path) {
+// Where links end, be there a file or not; the path itself where that has no name (a pipe).
+std::string Resolve(std::string path) {
   const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
-  return real ? real.get() : path;
+  if (real)
+    return real.get();
+  if (access(path.c_str(), F_OK) == 0)
+    return path;
+  constexpr int kMostLinks = 40;
+  for (int i = 0; i < kMostLinks; ++i) {
+    char link[PATH_MAX];
+    const ssize_t length = readlink(path.c_str(), link, sizeof link);
+    if (length <= 0 || static_cast<std::size_t>(length) == sizeof link)
+      break;
+    const std::string next(link, static_cast<std::size_t>(length));
+    path = next[0] == '/' ? next : FolderOf(path) + "/" + next;
+  }
+  return path;
 }
 
 bool WriteAll(int descriptor, std::string_view data) {
@@ -93,14 +107,15 @@ bool OutputFile::Check() const {
     errno = ENOENT;
     return Fail("cannot write");
   }
-  if (stat(target_.c_str(), &info) == 0) {
-    if (S_ISDIR(info.st_mode)) {
-      errno = EISDIR;
-      return Fail("cannot write");
-    }
-    if (!S_ISREG(info.st_mode))
-      return access(target_.c_str(), W_OK) == 0 || Fail("cannot write");
+  const bool exists = stat(target_.c_str(), &info) == 0;
+  if (path_.back() == '/' || (exists && S_ISDIR(info.st_mode))) {
+    errno = EISDIR;
+    return Fail("cannot write");
   }
+  if (exists && !S_ISREG(info.st_mode))
+    return access(target_.c_str(), W_OK) == 0 || Fail("cannot write");
+  if (!exists && errno != ENOENT)  // A name that is too long, among others.
+    return Fail("cannot write");
   return access(FolderOf(target_).c_str(), W_OK | X_OK) == 0 || Fail("cannot write");
 }
 
@@ -120,7 +135,8 @@ bool OutputFile::Write(std::string_view data) const {
 bool OutputFile::Replace(std::string_view data) const {
   struct stat info = {};
   const bool existed = stat(target_.c_str(), &info) == 0;
-  TemporaryFile file(target_ + ".XXXXXX");
+  // Not the target's name and more, which may be too long.
+  TemporaryFile file(FolderOf(target_) + "/.cardcert-XXXXXX");
   return (file.exists() && file.Fill(data, existed ? info.st_mode & 07777 : DefaultMode()) &&
           file.RenameTo(target_)) ||
          Fail("cannot write");

@@ -27,5 +27,5 @@ class OutputFile {
   bool Fail(const char* what) const;
 
   std::string path_;    // as given
-  std::string target_;  // links resolved, where there is something already
+  std::string target_;  // where links end
 };

@@ -54,10 +54,54 @@ TEST_F(OutputFileTest, FollowsALink) {
   EXPECT_TRUE(std::filesystem::is_symlink(folder_.File("link")));
 }
 
+TEST_F(OutputFileTest, FollowsLinksToAFileThatIsYetToBe) {
+  ASSERT_EQ(symlink("second", folder_.File("first").c_str()), 0);
+  ASSERT_EQ(symlink("new", folder_.File("second").c_str()), 0);
+  EXPECT_TRUE(OutputFile(folder_.File("first")).Check());
+  EXPECT_TRUE(OutputFile(folder_.File("first")).Write("data"));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder_.File("first")));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder_.File("second")));
+  EXPECT_EQ(ReadWhole(folder_.File("new")), "data");
+  EXPECT_EQ(NumFiles(), 3U);
+}
+
+TEST_F(OutputFileTest, RefusesLinksWithoutEnd) {
+  ASSERT_EQ(symlink("b", folder_.File("a").c_str()), 0);
+  ASSERT_EQ(symlink("a", folder_.File("b").c_str()), 0);
+  EXPECT_FALSE(OutputFile(folder_.File("a")).Check());
+}
+
+TEST_F(OutputFileTest, TakesAnyNameThatAFileMayHave) {
+  const std::string longest = folder_.File(std::string(255, 'x'));
+  EXPECT_TRUE(OutputFile(longest).Check());
+  EXPECT_TRUE(OutputFile(longest).Write("data"));
+  EXPECT_EQ(ReadWhole(longest), "data");
+  EXPECT_EQ(NumFiles(), 1U);
+  EXPECT_FALSE(OutputFile(longest + "x").Check());
+}
+
+TEST_F(OutputFileTest, SaysWhatIsAFolder) {
+  for (const std::string& path : {folder_.path(), folder_.File("letter/")}) {
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(OutputFile(path).Check());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "cardcert: cannot write '" + path + "': Is a directory\n");
+  }
+}
+
 TEST_F(OutputFileTest, ADeviceIsWrittenToAndStaysOne) {
   EXPECT_TRUE(OutputFile("/dev/null").Check());
   EXPECT_TRUE(OutputFile("/dev/null").Write("data"));
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  const OutputFile to_pipe("/dev/fd/" + std::to_string(ends[1]));
+  EXPECT_TRUE(to_pipe.Check());
+  EXPECT_TRUE(to_pipe.Write("data"));
+  char data[5] = {};
+  EXPECT_EQ(read(ends[0], data, sizeof data), 4);
+  close(ends[0]);
+  close(ends[1]);
   EXPECT_FALSE(OutputFile("/dev/full").Write("data"));
 }
 
