@@ -51,7 +51,7 @@ Options of all commands:
   --log-file FILE     Appends the log to FILE instead; all of it, unless
                       --log-level says less.
   -h, --help          Shows this text.
-  --version           Shows the version.
+  --version           (without a command) Shows the version.
 
 Options of list and watch:
   --filter SPEC       Which certificates match: "NAME|ISSUER|USAGE". May be

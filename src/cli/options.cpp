@@ -46,6 +46,13 @@ class Parser {
 
   void Parse(int argc, const char* const* argv) { app_.parse(argc, argv); }
 
+  // Whether a command line that could not be parsed asks for help: "-h list" lacks a module, and
+  // "help" is no command.
+  bool AsksForHelp() const {
+    const std::vector<std::string> words = app_.remaining();
+    return app_.get_help_ptr()->count() > 0 || (!words.empty() && words.front() == "help");
+  }
+
   // What to say of a command line that could not be parsed.
   std::string Explain(const CLI::ParseError& error) const {
     const std::string commands = ": list, present, watch or sign";
@@ -206,6 +213,8 @@ ParsedOptions ParseOptions(int argc, const char* const* argv) {
   } catch (const CLI::CallForVersion&) {
     return {std::nullopt, Print(VersionText() + "\n") ? kExitSuccess : kExitFailed};
   } catch (const CLI::ParseError& error) {
+    if (parser.AsksForHelp())
+      return {std::nullopt, Print(HelpText()) ? kExitSuccess : kExitFailed};
     Complain(parser.Explain(error));
     Complain("see cardcert --help");
     return {std::nullopt, kExitUsage};

@@ -209,7 +209,8 @@ TEST_F(BadInputTest, APinIsNotTakenFromTheCommandLineNorRepeated) {
 
 TEST_F(BadInputTest, HelpAndVersionAreData) {
   for (const Words& words :
-       {Words{"--help"}, Words{"-h"}, Words{"list", "--help"}, Words{"sign", "--help"}}) {
+       {Words{"--help"}, Words{"-h"}, Words{"list", "--help"}, Words{"sign", "--help"},
+        Words{"-h", "list"}, Words{"--help", "sign", "10"}, Words{"help"}, Words{"help", "list"}}) {
     const Finished run = Bare(words);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, Bare({"--help"}).out);
@@ -218,6 +219,7 @@ TEST_F(BadInputTest, HelpAndVersionAreData) {
     EXPECT_EQ(run.err, "");
   }
   EXPECT_EQ(Bare({"--version"}).out.compare(0, 9, "cardcert "), 0);
+  EXPECT_THAT(Refusal(Cardcert({"list", "--version"})), HasSubstr("list has no option"));
 }
 
 }  // namespace
