@@ -127,6 +127,8 @@ class Parser {
     const std::string option = text.substr(0, text.find(':'));
     if (text.find(": 1 required ") != std::string::npos)
       return option + " needs a value";
+    if (text.find(" was given a disallowed flag override") != std::string::npos)
+      return "--" + text.substr(0, text.find(' ')) + " takes no value";
     if (text.find(": At Most 1 required ") != std::string::npos)
       return option + " is given more than once";
     return text;
@@ -154,6 +156,10 @@ class Parser {
     return app;
   }
 
+  static void AddFlag(CLI::App* app, const std::string& name, bool* flag) {
+    app->add_flag(name, *flag)->disable_flag_override();
+  }
+
   void AddFilters(CLI::App* app) {
     app->add_option("--filter", options_.provider.filters)->allow_extra_args(false);
   }
@@ -161,8 +167,8 @@ class Parser {
   void AddList() {
     CLI::App* const app = AddCommand("list", Command::kList);
     AddFilters(app);
-    app->add_flag("--matching", options_.list.matching);
-    app->add_flag("--json", options_.list.json);
+    AddFlag(app, "--matching", &options_.list.matching);
+    AddFlag(app, "--json", &options_.list.json);
   }
 
   void AddPresent() {
@@ -173,7 +179,7 @@ class Parser {
   void AddWatch() {
     CLI::App* const app = AddCommand("watch", Command::kWatch);
     AddFilters(app);
-    app->add_flag("--json", options_.watch.json);
+    AddFlag(app, "--json", &options_.watch.json);
     app->add_option("--interval", options_.watch.interval)->check(NumberFrom(0.05, 86400.0));
     app->add_option("--count", options_.watch.count)->check(NumberFrom(1UL, 1000000000UL));
   }
@@ -189,7 +195,7 @@ class Parser {
     AddPin(app, "--pin", &sign.pin);
     AddPin(app, "--so-pin", &sign.so_pin);
     AddPin(app, "--new-pin", &sign.new_pin);
-    app->add_flag("--batch", sign.batch);
+    AddFlag(app, "--batch", &sign.batch);
   }
 
   static void AddPin(CLI::App* app, const std::string& name, PinSource* source) {

@@ -52,6 +52,17 @@ TEST_F(BadInputTest, APinBehindAMistypedOptionIsNotRepeated) {
     EXPECT_THAT(Refusal(Cardcert(words)), Not(HasSubstr("246810"))) << words[2];
 }
 
+TEST_F(BadInputTest, AFlagTakesNoValue) {
+  EXPECT_THAT(Refusal(Cardcert({"list", "--json=false"})),
+              HasSubstr("cardcert: --json takes no value\n"));
+  EXPECT_THAT(Refusal(Cardcert({"list", "--matching=0"})), HasSubstr("--matching takes no value"));
+  EXPECT_THAT(Refusal(Cardcert({"watch", "--json=1", "--count", "1"})),
+              HasSubstr("--json takes no value"));
+  const std::string said = Refusal(Cardcert({"sign", "10", "--batch=246810"}));
+  EXPECT_THAT(said, HasSubstr("--batch takes no value"));
+  EXPECT_THAT(said, Not(HasSubstr("246810")));
+}
+
 TEST_F(BadInputTest, AMessageCannotSteerTheTerminal) {
   EXPECT_THAT(Refusal(Cardcert({"list", "--log-level", "\033[2J"})), HasSubstr("\\x1b[2J"));
 }
