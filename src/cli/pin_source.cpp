@@ -1,6 +1,7 @@
 #include "cli/pin_source.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -111,6 +112,14 @@ std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& opti
                         : option + " " + Quoted(*source.variable)) +
            ": " + fault);
   return nullptr;
+}
+
+bool ReadsStandardInput(const PinSource& source) {
+  struct stat file = {};
+  struct stat input = {};
+  return source.file && stat(source.file->c_str(), &file) == 0 &&
+         fstat(STDIN_FILENO, &input) == 0 && file.st_dev == input.st_dev &&
+         file.st_ino == input.st_ino;
 }
 
 void ForgetPinVariable(const PinSource& source) {

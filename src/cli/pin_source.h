@@ -21,6 +21,9 @@ struct PinSource {
 // `option` is what the source was given with.
 std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& option);
 
+// Whether the PIN would be read from what the program has as its standard input.
+bool ReadsStandardInput(const PinSource& source);
+
 // Overwrites the source's environment variable and removes it, so that neither the provider nor
 // anything it starts inherits the PIN. Nothing for a file.
 void ForgetPinVariable(const PinSource& source);

@@ -31,6 +31,11 @@ bool ReadGivenPins(const SignOptions& options, GivenPins* pins) {
                        {options.new_pin, "--new-pin", &pins->new_user}};
   bool good = true;
   for (const Given& given : all) {
+    if (options.in == "-" && ReadsStandardInput(given.source)) {
+      Complain(std::string(given.option) +
+               "-file is standard input, which is to be signed: use --in FILE");
+      good = false;
+    }
     if (good && given.source.given())
       good = (*given.pin = ReadPin(given.source, given.option)) != nullptr;
   }

@@ -113,6 +113,22 @@ TEST_F(SignTest, ReadsStandardInputAndWritesStandardOutput) {
   EXPECT_EQ(Verify("sign", "sha256", in), "Verified OK\n");
 }
 
+TEST_F(SignTest, APinOnStandardInputNeedsAnotherFileToSign) {
+  for (const char* const option : {"--pin-file", "--so-pin-file", "--new-pin-file"}) {
+    const Finished run =
+        Cardcert({"sign", "4fa107", option, "/dev/stdin", "--out", File("sig")}, PinFile());
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, std::string("cardcert: ") + option +
+                           " is standard input, which is to be signed: use --in FILE\n");
+  }
+  EXPECT_FALSE(Exists(File("sig")));
+  const std::string in = Write("in", "x");
+  const Finished run = Cardcert(
+      {"sign", "4fa107", "--pin-file", "/dev/stdin", "--in", in, "--out", File("sig")}, PinFile());
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Verify("sign", "sha256", in), "Verified OK\n");
+}
+
 TEST_F(SignTest, AClosedStandardInputIsStatus2) {
   const Finished run =
       RunProgram({"sh", "-c", "\"$@\" <&-", "sh", CARDCERT_PROGRAM, "sign", "4fa107", "-m",
