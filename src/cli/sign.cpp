@@ -1,4 +1,6 @@
 // cardcert sign
+#include <unistd.h>
+
 #include <memory>
 #include <vector>
 
@@ -83,7 +85,7 @@ Result Sign(PKCS11Module* module, const pkcs11_certificate& record, const Bytes&
                                  signature.data(), &length, &PinAnswers::AskCallback,
                                  &PinAnswers::TellCallback, answers);
   if (!made)
-    return {ExplainFailure(answers->Failure(), log->TakeProblems()), {}};
+    return {ExplainFailure(*answers, log->TakeProblems()), {}};
   signature.resize(length);
   if (!IsSignatureOn(data, signature, record)) {
     Complain("the token's signature does not fit the certificate's public key; nothing is written");
@@ -110,6 +112,8 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
     Complain("a raw signature is not for a terminal: use --out FILE or --encoding base64");
     return kExitUsage;
   }
+  if (options.in == "-" && isatty(STDIN_FILENO))
+    Complain("what is to be signed is read from the terminal, up to Ctrl-D; --in takes a file");
   const std::optional<Bytes> data = ReadDataToSign(options.in, options.digest);
   if (!data)
     return kExitUsage;

@@ -35,8 +35,6 @@ std::string MeaningOf(const std::string& problem) {
 
 const char* Sentence(ExitStatus status) {
   switch (status) {
-    case kExitCancelled:
-      return "cancelled, nothing was signed";
     case kExitPinWrong:
       return "nothing was signed: a PIN was not accepted";
     case kExitPinLocked:
@@ -50,8 +48,8 @@ const char* Sentence(ExitStatus status) {
 
 }  // namespace
 
-ExitStatus ExplainFailure(const std::optional<ExitStatus>& pin_failure,
-                          const std::vector<Problem>& problems) {
+ExitStatus ExplainFailure(const PinAnswers& answers, const std::vector<Problem>& problems) {
+  const std::optional<ExitStatus> pin_failure = answers.Failure();
   if (!pin_failure) {
     for (const auto& [message, shown] : problems) {
       const std::string meaning = MeaningOf(message);
@@ -61,6 +59,7 @@ ExitStatus ExplainFailure(const std::optional<ExitStatus>& pin_failure,
         Complain(meaning);
     }
   }
-  Complain(Sentence(pin_failure.value_or(kExitFailed)));
+  Complain(answers.cancelled_by_user() ? "cancelled, nothing was signed"
+                                       : Sentence(pin_failure.value_or(kExitFailed)));
   return pin_failure.value_or(kExitFailed);
 }

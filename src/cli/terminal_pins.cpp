@@ -96,7 +96,3 @@ bool TerminalPins::AskOnce(const std::string& prompt, Secret* pin) {
     terminal_->Say("No PIN is longer than 128 bytes.");
   }
 }
-
-bool TerminalPins::Cancelled() {
-  return Refuse(kExitCancelled);
-}

@@ -24,7 +24,6 @@ class TerminalPins : public PinAnswers {
   bool AskForNewPin(Secret* pin);
   // One PIN of acceptable length; false when the user has cancelled.
   bool AskOnce(const std::string& prompt, Secret* pin);
-  bool Cancelled();
 
   std::string subject_;
   bool introduced_ = false;

@@ -143,6 +143,18 @@ TEST_F(NoLockTest, NoPinIsSpentWhereTheComponentWouldTakeAnotherCertificate) {
   ExpectNoSignature();
 }
 
+TEST_F(NoLockTest, WhereNobodyIsAskedNobodyHasCancelled) {
+  const Finished run = RunSign({"--batch"});
+  EXPECT_EQ(run.status, 6);
+  EXPECT_EQ(run.err,
+            "cardcert: the token asks for the PIN, which was not given: use --pin-file FILE or"
+            " --pin env:NAME\n"
+            "cardcert: nothing was signed\n");
+  EXPECT_THAT(RunSign({}).err, HasSubstr("there is no terminal"));
+  EXPECT_THAT(RunSign({}).err, testing::Not(HasSubstr("cancelled")));
+  ExpectNoSignature();
+}
+
 TEST_F(NoLockTest, ACardWithoutAPinNeedsNone) {
   Card("user=no");
   EXPECT_EQ(RunSign({"--batch"}).status, 0);

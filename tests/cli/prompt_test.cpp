@@ -125,6 +125,17 @@ TEST_F(PromptTest, StandardInputAndOutputArePipesAllTheSame) {
   ExpectASignature();
 }
 
+TEST_F(PromptTest, SaysThatItReadsFromTheTerminal) {
+  PseudoTerminal terminal(Command({"sign", "4fa107", "--out", File("sig")}), environment_);
+  ASSERT_TRUE(terminal.Shows("cardcert: what is to be signed is read from the terminal"));
+  terminal.Type("x\n\x04");
+  ASSERT_TRUE(terminal.Shows("PIN: "));
+  EXPECT_FALSE(terminal.Echoes());
+  terminal.Type("1234\n");
+  EXPECT_EQ(terminal.Wait(), 0);
+  ExpectASignature();
+}
+
 TEST_F(PromptTest, ARawSignatureIsNotForATerminal) {
   PseudoTerminal terminal(Command({"sign", "4fa107", "--in", Write("in", "x")}), environment_);
   EXPECT_EQ(terminal.Wait(), 2);
