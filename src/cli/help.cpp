@@ -95,8 +95,8 @@ Options of sign:
                       question.
   --batch             Never asks. Any of the options for PINs means --batch,
                       too. Each PIN is then offered once, and held back when the
-                      token says that it is the last try: no script can lock a
-                      card.
+                      token says that it is the last try: no script locks a card
+                      that tells of its tries.
 
 Exit status:
   0  done; for list also when there are no certificates

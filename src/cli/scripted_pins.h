@@ -1,4 +1,4 @@
-// Answers for scripts: nobody is asked, and no script can lock a card.
+// Answers for scripts: nobody is asked, and no script locks a card that tells of its tries.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,4 @@
-// No script can lock a card.
+// No script locks a card that tells of its tries.
 #include "card_test.h"
 
 namespace {
