@@ -6,7 +6,7 @@ enum ExitStatus : int {
   kExitFailed = 1,           // the operation failed
   kExitUsage = 2,            // the command line, or a file that it names; nothing was touched
   kExitProvider = 3,         // the provider cannot be loaded
-  kExitNoCertificate = 4,    // no certificate has the serial
+  kExitNoCertificate = 4,    // no certificate has the serial, or present cannot open its token
   kExitAmbiguous = 5,        // several different certificates have the serial
   kExitCancelled = 6,        // the user cancelled, or a PIN was needed and could not be asked for
   kExitPinWrong = 7,         // a PIN was wrong

@@ -104,7 +104,8 @@ Exit status:
   2  the command line is wrong, or a file that it names cannot be used;
      nothing was touched
   3  the provider cannot be loaded
-  4  no token has a certificate with the serial
+  4  no token has a certificate with the serial; for present also when the token
+     cannot be opened for reading and writing
   5  several different certificates have the serial
   6  cancelled, or a PIN was needed and could not be asked for
   7  a PIN was wrong, or refused for its length or form

@@ -28,6 +28,11 @@ ExitStatus RunPresent(const ProviderOptions& provider, const PresentOptions& opt
   ShowNotes(Notes(log.TakeProblems()));
   if (IsOnSomeToken(&module, *serial))
     return Print("a certificate that cannot be used for signing\n") ? kExitSuccess : kExitFailed;
-  Complain("no token has a certificate with the serial " + Quoted(options.serial));
+  if (selection.record == nullptr) {
+    Complain("no token has a certificate with the serial " + Quoted(options.serial));
+  } else {
+    Complain("the certificate is listed, but its token cannot be opened for reading and writing:");
+    Complain("  " + CertificateLine(*selection.record));
+  }
   return kExitNoCertificate;
 }

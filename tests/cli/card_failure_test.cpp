@@ -113,6 +113,19 @@ TEST_F(CardTest, AProviderThatCannotListItsSlotsHasNotAnEmptyList) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
+TEST_F(CardTest, ATokenThatCannotBeWrittenToIsNotOneWithoutTheCertificate) {
+  Card("fail-from=C_OpenSession/0xe2/2");  // CKR_TOKEN_WRITE_PROTECTED, but for the list
+  const Finished run = RunCard({"present", "4fa107"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err,
+            "cardcert: the certificate is listed, but its token cannot be opened for reading and "
+            "writing:\n"
+            "cardcert:   Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
+            "Scripted reader\n");
+  ExpectNoViolations();
+}
+
 TEST_F(CardTest, ASlotThatComesBetweenTheTwoCallsOfAListIsNoFailure) {
   Card("fail=C_GetSlotList/0x150");  // CKR_BUFFER_TOO_SMALL
   const Finished run = RunCard({"list"});
