@@ -18,7 +18,7 @@ constexpr std::size_t kNumColumns = 7;
 using Row = std::array<std::string, kNumColumns>;
 
 std::string FreeText(const std::string& text) {
-  return CutToWidth(EscapeForTerminal(text), kMaxTextColumns);
+  return CutToWidth(WithSingleBlanks(EscapeForTerminal(text)), kMaxTextColumns);
 }
 
 const char* YesNo(bool yes) {

@@ -10,5 +10,5 @@
 // line or reach the terminal as a control character.
 std::string CertificateTable(const std::list<pkcs11_certificate>& records);
 
-// One certificate in one line.
+// One certificate in one line, its fields separated by two blanks.
 std::string CertificateLine(const pkcs11_certificate& record);

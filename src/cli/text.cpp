@@ -56,6 +56,14 @@ bool IsDeceptive(wchar_t code) {
   });
 }
 
+// Those that do not break a line, which iswspace() leaves out, too; and letters that show nothing.
+bool IsBlank(const Character& character) {
+  static constexpr wchar_t kMore[] = {0xa0, 0x115f, 0x1160, 0x2007, 0x202f, 0x2800, 0x3164, 0xffa0};
+  return character.valid &&
+         (iswblank(static_cast<wint_t>(character.code)) ||
+          std::find(std::begin(kMore), std::end(kMore), character.code) != std::end(kMore));
+}
+
 bool IsShowable(const Character& character) {
   return character.valid && iswprint(static_cast<wint_t>(character.code)) &&
          wcwidth(character.code) >= 0 && !IsDeceptive(character.code);
@@ -89,6 +97,23 @@ std::string EscapeForTerminal(std::string_view text) {
     text.remove_prefix(next.num_bytes);
   }
   return escaped;
+}
+
+std::string WithSingleBlanks(std::string_view text) {
+  const Utf8Scope utf8;
+  std::string single;
+  bool was_blank = false;
+  while (!text.empty()) {
+    const Character next = FirstCharacter(text);
+    const bool is_blank = IsBlank(next);
+    if (!is_blank)
+      single += text.substr(0, next.num_bytes);
+    else if (!was_blank)
+      single += ' ';
+    was_blank = is_blank;
+    text.remove_prefix(next.num_bytes);
+  }
+  return single;
 }
 
 std::size_t DisplayWidth(std::string_view escaped) {

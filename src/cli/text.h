@@ -10,6 +10,10 @@
 // characters of ASCII and bytes that are no UTF-8 as \xHH.
 std::string EscapeForTerminal(std::string_view text);
 
+// Text with one blank in the place of each run of blanks, of whatever width: two of them separate
+// fields, so that none can be forged within one.
+std::string WithSingleBlanks(std::string_view text);
+
 // The number of terminal columns that escaped text takes.
 std::size_t DisplayWidth(std::string_view escaped);
 

@@ -76,6 +76,16 @@ TEST(TableTest, HasOneLineACertificate) {
   EXPECT_THAT(table, Not(HasSubstr("\r")));
 }
 
+TEST(TableTest, ANameCannotForgeAnotherField) {
+  pkcs11_certificate record = Record();
+  record.presentable_name = {"Jane  4fa107  2048 bits", "any\u00a0\u2003x"};
+  record.slot_description = "Reader  CA";
+  const std::string fields = "Jane 4fa107 2048 bits / any x  00ab  2048 bits  digitalSignature  ";
+  EXPECT_EQ(CertificateLine(record), fields + "Reader CA");
+  EXPECT_THAT(CertificateTable({record}),
+              HasSubstr("\nJane 4fa107 2048 bits / any x  00ab    2048  "));
+}
+
 TEST(TableTest, CutsLongNamesButNeverSerials) {
   pkcs11_certificate record = Record();
   record.presentable_name = {std::string(1000, 'x')};

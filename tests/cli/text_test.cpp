@@ -41,6 +41,13 @@ INSTANTIATE_TEST_SUITE_P(
         Escape{"CutOff", "a\xe5\xb1", "a\\xe5\\xb1"}),
     [](const auto& test) { return test.param.what; });
 
+TEST(TextTest, MakesOneBlankOfSeveral) {
+  EXPECT_EQ(WithSingleBlanks("a b  c   d"), "a b c d");
+  EXPECT_EQ(WithSingleBlanks("  a  "), " a ");
+  EXPECT_EQ(WithSingleBlanks("山\u3000\u2003 田\u00a0x\u2800\u3164y"), "山 田 x y");
+  EXPECT_EQ(WithSingleBlanks("Jürgen"), "Jürgen");
+}
+
 TEST(TextTest, CountsColumnsNotBytes) {
   EXPECT_EQ(DisplayWidth("Jürgen"), 6U);
   EXPECT_EQ(DisplayWidth("山田"), 4U);
