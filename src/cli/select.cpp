@@ -6,6 +6,7 @@
 
 #include "cli/console.h"
 #include "cli/table.h"
+#include "cli/text.h"
 #include "host/certificate.h"
 
 namespace {
@@ -35,6 +36,15 @@ bool HasKeyOf(const certificate* cert, const pkcs11_certificate& record) {
          std::memcmp(other.modulus, record.modulus, record.modulus_len) == 0;
 }
 
+// What tells a certificate from others with its serial: names may be the same, so the key's
+// beginning is there, too, as list --json has it.
+std::string Told(const pkcs11_certificate& record) {
+  constexpr unsigned long kShownBytes = 8;
+  const unsigned long length = std::min(record.modulus_len, kShownBytes);
+  return "  " + CertificateLine(record) + "  modulus " + Hex(record.modulus, length) + "...  " +
+         WithSingleBlanks(record.subject);
+}
+
 }  // namespace
 
 Selection SelectCertificate(const std::list<pkcs11_certificate>& records, const Serial& serial) {
@@ -45,8 +55,8 @@ Selection SelectCertificate(const std::list<pkcs11_certificate>& records, const 
     return {found.front(), kExitSuccess};
   Complain("several different certificates have this serial:");
   for (const pkcs11_certificate* record : found)
-    Complain("  " + CertificateLine(*record) + "  " + record->subject);
-  Complain("remove the tokens that are not meant");
+    Complain(Told(*record));
+  Complain("only the one that is meant may be there: remove the others, or their tokens");
   return {nullptr, kExitAmbiguous};
 }
 
@@ -58,7 +68,7 @@ bool IsTheOneToSignWith(PKCS11Module* module, const pkcs11_certificate& record) 
   cert_subject(first.get(), subject, sizeof subject);
   Complain("several different certificates have this serial:");
   Complain(std::string("  ") + subject + "  (without an RSA key that could be used)");
-  Complain("  " + CertificateLine(record) + "  " + record.subject);
+  Complain(Told(record));
   Complain("the first is in the way of the second: remove its token, or take it off the token");
   return false;
 }

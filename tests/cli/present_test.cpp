@@ -33,6 +33,12 @@ TEST_F(PresentTest, TwoCertificatesWithOneSerialAreAnErrorThatListsThem) {
   EXPECT_EQ(run.out, "");
   EXPECT_THAT(run.err, HasSubstr("cardcert:   Plain  00f1e2"));
   EXPECT_THAT(run.err, HasSubstr("cardcert:   Twin  00f1e2"));
+  EXPECT_THAT(run.err, HasSubstr("remove the others, or their tokens\n"));
+  // Names and subjects may be the same; keys are not.
+  for (const char* const key : {"00f1e2 Plain", "00f1e2 Twin"}) {
+    const std::string modulus = List()[key]["modulus"];
+    EXPECT_THAT(run.err, HasSubstr("  modulus " + modulus.substr(0, 16) + "...  CN="));
+  }
 }
 
 TEST_F(PresentTest, ACertificateThatCannotBeListedIsPresentAllTheSame) {
