@@ -1,8 +1,11 @@
 #include "cli/provider.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <map>
 #include <utility>
 
@@ -60,13 +63,23 @@ bool ApplyNamesAndFilters(const ProviderOptions& options, ComponentLog* log, PKC
   return true;
 }
 
-void ExplainWhatToTryNext(const std::string& path) {
+// Why the path is not that of a file that can be loaded; empty when it is.
+std::string FaultOfPath(const std::string& name) {
   struct stat info = {};
+  if (stat(name.c_str(), &info) != 0)
+    return errno == ENOENT ? "there is no such file" : std::strerror(errno);
+  if (S_ISDIR(info.st_mode))
+    return "it is a folder";
+  return access(name.c_str(), R_OK) == 0 ? "" : std::strerror(errno);
+}
+
+void ExplainWhatToTryNext(const std::string& path) {
   const std::string name = KVUtils::Transcode("UTF-8", "", path);
-  const bool exists = stat(name.c_str(), &info) == 0;
   const bool has_folder = path.find('/') != std::string::npos;
-  if (has_folder && !exists)
-    Complain("check the path given with --module: there is no such file");
+  const std::string fault = FaultOfPath(name);
+  const bool exists = access(name.c_str(), F_OK) == 0;
+  if (has_folder && !fault.empty())
+    Complain("check the path given with --module: " + fault);
   else if (!has_folder && exists)
     Complain("a name without a folder is looked for among the system's libraries only: write " +
              Quoted("./" + path) + " for the file in this folder");
@@ -97,6 +110,10 @@ std::string Explanation(const std::string& problem) {
 }  // namespace
 
 ExitStatus OpenProvider(const ProviderOptions& options, ComponentLog* log, PKCS11Module* module) {
+  if (options.module.empty()) {  // dlopen would take it for the program itself.
+    Complain("--module is empty");
+    return kExitUsage;
+  }
   if (!ApplyNamesAndFilters(options, log, module) ||
       !log->Configure(options.log_level, options.log_file))
     return kExitUsage;

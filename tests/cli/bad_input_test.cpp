@@ -146,7 +146,25 @@ TEST_F(BadInputTest, AFileThatIsNoLibraryIsStatus3) {
 }
 
 TEST_F(BadInputTest, AFolderIsStatus3) {
-  EXPECT_THAT(Refusal(Bare({"list", "-m", File("")}), 3), HasSubstr("Is a directory"));
+  const std::string said = Refusal(Bare({"list", "-m", File("")}), 3);
+  EXPECT_THAT(said, HasSubstr("check the path given with --module: it is a folder\n"));
+  EXPECT_THAT(said, Not(HasSubstr("daemon")));
+}
+
+TEST_F(BadInputTest, APathThatCannotBeFollowedIsNotCalledMissing) {
+  const std::string said = Refusal(Bare({"list", "-m", Write("file", "x") + "/provider.so"}), 3);
+  EXPECT_THAT(said, HasSubstr("check the path given with --module: Not a directory\n"));
+  EXPECT_THAT(said, Not(HasSubstr("no such file\n")));
+}
+
+TEST_F(BadInputTest, AnEmptyPathIsNoProvider) {
+  const std::string in = Write("in", "x");
+  for (const Words& words : {Words{"list"}, Words{"present", "10"}, Words{"watch"},
+                             Words{"sign", "10", "--in", in, "--pin-file", PinFile()}}) {
+    Words command = words;
+    command.insert(command.end(), {"-m", ""});
+    EXPECT_THAT(Refusal(Bare(command)), HasSubstr("cardcert: --module is empty\n"));
+  }
 }
 
 TEST_F(BadInputTest, AFileInTheCurrentFolderIsPointedOut) {
