@@ -11,6 +11,6 @@
 std::string CertificatesAsJson(const std::list<pkcs11_certificate>& records,
                                const std::string& module);
 
-// One line: {"certificate": {...}, "event": "..."}.
+// One line: {"event":"...","certificate":{...}}.
 std::string EventAsJsonLine(const std::string& event, const pkcs11_certificate& record,
                             const std::string& module);
