@@ -26,12 +26,21 @@ Serial::Serial(std::string digits, std::string number)
 std::optional<Serial> Serial::Parse(const std::string& text) {
   const bool has_prefix = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
   std::string digits;
+  std::size_t group = 0;  // Where the digits since the last colon begin.
+  const auto end_group = [&] {
+    // A byte that is written without its leading zero.
+    if (digits.size() == group + 1)
+      digits.insert(group, 1, '0');
+    group = digits.size();
+  };
   for (const char c : text.substr(has_prefix ? 2 : 0)) {
-    if ('A' <= c && c <= 'F')
-      digits += static_cast<char>(c - 'A' + 'a');
-    else if (c != ':')
-      digits += c;
+    if (c == ':')
+      end_group();
+    else
+      digits += 'A' <= c && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
   }
+  if (text.find(':') != std::string::npos)
+    end_group();
   if (digits.empty() || digits.find_first_not_of(kHexDigits) != std::string::npos)
     return std::nullopt;
   return Serial(digits, WithoutLeadingZeros(digits));

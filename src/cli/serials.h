@@ -9,7 +9,7 @@
 #include "pkcs11/pkcs11.h"
 
 // A serial number that somebody typed or pasted: hexadecimal, upper or lower case, with or without
-// "0x", colons and leading zeros.
+// "0x", colons between bytes and leading zeros.
 class Serial {
  public:
   // Nothing when `text` is no such number.

@@ -27,7 +27,8 @@ TEST_P(SpellingTest, FindsTheCertificate) {
 
 INSTANTIATE_TEST_SUITE_P(Serials, SpellingTest,
                          testing::Values("4fa107", "4FA107", "0x4fa107", "0X4FA107", "4f:a1:07",
-                                         "00:4F:A1:07", "004fa107", "0x0004fa107", "04fa107"));
+                                         "00:4F:A1:07", "004fa107", "0x0004fa107", "04fa107",
+                                         "4f:a1:7", "0x4F:A1:7", "0:4f:a1:7"));
 
 class NoSerialTest : public testing::TestWithParam<const char*> {};
 
@@ -52,6 +53,14 @@ TEST(SerialTest, AnExactSpellingWinsOverAnEqualNumber) {
   EXPECT_THAT(Serial::Parse("00F1")->Find(records), ElementsAre(&records.back()));
   EXPECT_THAT(Serial::Parse("f1")->Find(records), ElementsAre(&records.front()));
   EXPECT_THAT(Serial::Parse("000f1")->Find(records), SizeIs(2));
+}
+
+TEST(SerialTest, ADigitBetweenColonsIsAByte) {
+  EXPECT_EQ(Serial::Parse("4:f:a1")->Spellings().front(), "040fa1");
+  EXPECT_EQ(Serial::Parse("4f:a")->Spellings().front(), "4f0a");
+  EXPECT_EQ(Serial::Parse("123:4")->Spellings().front(), "12304");
+  EXPECT_EQ(Serial::Parse("4f::a1:")->Spellings().front(), "4fa1");
+  EXPECT_EQ(Serial::Parse("123")->Spellings().front(), "123");
 }
 
 TEST(SerialTest, SpellsANumberAsATokenMay) {
