@@ -6,7 +6,7 @@ build_packages=(g++ cmake ninja-build pkg-config libp11-kit-dev libssl-dev libcl
   nlohmann-json3-dev)
 token_packages=(softhsm2 opensc openssl)
 test_packages=("${build_packages[@]}" "${token_packages[@]}" libgtest-dev libgmock-dev
-  ca-certificates)
+  ca-certificates locales)
 bench_packages=(g++ cmake ninja-build pkg-config libp11-kit-dev ca-certificates libbenchmark-dev
   libssl-dev libmbedtls-dev libgnutls28-dev)
 

@@ -26,7 +26,7 @@ ExitStatus Run(const Options& options) {
 
 int main(int argc, char** argv) {
   OccupyClosedDescriptors();
-  std::setlocale(LC_ALL, "");  // The encoding of file names.
+  std::setlocale(LC_CTYPE, "");  // The encoding of file names; numbers keep their point.
   // A provider may talk to a helper process, and standard output to a pipe: either may go away, and
   // is then an error like others.
   std::signal(SIGPIPE, SIG_IGN);

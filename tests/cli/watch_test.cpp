@@ -43,6 +43,18 @@ TEST_F(WatchTest, LooksAsOftenAsAsked) {
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(600));
 }
 
+TEST_F(WatchTest, TheIntervalHasAPointWhereACommaIsTheCustom) {
+  Write("comma.def",
+        "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n");
+  RunProgram({"localedef", "--force", "--inputfile", File("comma.def"), File("comma")});
+  environment_.erase("LC_ALL");
+  environment_["LOCPATH"] = File(".");
+  environment_["LC_NUMERIC"] = "comma";
+  ASSERT_EQ(RunProgram({"/usr/bin/printf", "%.1f", "1"}, environment_).out, "1,0");
+  const Finished watch = Cardcert({"watch", "--count", "1", "--interval", "0.5"});
+  EXPECT_EQ(watch.status, 0) << watch.err;
+}
+
 TEST_F(WatchTest, ShowsEachChangeAlsoWhereNoEventIsReported) {
   Process watch(Command({"watch", "--interval", "0.1"}), environment_);
   ASSERT_TRUE(watch.WaitForOutput("listing again every 3 seconds"));
