@@ -13,6 +13,24 @@
 
 namespace {
 
+// While it lives the terminal can be set and written to from the background, too, where SIGTTOU
+// would stop the program.
+class StopsBlocked {
+ public:
+  StopsBlocked() {
+    sigset_t stop = {};
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTTOU);
+    pthread_sigmask(SIG_BLOCK, &stop, &previous_);
+  }
+  ~StopsBlocked() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
+  StopsBlocked(const StopsBlocked&) = delete;
+  StopsBlocked& operator=(const StopsBlocked&) = delete;
+
+ private:
+  sigset_t previous_ = {};
+};
+
 // The terminal without echo, for as long as it lives.
 class NoEcho {
  public:
@@ -27,16 +45,9 @@ class NoEcho {
   ~NoEcho() {
     if (!on_)
       return;
-    // With SIGTTOU blocked it also works in the background: nothing may leave the user without
-    // echo.
-    sigset_t stop = {};
-    sigset_t previous = {};
-    sigemptyset(&stop);
-    sigaddset(&stop, SIGTTOU);
-    pthread_sigmask(SIG_BLOCK, &stop, &previous);
+    const StopsBlocked in_the_background_too;  // Nothing may leave the user without echo.
     while (tcsetattr(descriptor_, TCSAFLUSH, &before_) != 0 && errno == EINTR) {
     }
-    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   }
   NoEcho(const NoEcho&) = delete;
   NoEcho& operator=(const NoEcho&) = delete;
@@ -86,18 +97,24 @@ Terminal::~Terminal() {
 }
 
 void Terminal::Say(const std::string& line) {
-  Write(EscapeForTerminal(line) + "\n");
+  Write(EscapeForTerminal(line) + "\n", nullptr);
 }
 
-void Terminal::Write(const std::string& text) {
+int Terminal::Write(const std::string& text, SignalPipe* signals) {
   std::size_t written = 0;
   while (written < text.size()) {
     const ssize_t result = write(descriptor_, text.data() + written, text.size() - written);
-    if (result > 0)
+    if (result > 0) {
       written += static_cast<std::size_t>(result);
-    else if (result == 0 || errno != EINTR)
-      return;
+      continue;
+    }
+    if (result == 0 || errno != EINTR)
+      break;
+    // In the background that is SIGTTOU, each time anew.
+    if (const int signal = signals == nullptr ? 0 : signals->Take())
+      return signal;
   }
+  return 0;
 }
 
 Terminal::Answer Terminal::Ask(const std::string& prompt, bool echo, Secret* line) {
@@ -110,18 +127,19 @@ Terminal::Answer Terminal::Ask(const std::string& prompt, bool echo, Secret* lin
       std::unique_ptr<NoEcho> no_echo;
       if (!echo)
         no_echo = std::make_unique<NoEcho>(descriptor_);
-      if (echo || no_echo->on()) {
-        Write(EscapeForTerminal(prompt));
+      const bool ready = echo || no_echo->on();
+      signal = ready ? Write(EscapeForTerminal(prompt), &signals) : signals.Take();
+      if (signal != 0)
+        input = Input::kSignal;
+      else if (ready)
         input = ReadLine(descriptor_, &signals, &signal, line);
-      } else {
-        signal = signals.Take();
-        input = signal != 0 ? Input::kSignal : Input::kEnd;
-      }
       no_echo.reset();
     }
     // The line's end was not echoed, or was not typed.
-    if (!echo || input != Input::kLine)
-      Write("\n");
+    if (!echo || input != Input::kLine) {
+      const StopsBlocked in_the_background_too;
+      Write("\n", nullptr);
+    }
     if (input == Input::kLine)
       return Answer::kLine;
     line->Clear();

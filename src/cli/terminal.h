@@ -6,6 +6,8 @@
 
 #include "cli/secret.h"
 
+class SignalPipe;
+
 class Terminal {
  public:
   enum class Answer {
@@ -33,7 +35,8 @@ class Terminal {
   explicit Terminal(int descriptor) : descriptor_(descriptor) {}
 
   Answer Ask(const std::string& prompt, bool echo, Secret* line);
-  void Write(const std::string& text);
+  // Returns the signal that kept it from writing all, if `signals` are waited for; 0: none.
+  int Write(const std::string& text, SignalPipe* signals);
 
   int descriptor_;
 };

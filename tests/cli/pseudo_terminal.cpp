@@ -28,6 +28,10 @@ void Send(int descriptor, char kind, int number) {
     _exit(126);
 }
 
+// Where a job goes on.
+constexpr char kForeground = 'f';
+constexpr char kBackground = 'b';
+
 // The least of a shell with job control: one job in the foreground, continued on command. It never
 // touches the terminal's modes, so that what a test sees of them is the program's doing.
 [[noreturn]] void Shell(const std::vector<std::string>& command, const Environment& environment,
@@ -54,10 +58,11 @@ void Send(int descriptor, char kind, int number) {
     }
     tcsetpgrp(STDIN_FILENO, getpid());
     Send(reports, 'S', WSTOPSIG(status));
-    char go_on = 0;
-    if (read(commands, &go_on, 1) != 1)
+    char where = 0;
+    if (read(commands, &where, 1) != 1)
       _exit(126);
-    tcsetpgrp(STDIN_FILENO, job);
+    if (where == kForeground)
+      tcsetpgrp(STDIN_FILENO, job);
     kill(-job, SIGCONT);
   }
 }
@@ -160,9 +165,21 @@ bool PseudoTerminal::WaitForStop() {
 }
 
 void PseudoTerminal::Continue() {
-  const char go_on = 'c';
-  if (write(commands_, &go_on, 1) != 1)
+  if (write(commands_, &kForeground, 1) != 1)
     throw std::runtime_error("the shell is gone");
+}
+
+void PseudoTerminal::ContinueInBackground() {
+  if (write(commands_, &kBackground, 1) != 1)
+    throw std::runtime_error("the shell is gone");
+}
+
+void PseudoTerminal::StopBackgroundOutput() {
+  termios modes = {};
+  tcgetattr(master_, &modes);
+  modes.c_lflag |= TOSTOP;
+  if (tcsetattr(master_, TCSANOW, &modes) != 0)
+    throw std::runtime_error("tcsetattr");
 }
 
 int PseudoTerminal::Wait() {

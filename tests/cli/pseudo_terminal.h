@@ -24,8 +24,11 @@ class PseudoTerminal {
 
   // Waits until the job has stopped; false when it ended instead.
   bool WaitForStop();
-  // What fg does.
+  // What fg and bg do.
   void Continue();
+  void ContinueInBackground();
+  // What stty tostop does: a job in the background may not write either.
+  void StopBackgroundOutput();
 
   // The exit status; minus the signal when one ended it.
   int Wait();
