@@ -9,7 +9,7 @@ enum ExitStatus : int {
   kExitNoCertificate = 4,    // no certificate has the serial, or present cannot open its token
   kExitAmbiguous = 5,        // several different certificates have the serial
   kExitCancelled = 6,        // the user cancelled, or a PIN was needed and could not be asked for
-  kExitPinWrong = 7,         // a PIN was wrong
+  kExitPinWrong = 7,         // a PIN was wrong, or refused for its length or form
   kExitPinLocked = 8,        // a PIN is locked
   kExitFinalTryRefused = 9,  // a PIN was held back, since one more wrong one would lock it
 };

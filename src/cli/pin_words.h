@@ -3,6 +3,11 @@
 
 #include "pkcs11/pkcs11.h"
 
+// What a script has to give when the PIN is locked.
+inline constexpr const char* kHowToUnlock =
+    "to unlock it, give the SO PIN (PUK) and a new PIN as well, with --so-pin-file and"
+    " --new-pin-file";
+
 // "PIN", "SO PIN (PUK)" and so on, for a sentence.
 const char* PinName(pkcs11_pin_type type);
 

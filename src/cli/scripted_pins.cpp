@@ -44,10 +44,7 @@ void ScriptedPins::Tell(const char* text) {
 bool ScriptedPins::ConsentToUnlock() {
   if (pins_.security_officer && pins_.new_user)
     return true;
-  return HoldBack(
-      kExitPinLocked,
-      "to unlock it, give the SO PIN (PUK) and a new PIN as well, with --so-pin-file and"
-      " --new-pin-file");
+  return HoldBack(kExitPinLocked, kHowToUnlock);
 }
 
 bool ScriptedPins::OfferOnce(pkcs11_pin_type type, Secret* pin, bool* offered,

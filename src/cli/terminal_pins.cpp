@@ -4,8 +4,13 @@
 #include "cli/pin_words.h"
 
 bool TerminalPins::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
-  if (!HasTerminal())
-    return Refuse(kExitCancelled);
+  if (!HasTerminal()) {
+    const bool unlocks = type == PIN_TYPE_UNLOCK;
+    Complain(unlocks ? kHowToUnlock
+                     : "the token asks for a PIN, and there is no terminal to ask for it; use"
+                       " --pin-file or --pin env:NAME");
+    return Refuse(unlocks ? kExitPinLocked : kExitCancelled);
+  }
   if (type == PIN_TYPE_UNLOCK)
     return AskForConsent();
 
@@ -13,6 +18,7 @@ bool TerminalPins::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned lon
   const bool supplied = type == PIN_TYPE_NEW_USER ? AskForNewPin(&pin) : AskForPin(type, &pin);
   if (!supplied)
     return Cancelled();
+  replaced_ = type == PIN_TYPE_NEW_USER;
   pin.CopyTo(buffer);
   *length = pin.length();
   return true;
@@ -28,12 +34,8 @@ void TerminalPins::Tell(const char* text) {
 bool TerminalPins::HasTerminal() {
   if (terminal_ == nullptr)
     terminal_ = Terminal::Open();
-  if (terminal_ == nullptr) {
-    Complain(
-        "the token asks for a PIN, and there is no terminal to ask for it; use --pin-file or"
-        " --pin env:NAME");
+  if (terminal_ == nullptr)
     return false;
-  }
   if (!introduced_)
     terminal_->Say("Signing with " + subject_ + ". Enter nothing to cancel.");
   introduced_ = true;
@@ -41,7 +43,10 @@ bool TerminalPins::HasTerminal() {
 }
 
 void TerminalPins::WarnOfTries(pkcs11_pin_type type) {
-  switch (log_.TakePinWarning()) {
+  const PinWarning warning = log_.TakePinWarning();
+  if (replaced_)  // It is about the PIN before.
+    return;
+  switch (warning) {
     case PinWarning::kFinalTry:
       terminal_->Say(std::string("Warning: this is the last try. If the ") + PinName(type) +
                      " is wrong once more, it is locked.");

@@ -27,6 +27,7 @@ class TerminalPins : public PinAnswers {
 
   std::string subject_;
   bool introduced_ = false;
+  bool replaced_ = false;  // the last PIN that was supplied was a new one
   ComponentLog& log_;
   std::unique_ptr<Terminal> terminal_;
 };

@@ -68,6 +68,49 @@ TEST_F(UnlockTest, TheOldPinIsNoLongerGood) {
   ExpectASignature();
 }
 
+TEST_F(UnlockTest, WhatATokenSaysOfThePinBeforeIsNoWarningForTheNewOne) {
+  // Some tokens' flags lag behind: "final try" and "locked", after the unlocking, too.
+  Card("left=0 pin-flags=0x60000");
+  PseudoTerminal terminal(Sign(), environment_);
+  ASSERT_TRUE(terminal.Shows("[y/N] "));
+  terminal.Type("y\n");
+  ENTER(terminal, "SO PIN (PUK): ", "87654321");
+  ENTER(terminal, "New PIN: ", "5678");
+  ENTER(terminal, "New PIN once more: ", "5678");
+  ENTER(terminal, "PIN: ", "5678");
+  EXPECT_EQ(terminal.Wait(), 0);
+  EXPECT_THAT(terminal.screen(), Not(HasSubstr("last try")));
+  ExpectASignature();
+}
+
+TEST_F(UnlockTest, WithoutATerminalThePinStaysLocked) {
+  Card("left=0");
+  const Finished run = RunSign({});
+  EXPECT_EQ(run.status, 8);
+  EXPECT_EQ(run.err,
+            "cardcert: the PIN is locked\n"
+            "cardcert: to unlock it, give the SO PIN (PUK) and a new PIN as well, with"
+            " --so-pin-file and --new-pin-file\n"
+            "cardcert: nothing was signed: a PIN is locked\n");
+  ExpectNoSignature();
+}
+
+TEST_F(UnlockTest, AQuestionThatMayNotBeShownInTheBackgroundWaits) {
+  Card("left=0");
+  PseudoTerminal terminal(Sign(), environment_);
+  ASSERT_TRUE(terminal.Shows("[y/N] "));
+  terminal.StopBackgroundOutput();
+  terminal.Type("\x1a");
+  ASSERT_TRUE(terminal.WaitForStop());
+  terminal.ContinueInBackground();
+  ASSERT_TRUE(terminal.WaitForStop());
+  terminal.Continue();
+  ASSERT_TRUE(terminal.Shows("[y/N] "));
+  terminal.Type("n\n");
+  EXPECT_EQ(terminal.Wait(), 8);
+  ExpectNoSignature();
+}
+
 TEST_F(UnlockTest, WithoutConsentThePinStaysLocked) {
   for (const char* const answer : {"n\n", "\n", "yikes\n"}) {
     Card("left=0");
