@@ -97,7 +97,9 @@ class TemporaryFile {
 
 }  // namespace
 
-OutputFile::OutputFile(std::string path) : path_(std::move(path)), target_(Resolve(path_)) {}
+OutputFile::OutputFile(std::string path)
+    // Where that is a file, its name would lead past what is already in it.
+    : path_(path == "/dev/stdout" ? "-" : std::move(path)), target_(Resolve(path_)) {}
 
 bool OutputFile::Check() const {
   struct stat info = {};
@@ -112,8 +114,10 @@ bool OutputFile::Check() const {
     errno = EISDIR;
     return Fail("cannot write");
   }
+  if (exists && access(target_.c_str(), W_OK) != 0)
+    return Fail("cannot write");  // The folder would let it be replaced, but it is not meant to be.
   if (exists && !S_ISREG(info.st_mode))
-    return access(target_.c_str(), W_OK) == 0 || Fail("cannot write");
+    return true;
   if (!exists && errno != ENOENT)  // A name that is too long, among others.
     return Fail("cannot write");
   return access(FolderOf(target_).c_str(), W_OK | X_OK) == 0 || Fail("cannot write");

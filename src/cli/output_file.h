@@ -6,7 +6,7 @@
 
 class OutputFile {
  public:
-  // "-" is standard output.
+  // "-" and "/dev/stdout" are standard output.
   explicit OutputFile(std::string path);
 
   // Whether writing has a chance: so that a mistake shows before anybody is asked for a PIN. False
@@ -18,7 +18,8 @@ class OutputFile {
 
   // Replaces the file by one with `data`, through a temporary file beside it; permissions of a file
   // that was there are kept, and a link keeps pointing to it. What is no ordinary file (a pipe, a
-  // device) is written to as it is. False has been complained about, and the file is as it was.
+  // device) is written to as it is. False has been complained about, and an ordinary file is as it
+  // was.
   bool Write(std::string_view data) const;
 
  private:

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 
 #include "temp_folder.h"
@@ -103,6 +104,27 @@ TEST_F(OutputFileTest, ADeviceIsWrittenToAndStaysOne) {
   close(ends[0]);
   close(ends[1]);
   EXPECT_FALSE(OutputFile("/dev/full").Write("data"));
+}
+
+TEST_F(OutputFileTest, StandardOutputByItsNameIsNoFileToReplace) {
+  testing::internal::CaptureStdout();
+  std::printf("before ");
+  std::fflush(stdout);
+  EXPECT_TRUE(OutputFile("/dev/stdout").Write("data"));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "before data");
+}
+
+TEST_F(OutputFileTest, AFileThatMayNotBeWrittenToIsNotReplaced) {
+  const std::string path = folder_.Write("old", "old");
+  ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+  ASSERT_EQ(chmod(folder_.path().c_str(), 0777), 0);
+  EXPECT_EXIT(
+      {
+        if (getuid() == 0 && setuid(65534) != 0)  // Root may write everywhere.
+          _exit(2);
+        _exit(OutputFile(path).Check() ? 1 : 0);
+      },
+      testing::ExitedWithCode(0), "cannot write '.*/old': Permission denied");
 }
 
 TEST_F(OutputFileTest, AMistakeShowsBeforehand) {
