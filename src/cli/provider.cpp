@@ -162,8 +162,12 @@ std::optional<std::list<pkcs11_certificate>> ListCertificates(ComponentLog* log,
       return records;
   }
   ShowNotes(Notes(log->TakeProblems()));
+  ComplainAboutSlots();
+  return std::nullopt;
+}
+
+void ComplainAboutSlots() {
   Complain(
       "the provider could not list its slots: is what it needs running, its daemon or the card"
       " reader's service?");
-  return std::nullopt;
 }

@@ -26,3 +26,6 @@ void ShowNotes(const std::vector<std::string>& notes);
 // Nothing, with a complaint, when the provider cannot list its slots: that is no empty list.
 std::optional<std::list<pkcs11_certificate>> ListCertificates(ComponentLog* log,
                                                               PKCS11Module* module);
+
+// Complains that the provider could not list its slots.
+void ComplainAboutSlots();

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <sstream>
+#include <utility>
 
 #include "cli/commands.h"
 #include "cli/console.h"
@@ -60,6 +61,15 @@ class Watch {
   }
 
  private:
+  // What the last lists were like. With the second one that fails the certificates are gone.
+  enum class State { kListed, kFailedOnce, kGone };
+
+  State Next(bool listed) const {
+    if (listed)
+      return State::kListed;
+    return state_ == State::kListed ? State::kFailedOnce : State::kGone;
+  }
+
   // False: the provider could not list its slots, or standard output is gone.
   bool List() {
     std::optional<Records> listed = ListCertificates(&log_, &module_);
@@ -79,13 +89,15 @@ class Watch {
   bool Look() {
     const bool event = module_.HasChanged();
     reports_events_ = reports_events_ || event;
-    if (!event) {
-      if (reports_events_ || !TimeToListAgain())
-        return true;
-    }
+    if (!event && state_ != State::kFailedOnce && (reports_events_ || !TimeToListAgain()))
+      return true;
     Records now;
-    if (!Read(&now))
-      return true;  // In the middle of a change, perhaps: HasChanged() stays true.
+    const bool listed = Read(&now);
+    const State before = std::exchange(state_, Next(listed));
+    if (state_ == State::kFailedOnce)
+      return true;  // In the middle of a change, perhaps.
+    if (state_ == State::kGone && before != state_)
+      ComplainAboutSlots();
     const Records removed = Difference(known_, now);
     const Records added = Difference(now, known_);
     known_ = std::move(now);
@@ -106,11 +118,16 @@ class Watch {
     return Clock::now() - listed_at_ >= kListAgain;
   }
 
-  // False: the provider could not go through its slots.
+  // False: the provider could not go through its slots, and there are no records.
   bool Read(Records* records) {
+    // A list of all slots makes it false, and one that failed leaves it alone.
+    const bool changed = std::exchange(module_.changed, true);
     *records = module_.GetCertificates();
+    const bool listed = !module_.changed;
+    if (!listed)
+      module_.changed = changed;
     TakeNotes();
-    return !module_.changed;
+    return listed;
   }
 
   // After a list: says what has gone wrong, unless it is what went wrong before.
@@ -152,6 +169,7 @@ class Watch {
   Records known_;
   std::vector<std::string> notes_;
   Clock::time_point listed_at_;
+  State state_ = State::kListed;
   bool reports_events_ = false;
   bool has_said_so_ = false;
 };

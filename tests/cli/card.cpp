@@ -47,14 +47,11 @@ class Card {
         // Before "sign", NAME of make_token.sh's certificates.
         {"first",
          [&](const std::string& value) { token.Certificate(FileContent(value + ".der"), "1st"); }},
-        // NAME/NUMBER: the function fails once.
-        {"fail", [](const std::string& value) { Fail(value, 1); }},
-        // NAME/NUMBER/NTH: the function fails from its n-th call on.
-        {"fail-from",
-         [](const std::string& value) {
-           const std::string::size_type slash = value.rfind('/');
-           Fail(value.substr(0, slash), std::stoi(value.substr(slash + 1))).Always();
-         }},
+        // NAME/NUMBER/NTH: the function fails in its n-th call, the first where none is told; or
+        // from
+        // that one on.
+        {"fail", [](const std::string& value) { Fail(value); }},
+        {"fail-from", [](const std::string& value) { Fail(value).Always(); }},
         // From the n-th poll on the token is gone, or back; with an event.
         {"remove-at-poll",
          [this](const std::string& value) { AtPoll(value, [this] { Remove(); }); }},
@@ -84,11 +81,15 @@ class Card {
   Card& operator=(const Card&) = delete;
 
  private:
-  static scripted::Rule& Fail(const std::string& value, int nth) {
-    const std::string::size_type slash = value.find('/');
-    return World::Instance()
-        .On(value.substr(0, slash), nth)
-        .Return(Number(value.substr(slash + 1)));
+  static scripted::Rule& Fail(const std::string& value) {
+    std::istringstream words(value);
+    std::string name;
+    std::string number;
+    std::string nth = "1";
+    std::getline(words, name, '/');
+    std::getline(words, number, '/');
+    std::getline(words, nth);
+    return World::Instance().On(name, std::stoi(nth)).Return(Number(number));
   }
 
   static void AtPoll(const std::string& nth, std::function<void()> action) {

@@ -85,12 +85,44 @@ TEST_F(CardTest, ASignalEndsWatchAndClosesTheProvider) {
 }
 
 TEST_F(CardTest, WatchDoesNotTakeAFailureForARemoval) {
-  // The first list takes two calls; then an event makes it list again, which fails for a while.
-  Card("insert-at-poll=1 fail-from=C_GetSlotList/0x30/3");
-  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "3"});
+  // The first list takes two calls; then an event makes it list again, which fails once.
+  Card("insert-at-poll=1 fail=C_GetSlotList/0x30/3");
+  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, HasSubstr("\nJürgen"));
   EXPECT_THAT(run.out, Not(HasSubstr("\n- ")));
+  EXPECT_THAT(run.err, Not(HasSubstr("could not list")));
+  EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"),
+              testing::SizeIs(5));  // Again at the next look, and well.
+  ExpectNoViolations();
+}
+
+TEST_F(CardTest, WatchDoesNotTakeATokenThatComesInWhileItListsForARemoval) {
+  // Without events, so that it lists again after three seconds. The third call asks whether there
+  // are slots that are new; the second list has CKR_BUFFER_TOO_SMALL.
+  Card("fail=C_GetSlotList/0x150/5");
+  const Finished run = RunCard({"watch", "--interval", "3", "--count", "3"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, Not(HasSubstr("\n- ")));
+  EXPECT_THAT(run.out, Not(HasSubstr("\n+ ")));
+  EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(6));
+  ExpectNoViolations();
+}
+
+TEST_F(CardTest, WatchTakesTwoFailuresForARemovalAndSaysSoOnce) {
+  // Four lists: of two calls, of one call each that fails.
+  Card("insert-at-poll=1 fail-from=C_GetSlotList/0x30/3");
+  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
+  EXPECT_EQ(run.status, 0);
+  const std::string line =
+      "Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
+      "Scripted reader\n";
+  EXPECT_THAT(run.out, testing::EndsWith("\n- " + line));
+  const std::string::size_type said = run.err.find("cardcert: the provider could not list its");
+  EXPECT_NE(said, std::string::npos);
+  EXPECT_EQ(said, run.err.rfind("cardcert: the provider could not list its"));
+  EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(5));
+  ExpectNoViolations();
 }
 
 TEST_F(CardTest, AProviderThatCannotListItsSlotsHasNotAnEmptyList) {
