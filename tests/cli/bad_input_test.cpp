@@ -169,7 +169,7 @@ TEST_F(BadInputTest, AnEmptyPathIsNoProvider) {
 
 TEST_F(BadInputTest, AFileInTheCurrentFolderIsPointedOut) {
   Write("text.so", "not a library");
-  const Finished run = RunProgram({"sh", "-c", "cd " + File("") + " && exec \"$@\"", "sh",
+  const Finished run = RunProgram({"sh", "-c", "cd '" + File("") + "' && exec \"$@\"", "sh",
                                    CARDCERT_PROGRAM, "list", "-m", "text.so"},
                                   environment_);
   EXPECT_THAT(Refusal(run, 3), HasSubstr("write './text.so' for the file in this folder\n"));

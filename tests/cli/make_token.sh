@@ -41,17 +41,17 @@ quietly() {
 certificate() {
   name=$1 serial=$2 subject=$3 key=$4
   shift 4
-  extensions=
-  for extension in "$@"; do extensions="$extensions -addext $extension"; done
-  issuer=
-  [ "$name" = ca ] || issuer="-CA $work/ca.pem -CAkey $work/ca.key"
+  for extension in "$@"; do
+    shift
+    set -- "$@" -addext "$extension"
+  done
+  [ "$name" = ca ] || set -- "$@" -CA "$work/ca.pem" -CAkey "$work/ca.key"
   case $key in
     rsa:*) quietly openssl genrsa -out "$work/$name.key" "${key#rsa:}" ;;
     ec:*) quietly openssl ecparam -genkey -noout -name "${key#ec:}" -out "$work/$name.key" ;;
   esac
-  # shellcheck disable=SC2086 # lists of options
   quietly openssl req -x509 -new -key "$work/$name.key" -set_serial "0x$serial" -days 36500 -utf8 \
-    -subj "$subject" $issuer $extensions -out "$work/$name.pem"
+    -subj "$subject" "$@" -out "$work/$name.pem"
   openssl x509 -in "$work/$name.pem" -outform DER -out "$work/$name.der"
 }
 

@@ -114,7 +114,7 @@ TEST_F(PromptTest, ALineThatIsTooLongIsNotOffered) {
 }
 
 TEST_F(PromptTest, StandardInputAndOutputArePipesAllTheSame) {
-  Words command = {"sh", "-c", "printf x | \"$@\" > " + File("sig"), "sh"};
+  Words command = {"sh", "-c", "printf x | \"$@\" > '" + File("sig") + "'", "sh"};
   const Words sign = Command({"sign", "4fa107"});
   command.insert(command.end(), sign.begin(), sign.end());
   PseudoTerminal terminal(command, environment_);
