@@ -44,8 +44,20 @@ missing() {
 apt_get() {
   local sudo=()
   [ "$(id -u)" -eq 0 ] || sudo=(sudo)
-  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive \
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 \
     apt-get --quiet --yes --option DPkg::Lock::Timeout=300 "$@"
+}
+
+# It does not wait for another one that fetches the package lists; this does, for five minutes.
+fetch_package_lists() {
+  local attempt output
+  for ((attempt = 0; attempt < 60; attempt++)); do
+    output=$(apt_get update 2>&1) && return
+    [[ $output == *"Could not get lock"* ]] || break
+    sleep 5
+  done
+  printf '%s\n' "$output"
+  return 1
 }
 
 # need PACKAGE...: installs what is missing, and says nothing when nothing is.
@@ -58,7 +70,8 @@ need() {
   [ "${#packages[@]}" -gt 0 ] || return 0
   [ "$(id -u)" -eq 0 ] || command -v sudo >/dev/null ||
     die "run this once as root, or install these packages: ${packages[*]}"
-  quietly "Looking for packages" apt_get update || die "the package lists could not be fetched"
+  quietly "Looking for packages" fetch_package_lists ||
+    printf 'Not all package lists could be fetched; going on with those there are\n' >&2
   quietly "Installing ${packages[*]}" apt_get install --no-install-recommends "${packages[@]}" ||
     die "the packages could not be installed"
 }
@@ -67,6 +80,11 @@ need() {
 need_clang() {
   need clang
   need "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
+}
+
+# Whether warnings are errors, for CMake: CI sets the variable CI.
+werror() {
+  if [ "${CI:-}" = true ]; then echo ON; else echo OFF; fi
 }
 
 # The path of SoftHSM's PKCS#11 library.
