@@ -2,6 +2,9 @@
 // has. Build the component with this file instead of the one that comes with it, and link
 // libcrypto.
 //
+// Written for the component, which asks only records that hold a certificate and passes no null
+// pointer: such arguments are not checked here.
+//
 // What differs: libcrypto reads leniently (BER, any octets after the certificate, repeated
 // extensions), and words for attribute types are its own, in its own case. Codes are not told apart
 // beyond those that callers single out.
@@ -18,6 +21,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 struct certificate {
   X509* x509 = nullptr;
@@ -91,18 +95,20 @@ Owned<T, release> Extension(const certificate* cert, int nid, int* code) {
   return value;
 }
 
-int CopyNumber(const EVP_PKEY* key, const char* which, unsigned char* buffer,
-               unsigned long* length) {
-  BIGNUM* number = nullptr;
-  if (EVP_PKEY_get_bn_param(key, which, &number) != 1)
-    return kFailed;
-  const Owned<BIGNUM, BN_free> owner(number);
-  const auto size = static_cast<unsigned long>(BN_num_bytes(number));
-  if (BN_is_negative(number) != 0 || size > *length)
-    return kFailed;
-  BN_bn2bin(number, buffer);
-  *length = size;
-  return 0;
+using Number = Owned<BIGNUM, BN_free>;
+
+// One of the key's numbers; null when it is negative or has more than `capacity` octets.
+Number KeyNumber(const EVP_PKEY* key, const char* which, unsigned long capacity) {
+  BIGNUM* value = nullptr;
+  if (EVP_PKEY_get_bn_param(key, which, &value) != 1)
+    return nullptr;
+  Number number(value);
+  const bool fits = static_cast<unsigned long>(BN_num_bytes(value)) <= capacity;
+  return BN_is_negative(value) == 0 && fits ? std::move(number) : nullptr;
+}
+
+void CopyNumber(const Number& number, unsigned char* buffer, unsigned long* length) {
+  *length = static_cast<unsigned long>(BN_bn2bin(number.get(), buffer));
 }
 
 }  // namespace
@@ -205,14 +211,18 @@ int cert_rsa_public_key_components(const certificate* cert, unsigned char* expon
                                    unsigned long* exponent_len, unsigned char* modulus,
                                    unsigned long* modulus_len) {
   const EVP_PKEY* const key = X509_get0_pubkey(cert->x509);
-  int code = kFailed;
+  Number e;
+  Number n;
   if (key != nullptr && EVP_PKEY_get_base_id(key) == EVP_PKEY_RSA) {
-    code = CopyNumber(key, OSSL_PKEY_PARAM_RSA_E, exponent, exponent_len);
-    if (code == 0)
-      code = CopyNumber(key, OSSL_PKEY_PARAM_RSA_N, modulus, modulus_len);
+    e = KeyNumber(key, OSSL_PKEY_PARAM_RSA_E, *exponent_len);
+    n = KeyNumber(key, OSSL_PKEY_PARAM_RSA_N, *modulus_len);
   }
   ERR_clear_error();
-  return code;
+  if (e == nullptr || n == nullptr)
+    return kFailed;
+  CopyNumber(e, exponent, exponent_len);
+  CopyNumber(n, modulus, modulus_len);
+  return 0;
 }
 
 const char* cert_error_text(int code) {
