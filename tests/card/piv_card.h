@@ -1,30 +1,26 @@
 // A PIV card (NIST SP 800-73-4), as far as drivers ask before they list certificates and sign.
 //
+// clang-format off
 //   CLA INS P1 P2  command                   data                         answer
-//   00  A4  04 00  SELECT                    A0 00 00 03 08 00 00 10 00    61 {4F PIX, 79 {4F
-//   RID}};
-//                                            (the version may be left out)  6A82: another
-//                                            application
-//   00  CB  3F FF  GET DATA                  5C 01 7E   discovery object   7E {4F AID, 5F2F policy}
-//                                            5C 03 5FC102   CHUID          53 {30, 34, 35, 3E, FE}
-//                                            5C 03 5FC105   certificate 9A 53 {70 DER, 71 00, FE}
-//                                            5C 03 5FC10A   certificate 9C
-//                                            5C 03 5FC10B   certificate 9D
-//                                            5C 03 5FC101   certificate 9E 6A82: no such object
-//   00  20  00 80  VERIFY the PIN            8 bytes, padded by FF         9000; 63Cn: n tries are
-//   left;
-//                                            none: a question              6983: blocked; 6A80:
-//                                            form
-//   00  20  FF 80  forget the verification   none                          9000
+//   00  A4  04 00  SELECT                    A0 00 00 03 08 00 00 10 00   61 {4F PIX, 79 {4F RID}};
+//                                            (or without the version)     6A82: another application
+//   00  CB  3F FF  GET DATA                  5C 01 7E   discovery object  7E {4F AID, 5F2F policy}
+//                                            5C 03 5FC102   CHUID         53 {30, 34, 35, 3E, FE}
+//                                            5C 03 5FC105 certificate 9A  53 {70 DER, 71 00, FE};
+//                                            5C 03 5FC10A certificate 9C  6A82: no such object
+//                                            5C 03 5FC10B certificate 9D
+//                                            5C 03 5FC101 certificate 9E
+//   00  20  00 80  VERIFY the PIN            8 bytes, padded by FF;       9000; 63Cn: n tries are left;
+//                                            none: a question             6983: blocked; 6A80: form
+//   00  20  FF 80  forget the verification   none                         9000
 //   00  20  00 81  VERIFY the PUK (1)        as for the PIN
-//   00  24  00 80  CHANGE REFERENCE DATA     old PIN, new PIN              as VERIFY
-//   00  24  00 81                            old PUK, new PUK
-//   00  2C  00 80  RESET RETRY COUNTER       PUK, new PIN                  as VERIFY, of the PUK
-//   00  2C  02 80  the same (1)              new PIN, after VERIFY 81      6982: the PUK is not
-//   verified 00  87  07 kk  GENERAL AUTHENTICATE      7C {82 empty, 81 block}       7C {82
-//   signature};
-//                  (RSA-2048, key kk)                                      6982: the PIN is not
-//                  verified
+//   00  24  00 80  CHANGE REFERENCE DATA     old PIN, new PIN             as VERIFY
+//   00  24  00 81  the same                  old PUK, new PUK
+//   00  2C  00 80  RESET RETRY COUNTER       PUK, new PIN                 as VERIFY, of the PUK
+//   00  2C  02 80  the same (1)              new PIN, after VERIFY 81     6982: the PUK is not verified
+//   00  87  07 kk  GENERAL AUTHENTICATE      7C {82 empty, 81 block}      7C {82 signature};
+//                  (RSA-2048, key kk)                                     6982: the PIN is not verified
+// clang-format on
 //
 // Chaining (CLA 10) and GET RESPONSE are the business of ApduLayer.
 //
