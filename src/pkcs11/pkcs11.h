@@ -7,8 +7,7 @@
 //     if (module.HasChanged())                  // does not wait for an event
 //       Show(module.GetCertificates());
 //     ...
-//     module.Sign(serial, digest_info, digest_info_len, signature, &signature_len, ask, tell,
-//     this);
+//     module.Sign(serial, digest_info, size, signature, &capacity, ask, tell, this);
 //   }
 //
 // PKCS#11 types and constants are those of the standard, version 2.40.
@@ -187,8 +186,10 @@ class PKCS11Module {
   // HasChanged() then stays as it was.
   std::list<pkcs11_certificate> GetCertificates();
 
-  // Whether a certificate with this serial (as pkcs11_certificate::serial has it) is on a token
-  // now. A provider must be loaded. An issuer gives each serial once, but two issuers may give the
+  // Whether a certificate with this serial (as pkcs11_certificate::serial has it, compared as text)
+  // is on a token now that can be opened for reading and writing: FindCertificate() found it. A
+  // write-protected token counts as being without it, though GetCertificates() lists it. A provider
+  // must be loaded. An issuer gives each serial once, but two issuers may give the
   // same one: it is for the host to notice that in what GetCertificates() lists.
   bool CertificatePresent(std::string serial);
 
@@ -196,16 +197,17 @@ class PKCS11Module {
   // RSASSA-PKCS1-v1_5 (RFC 8017, section 8.2) on a DigestInfo that the caller has made, since
   // CKM_RSA_PKCS only pads and exponentiates. `*signature_len` is the capacity of `signature` on
   // entry and the signature's length on success.
-  // The first certificate with the serial counts, in the order of the slots.
+  // The certificate is the one that FindCertificate() finds. `data` goes to the provider as it is;
+  // many take a null pointer for a mistake, also with a `data_len` of 0.
   // Logs in when the token asks for it (CKF_LOGIN_REQUIRED), and asks for the PIN again while it is
   // wrong or malformed; a cancel ends this, and so does every other failure. A locked user PIN can
   // be unlocked on the way. Before returning it logs out, if it has logged in; PKCS#11 has one
   // login a token, so a login that the host has made itself makes this one fail, and stays.
   // `ask_pin` may be null for tokens that need no login. `cb_data` goes to both callbacks.
   // `signature` and `signature_len` are not null.
-  // False: no signature, and `*signature_len` is as it was. Keys that want a PIN for every
-  // signature (CKA_ALWAYS_AUTHENTICATE), and PINs typed at the reader itself, are not served.
-  // A provider must be loaded.
+  // False: no signature; `*signature_len` is as it was, `signature` need not be. Keys that want a
+  // PIN for every signature (CKA_ALWAYS_AUTHENTICATE), and PINs typed at the reader itself, are not
+  // served. A provider must be loaded.
   bool Sign(std::string serial, const unsigned char* data, unsigned long data_len,
             unsigned char* signature, unsigned long* signature_len, pin_cb ask_pin,
             error_cb report_error, void* cb_data);
@@ -227,7 +229,8 @@ class PKCS11Module {
   // Whether the certificate passes at least one filter, or there are none.
   bool MatchesFilter(const certificate* cert);
 
-  // Finds the first certificate with this serial. The answer is one record of the whole process,
+  // Finds the first certificate with this serial, in the order of the slots, on the tokens that can
+  // be opened for reading and writing. The answer is one record of the whole process,
   // overwritten by every call; its session is open, and the caller closes it. Null: not found, no
   // session is left open. A provider must be loaded.
   pkcs11_certificate_location* FindCertificate(std::string serial);
