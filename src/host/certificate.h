@@ -1,7 +1,8 @@
 // Certificate inspection: what the smart-card component asks of an X.509 certificate (RFC 5280).
 //
-// A certificate is read strictly. What breaks X.690 (DER) or RFC 5280 is refused, with five
-// exceptions that certificates in use need (docs/certificates.md lists both). Nothing is verified:
+// A certificate is read strictly: it is DER (X.690) and has the form of RFC 5280, with five
+// exceptions that certificates in use need (docs/certificates.md lists what is refused, what is
+// tolerated and what is taken as it is). Nothing is verified:
 // an answer says what the certificate claims, not that the claim is signed, valid or trusted.
 //
 // Every function that answers an int, but cert_is_ca(), answers 0 for success and another code for
