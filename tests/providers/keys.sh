@@ -20,9 +20,13 @@ END
   certify() {
     local name=$1 common_name=$2
     shift 2
+    # Who calls may be in a condition, where bash does not end at the first failure by itself.
     openssl req -x509 -config openssl.cnf -noenc -newkey rsa:2048 -days 730 -keyout "$name.key" \
-      -out "$name.pem" -subj "/C=DE/O=Example/CN=$common_name" "$@" 2>>openssl.log
-    openssl x509 -in "$name.pem" -outform DER -out "$name.der"
+      -out "$name.pem" -subj "/C=DE/O=Example/CN=$common_name" "$@" 2>>openssl.log || {
+      cat openssl.log >&2
+      exit 1
+    }
+    openssl x509 -in "$name.pem" -outform DER -out "$name.der" || exit
   }
   local issued=(-CA ca.pem -CAkey ca.key -extensions person)
   certify ca "Example CA" -extensions root

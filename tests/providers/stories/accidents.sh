@@ -2,7 +2,7 @@
 # What goes wrong with cards.
 . "$here/parts/checks.sh"
 # pcscd looks at its readers every 0.4 s. A card that left without a word needs as long to be missed.
-missed() { sleep 0.5; }
+missed() { sleep 1; }
 printf 'a message' >"$dir/message"
 no_signature() { [ ! -e "$dir/signature" ]; }
 
