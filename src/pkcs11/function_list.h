@@ -11,7 +11,7 @@ bool FillGap(CK_RV (**function)(Arguments...)) {
   return true;
 }
 
-// A provider gives a stub for what it does not support (PKCS#11 2.40, section 5.1), but some leave
+// A provider gives a stub for what it does not support (PKCS#11 2.40, section 3.6), but some leave
 // a null pointer. Puts such stubs in the place of the functions that the component calls; whether
 // there was a gap.
 inline bool FillGaps(CK_FUNCTION_LIST* list) {

@@ -5,7 +5,7 @@ namespace x509 {
 namespace {
 
 struct AttributeType {
-  const char* oid;  // contents, without tag and length; none has a zero octet but the last of 2.5.4
+  const char* oid;  // contents, without tag and length
   unsigned char oid_size;
   const char* short_word;
   const char* long_word;
