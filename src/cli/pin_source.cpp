@@ -58,6 +58,10 @@ const char* ReadOnlyLine(int descriptor, Secret* line) {
       break;
     if (input.byte() == '\n')
       return input.Read() == 0 ? nullptr : "it has more than one line";
+    if (input.byte() == '\0')
+      return "it holds a zero byte: it has to be plain text";
+    if (line->too_long())
+      return nullptr;  // Enough is known.
     if (std::exchange(carriage_return, input.byte() == '\r'))
       line->Append('\r');
     if (!carriage_return)
@@ -72,9 +76,15 @@ const char* ReadFile(const std::string& path, Secret* pin) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0)
     return std::strerror(errno);
-  const char* const fault = ReadOnlyLine(descriptor, pin);
+  const char* const fault =
+      isatty(descriptor)
+          ? "it is a terminal, where the PIN would be seen; without this option it is"
+            " asked for unseen"
+          : ReadOnlyLine(descriptor, pin);
   close(descriptor);
-  return fault;
+  return fault != nullptr || !pin->BeginsWith("\xef\xbb\xbf")
+             ? fault
+             : "it begins with a byte order mark, which would be taken for a part of the PIN";
 }
 
 const char* ReadVariable(const char* name, Secret* pin) {
@@ -107,10 +117,9 @@ std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& opti
     fault = "it is empty";
   if (fault == nullptr)
     return pin;
-  Complain("no PIN from " +
-           (source.file ? option + "-file " + Quoted(*source.file)
-                        : option + " " + Quoted(*source.variable)) +
-           ": " + fault);
+  // Nor is the name, here: with a PIN in its place there is no such file, and no such variable.
+  Complain("no PIN from the " +
+           (source.file ? "file of " + option + "-file" : "variable of " + option) + ": " + fault);
   return nullptr;
 }
 

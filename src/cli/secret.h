@@ -46,6 +46,13 @@ class Secret {
     return length_ == other.length_ && difference == 0;
   }
 
+  bool BeginsWith(const char* text) const {
+    std::size_t i = 0;
+    while (text[i] != '\0' && i < length_ && bytes_[i] == static_cast<unsigned char>(text[i]))
+      ++i;
+    return text[i] == '\0';
+  }
+
   std::size_t length() const { return length_; }
   bool too_long() const { return too_long_; }
 

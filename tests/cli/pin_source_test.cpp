@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <iterator>
@@ -57,6 +58,43 @@ TEST_F(PinFileTest, IsRefusedWhenItIsSomethingElse) {
   EXPECT_EQ(Read(std::string(129, 'x')), "none");
   EXPECT_THAT(said_, HasSubstr("longer than 128 bytes"));
   EXPECT_THAT(said_, Not(HasSubstr("xxxx")));
+}
+
+TEST_F(PinFileTest, IsRefusedWhenItIsNoPlainText) {
+  EXPECT_EQ(Read("\xef\xbb\xbf"
+                 "1234\n"),
+            "none");
+  EXPECT_THAT(said_, HasSubstr("byte order mark"));
+  EXPECT_EQ(Read(std::string("1\0002\0003\0004\0", 8)), "none");
+  EXPECT_THAT(said_, HasSubstr("it holds a zero byte"));
+  EXPECT_EQ(Read("\xef\xbb"), "\xef\xbb");
+}
+
+TEST_F(PinFileTest, IsReadNoFurtherThanAPinIsLong) {
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);  // Which stays open: to its end nobody could read.
+  const std::string many(200, '1');
+  ASSERT_EQ(write(ends[1], many.data(), many.size()), 200);
+  PinSource source;
+  source.file = "/dev/fd/" + std::to_string(ends[0]);
+  EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(PinFileTest, IsNotNamedWhenItIsNotThere) {
+  PinSource source;
+  source.file = "246810";
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(ReadPin(source, "--so-pin"), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "cardcert: no PIN from the file of --so-pin-file: No such file or directory\n");
+  source.file.reset();
+  source.variable = "env:246810";
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "cardcert: no PIN from the variable of --pin: there is no such environment variable\n");
 }
 
 TEST_F(PinFileTest, IsRefusedWhenItCannotBeRead) {

@@ -142,6 +142,14 @@ TEST_F(PromptTest, ARawSignatureIsNotForATerminal) {
   EXPECT_THAT(terminal.screen(), HasSubstr("a raw signature is not for a terminal"));
 }
 
+TEST_F(PromptTest, AFileOfPinsIsNoTerminal) {
+  Words command = Sign();
+  command.insert(command.end(), {"--pin-file", "/dev/tty"});
+  PseudoTerminal terminal(command, environment_);
+  EXPECT_EQ(terminal.Wait(), 2);
+  EXPECT_THAT(terminal.screen(), HasSubstr("--pin-file: it is a terminal"));
+}
+
 TEST_F(PromptTest, BatchAndGivenPinsNeverAsk) {
   const std::string wrong = PinFile("9999");
   for (const Words& more : {Words{"--batch"}, Words{"--pin-file", wrong}}) {
