@@ -1,5 +1,6 @@
 // cardcert watch
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -52,8 +53,14 @@ class Watch {
     if (!List())
       return kExitFailed;
     for (unsigned long looks = 1; options_.count == 0 || looks < options_.count; ++looks) {
-      if (WaitForSignal(signals))
-        return kExitSuccess;
+      switch (Wait(signals)) {
+        case Event::kSignal:
+          return kExitSuccess;
+        case Event::kOutputGone:
+          return kExitFailed;
+        case Event::kTime:
+          break;
+      }
       if (!Look())
         return kExitFailed;
     }
@@ -150,16 +157,21 @@ class Watch {
     return text.empty() || Print(text);
   }
 
-  bool WaitForSignal(SignalPipe* signals) const {
-    pollfd input = {signals->descriptor(), POLLIN, 0};
+  enum class Event { kTime, kSignal, kOutputGone };
+
+  // Until the next look. That nobody reads on is noticed before there is anything to write.
+  Event Wait(SignalPipe* signals) const {
+    pollfd inputs[] = {{signals->descriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
     const auto until = Clock::now() + std::chrono::duration<double>(options_.interval);
     for (;;) {
       const std::chrono::duration<double, std::milli> rest = until - Clock::now();
-      poll(&input, 1, std::max(0, static_cast<int>(rest.count())));
+      poll(inputs, 2, std::max(0, static_cast<int>(rest.count())));
       if (signals->Take() != 0)
-        return true;
+        return Event::kSignal;
+      if ((inputs[1].revents & (POLLERR | POLLHUP)) != 0)
+        return Event::kOutputGone;
       if (Clock::now() >= until)
-        return false;
+        return Event::kTime;
     }
   }
 
