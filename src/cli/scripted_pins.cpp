@@ -34,6 +34,8 @@ bool ScriptedPins::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned lon
   if (!offered_.new_user)
     return OfferOnce(type, pins_.user.get(), &offered_.user, buffer, length);
   log_.TakePinWarning();  // Of the PIN that has been replaced.
+  if (!offered_.new_user_login)
+    Complain(kUnlocked);
   return OfferOnce(type, pins_.new_user.get(), &offered_.new_user_login, buffer, length);
 }
 

@@ -44,8 +44,10 @@ bool TerminalPins::HasTerminal() {
 
 void TerminalPins::WarnOfTries(pkcs11_pin_type type) {
   const PinWarning warning = log_.TakePinWarning();
-  if (replaced_)  // It is about the PIN before.
+  if (replaced_) {  // It is about the PIN before.
+    terminal_->Say(kUnlocked);
     return;
+  }
   switch (warning) {
     case PinWarning::kFinalTry:
       terminal_->Say(std::string("Warning: this is the last try. If the ") + PinName(type) +

@@ -77,6 +77,7 @@ TEST_F(UnlockTest, WhatATokenSaysOfThePinBeforeIsNoWarningForTheNewOne) {
   ENTER(terminal, "SO PIN (PUK): ", "87654321");
   ENTER(terminal, "New PIN: ", "5678");
   ENTER(terminal, "New PIN once more: ", "5678");
+  ASSERT_TRUE(terminal.Shows("the PIN is unlocked, and the new one is set"));
   ENTER(terminal, "PIN: ", "5678");
   EXPECT_EQ(terminal.Wait(), 0);
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("last try")));
