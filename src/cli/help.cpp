@@ -96,7 +96,8 @@ Options of sign:
   --batch             Never asks. Any of the options for PINs means --batch,
                       too. Each PIN is then offered once, and held back when the
                       token says that it is the last try: no script locks a card
-                      that tells of its tries.
+                      that tells of its tries. Many do not tell of those of the
+                      SO PIN: each run with a wrong one takes a try.
 
 Exit status:
   0  done; for list also when there are no certificates

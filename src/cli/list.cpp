@@ -7,14 +7,20 @@
 
 namespace {
 
-void ExplainEmptyList(bool had_certificates, const ProviderOptions& provider) {
+void ExplainEmptyList(bool had_certificates, bool had_others, const ProviderOptions& provider) {
   if (had_certificates) {
     Complain("no certificate matches; without --matching all are listed");
     return;
   }
+  if (had_others) {
+    Complain("no certificates that can be used");
+    return;
+  }
   const bool shows_each_step = provider.log_level == 5 || provider.log_file;
-  Complain(std::string("no certificates found: is the card in its reader?") +
-           (shows_each_step ? "" : " --log-level 5 shows each step"));
+  Complain(
+      std::string(
+          "no certificates found: is the card in its reader, and the reader's service running?") +
+      (shows_each_step ? "" : " --log-level 5 shows each step"));
 }
 
 }  // namespace
@@ -29,7 +35,8 @@ ExitStatus RunList(const ProviderOptions& provider, const ListOptions& options) 
   std::optional<std::list<pkcs11_certificate>> listed = ListCertificates(&log, &module);
   if (!listed)
     return kExitFailed;
-  ShowNotes(Notes(log.TakeProblems()));
+  const std::vector<std::string> notes = Notes(log.TakeProblems());
+  ShowNotes(notes);
   std::list<pkcs11_certificate>& records = *listed;
   const bool had_certificates = !records.empty();
   if (options.matching)
@@ -41,6 +48,6 @@ ExitStatus RunList(const ProviderOptions& provider, const ListOptions& options) 
   else if (!records.empty())
     printed = Print(CertificateTable(records));
   if (records.empty())
-    ExplainEmptyList(had_certificates, provider);
+    ExplainEmptyList(had_certificates, !notes.empty(), provider);
   return printed ? kExitSuccess : kExitFailed;
 }

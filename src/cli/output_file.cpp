@@ -123,6 +123,14 @@ bool OutputFile::Check() const {
   return access(FolderOf(target_).c_str(), W_OK | X_OK) == 0 || Fail("cannot write");
 }
 
+bool OutputFile::Replaces(const std::string& path) const {
+  struct stat ours = {};
+  struct stat other = {};
+  return path_ != "-" && stat(target_.c_str(), &ours) == 0 && S_ISREG(ours.st_mode) &&
+         stat(path.c_str(), &other) == 0 && ours.st_dev == other.st_dev &&
+         ours.st_ino == other.st_ino;
+}
+
 bool OutputFile::IsTerminal() const {
   return path_ == "-" && isatty(STDOUT_FILENO);
 }

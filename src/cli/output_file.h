@@ -13,6 +13,9 @@ class OutputFile {
   // has been complained about.
   bool Check() const;
 
+  // Whether the output would take the place of this file, under whatever name.
+  bool Replaces(const std::string& path) const;
+
   // Whether what is written appears on a terminal.
   bool IsTerminal() const;
 

@@ -31,8 +31,7 @@ ExitStatus RunPresent(const ProviderOptions& provider, const PresentOptions& opt
   if (selection.record == nullptr) {
     Complain("no token has a certificate with the serial " + Quoted(options.serial));
   } else {
-    Complain("the certificate is listed, but its token cannot be opened for reading and writing:");
-    Complain("  " + CertificateLine(*selection.record));
+    ComplainAboutToken(*selection.record);
   }
   return kExitNoCertificate;
 }

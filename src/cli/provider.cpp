@@ -33,7 +33,17 @@ std::optional<int> WholeNumber(const std::string& text) {
   return number;
 }
 
-// The component takes any text for a key usage, and reads what it can of it. That is easily meant
+// The component takes any text for an attribute's name; one with a blank at its beginning, as it
+// comes behind a comma, is no certificate's.
+void WarnOfBlanks(const std::string& filter, const pkcs11_certificate_filter& parsed) {
+  for (const auto& [name, value] : parsed.issuer_attributes) {
+    if (name.find(' ') != std::string::npos)
+      Complain("note: no attribute has the name " + Quoted(name) + " of --filter " +
+               Quoted(filter) + ", so that no certificate matches");
+  }
+}
+
+// It takes any text for a key usage, too, and reads what it can of it. That is easily meant
 // otherwise.
 void WarnOfMisreadKeyUsage(const std::string& filter, int key_usage) {
   std::list<std::string> fields;
@@ -58,8 +68,10 @@ bool ApplyNamesAndFilters(const ProviderOptions& options, ComponentLog* log, PKC
     }
   }
   auto added = module->filters.begin();
-  for (const std::string& filter : options.filters)
+  for (const std::string& filter : options.filters) {
+    WarnOfBlanks(filter, *added);
     WarnOfMisreadKeyUsage(filter, added++->key_usage);
+  }
   return true;
 }
 
@@ -85,8 +97,10 @@ void ExplainWhatToTryNext(const std::string& path) {
              Quoted("./" + path) + " for the file in this folder");
   else
     Complain(
-        "check that --module names the PKCS#11 library of the card, and that what this library"
-        " needs is there: its configuration file, its daemon, the card reader's service");
+        std::string("check that --module names the PKCS#11 library of the card") +
+        (has_folder ? "" : " (without a folder it is looked for among the system's libraries)") +
+        ", and that what this library needs is there: its configuration file, its daemon, the card"
+        " reader's service");
   Complain("libraries of this kind are often in /usr/lib/*/pkcs11/ or named *pkcs11*.so");
 }
 

@@ -48,29 +48,39 @@ std::string Told(const pkcs11_certificate& record) {
 }  // namespace
 
 Selection SelectCertificate(const std::list<pkcs11_certificate>& records, const Serial& serial) {
-  const std::vector<const pkcs11_certificate*> found = WithoutCopies(serial.Find(records));
+  const std::vector<const pkcs11_certificate*> all = serial.Find(records);
+  const std::vector<const pkcs11_certificate*> found = WithoutCopies(all);
   if (found.empty())
-    return {nullptr, kExitNoCertificate};
+    return {nullptr, kExitNoCertificate, false};
   if (found.size() == 1)
-    return {found.front(), kExitSuccess};
+    return {found.front(), kExitSuccess, all.size() > 1};
   Complain("several different certificates have this serial:");
   for (const pkcs11_certificate* record : found)
     Complain(Told(*record));
   Complain("only the one that is meant may be there: remove the others, or their tokens");
-  return {nullptr, kExitAmbiguous};
+  return {nullptr, kExitAmbiguous, false};
 }
 
-bool IsTheOneToSignWith(PKCS11Module* module, const pkcs11_certificate& record) {
+ExitStatus CheckThatItSigns(PKCS11Module* module, const pkcs11_certificate& record) {
   const OwnedCertificate first = FirstWith(record.serial, module);
-  if (first == nullptr || HasKeyOf(first.get(), record))
-    return true;
+  if (first == nullptr) {
+    ComplainAboutToken(record);
+    return kExitFailed;
+  }
+  if (HasKeyOf(first.get(), record))
+    return kExitSuccess;
   char subject[16834] = {};
   cert_subject(first.get(), subject, sizeof subject);
   Complain("several different certificates have this serial:");
   Complain(std::string("  ") + subject + "  (without an RSA key that could be used)");
   Complain(Told(record));
   Complain("the first is in the way of the second: remove its token, or take it off the token");
-  return false;
+  return kExitAmbiguous;
+}
+
+void ComplainAboutToken(const pkcs11_certificate& record) {
+  Complain("the certificate is listed, but its token cannot be opened for reading and writing:");
+  Complain("  " + CertificateLine(record));
 }
 
 void ComplainAboutSerial(const std::string& text) {

@@ -11,6 +11,7 @@
 struct Selection {
   const pkcs11_certificate* record = nullptr;  // null: `status` says why
   ExitStatus status = kExitSuccess;
+  bool has_copies = false;  // further on, on this token or another
 };
 
 // The one certificate of `records` with this serial. None: kExitNoCertificate, without a word, for
@@ -18,11 +19,14 @@ struct Selection {
 // standard error, for the component would quietly take the first.
 Selection SelectCertificate(const std::list<pkcs11_certificate>& records, const Serial& serial);
 
-// Whether the component would sign with this one of its certificates: it takes the first with the
-// serial, and that may be one that it cannot describe (one without an RSA key) and that is
-// therefore in no list. False has been complained about. True, too, when the certificate is no
-// longer there.
-bool IsTheOneToSignWith(PKCS11Module* module, const pkcs11_certificate& record);
+// Whether the component would sign with this one of its certificates: kExitSuccess, or a status
+// that has been complained about. It takes the first with the serial, and that may be one that it
+// cannot describe (one without an RSA key) and that is therefore in no list: kExitAmbiguous. And it
+// takes only what is on a token that can be opened for reading and writing: kExitFailed.
+ExitStatus CheckThatItSigns(PKCS11Module* module, const pkcs11_certificate& record);
+
+// Complains that a listed certificate is on a token that cannot be opened for reading and writing.
+void ComplainAboutToken(const pkcs11_certificate& record);
 
 // Complains that `text` is no serial number.
 void ComplainAboutSerial(const std::string& text);

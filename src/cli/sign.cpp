@@ -46,6 +46,26 @@ bool ReadGivenPins(const SignOptions& options, GivenPins* pins) {
   return good;
 }
 
+// False, with a complaint, when the signature would take the place of a file that is read, or of
+// the log.
+bool IsNoInput(const OutputFile& output, const ProviderOptions& provider,
+               const SignOptions& options) {
+  struct Used {
+    const char* option;
+    std::optional<std::string> path;
+  };
+  for (const Used& used :
+       {Used{"--in", options.in}, Used{"--pin-file", options.pin.file},
+        Used{"--so-pin-file", options.so_pin.file}, Used{"--new-pin-file", options.new_pin.file},
+        Used{"--log-file", provider.log_file}}) {
+    if (used.path && output.Replaces(*used.path)) {
+      Complain(std::string("--out is the file of ") + used.option + ", which would be lost");
+      return false;
+    }
+  }
+  return true;
+}
+
 std::unique_ptr<PinAnswers> MakeAnswers(const SignOptions& options, GivenPins pins,
                                         const pkcs11_certificate& record, ComponentLog* log) {
   if (options.batch || options.pin.given() || options.so_pin.given() || options.new_pin.given())
@@ -106,7 +126,7 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
     return kExitUsage;
   }
   const OutputFile output(options.out);
-  if (!output.Check())
+  if (!output.Check() || !IsNoInput(output, provider, options))
     return kExitUsage;
   if (options.encoding == "raw" && output.IsTerminal()) {
     Complain("a raw signature is not for a terminal: use --out FILE or --encoding base64");
@@ -132,11 +152,18 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
     return ExplainMissing(options, *serial, &module, &log);
   if (selection.record == nullptr)
     return selection.status;
-  if (!IsTheOneToSignWith(&module, *selection.record))
-    return kExitAmbiguous;
+  const ExitStatus usable = CheckThatItSigns(&module, *selection.record);
+  if (usable != kExitSuccess)
+    return usable;
+  if (selection.has_copies)
+    Complain(
+        "note: the certificate is there more than once; the key and the PIN are those of the one "
+        "in " +
+        Quoted(selection.record->slot_description));
   if (data->size() > MaxDataLength(*selection.record)) {
-    Complain("this is too long for a key of " + std::to_string(KeyBits(*selection.record)) +
-             " bits: at most " + std::to_string(MaxDataLength(*selection.record)) + " bytes");
+    Complain("with --digest " + options.digest + " " + std::to_string(data->size()) +
+             " bytes are to be signed; a key of " + std::to_string(KeyBits(*selection.record)) +
+             " bits takes at most " + std::to_string(MaxDataLength(*selection.record)) + " bytes");
     return kExitFailed;
   }
 

@@ -178,7 +178,8 @@ TEST_F(BadInputTest, AFileInTheCurrentFolderIsPointedOut) {
 TEST_F(BadInputTest, ALibraryThatIsNoProviderIsStatus3) {
   const std::string said = Refusal(Bare({"list", "-m", "libc.so.6"}), 3);
   EXPECT_THAT(said, HasSubstr("Library 'libc.so.6' does not seem to be a PKCS#11 module"));
-  EXPECT_THAT(said, HasSubstr("check that --module names"));
+  EXPECT_THAT(said, HasSubstr("check that --module names the PKCS#11 library of the card (without a"
+                              " folder it is looked for among the system's libraries), and"));
 }
 
 TEST_F(BadInputTest, AProviderThatDoesNotStartIsStatus3) {

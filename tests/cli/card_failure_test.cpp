@@ -145,6 +145,15 @@ TEST_F(CardTest, AProviderThatCannotListItsSlotsHasNotAnEmptyList) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
+TEST_F(CardTest, WhatCannotBeReadIsNoReasonToAskForTheCard) {
+  Card("fail-from=C_GetAttributeValue/0x11/1");  // CKR_ATTRIBUTE_SENSITIVE
+  const Finished run = RunCard({"list"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.err, testing::StartsWith("cardcert: note: "));
+  EXPECT_THAT(run.err, testing::EndsWith("\ncardcert: no certificates that can be used\n"));
+  ExpectNoViolations();
+}
+
 TEST_F(CardTest, ATokenThatCannotBeWrittenToIsNotOneWithoutTheCertificate) {
   Card("fail-from=C_OpenSession/0xe2/2");  // CKR_TOKEN_WRITE_PROTECTED, but for the list
   const Finished run = RunCard({"present", "4fa107"});
@@ -155,6 +164,26 @@ TEST_F(CardTest, ATokenThatCannotBeWrittenToIsNotOneWithoutTheCertificate) {
             "writing:\n"
             "cardcert:   Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
             "Scripted reader\n");
+  ExpectNoViolations();
+}
+
+TEST_F(CardTest, ATokenThatCannotBeWrittenToSignsNothingAndSaysWhy) {
+  Card("fail-from=C_OpenSession/0xe2/2");
+  const Finished run = RunSign({"--pin-file", PinFile()});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: the certificate is listed, but its token cannot be"
+                                 " opened for reading and writing:\n"));
+  EXPECT_THAT(Calls("C_Login"), testing::IsEmpty());
+  ExpectNoSignature();
+}
+
+TEST_F(CardTest, WatchEndsWhenNobodyReadsOn) {
+  // head -1 ends with the first line; the card never changes again.
+  const Finished run =
+      RunProgram({"timeout", "15", "bash", "-c", "\"$@\" | head -1; exit ${PIPESTATUS[0]}", "bash",
+                  CARDCERT_PROGRAM, "watch", "--interval", "60", "--module", SCRIPTED_CARD_LIBRARY},
+                 environment_);
+  EXPECT_EQ(run.status, 1);
   ExpectNoViolations();
 }
 

@@ -204,6 +204,14 @@ TEST_F(ListTest, NoMatchIsNoError) {
   EXPECT_EQ(Cardcert(as_json).out, "[]\n");
 }
 
+TEST_F(ListTest, AnAttributeWithABlankIsNoCertificates) {
+  const Finished run =
+      Cardcert({"list", "--matching", "--filter", "x|commonName=Example CA, O=Example|0"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.err, HasSubstr("cardcert: note: no attribute has the name ' O' of --filter"
+                                 " 'x|commonName=Example CA, O=Example|0'"));
+}
+
 TEST_F(ListTest, NoCertificateIsNoError) {
   environment_["SOFTHSM2_CONF"] =
       Write("empty.conf", "directories.tokendir = " + File("") + "\nobjectstore.backend = file\n");
@@ -211,8 +219,8 @@ TEST_F(ListTest, NoCertificateIsNoError) {
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err,
-            "cardcert: no certificates found: is the card in its reader? --log-level 5 shows each"
-            " step\n");
+            "cardcert: no certificates found: is the card in its reader, and the reader's service"
+            " running? --log-level 5 shows each step\n");
 }
 
 TEST_F(ListTest, WhoSeesEachStepIsNotToldHowTo) {
@@ -221,7 +229,8 @@ TEST_F(ListTest, WhoSeesEachStepIsNotToldHowTo) {
   for (const Words& words : {Words{"--log-level", "5"}, Words{"--log-file", File("log")}}) {
     const Finished run = Cardcert({"list", words[0], words[1]});
     EXPECT_THAT(run.err,
-                HasSubstr("cardcert: no certificates found: is the card in its reader?\n"));
+                HasSubstr("cardcert: no certificates found: is the card in its reader, and the"
+                          " reader's service running?\n"));
   }
 }
 

@@ -7,6 +7,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 class SignTest : public CardcertTest {
  protected:
@@ -40,7 +41,12 @@ TEST_P(EveryKeyTest, EachDigestVerifies) {
   for (const char* const digest : {"sha256", "sha384", "sha512", "sha224", "sha1"}) {
     const Finished run = Sign(GetParam().serial, in, {"--digest", digest});
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.err, "");
+    if (GetParam().name == std::string("sign"))  // On both tokens.
+      EXPECT_THAT(run.err, MatchesRegex("cardcert: note: the certificate is there more than once;"
+                                        " the key and the PIN are those of the one in"
+                                        " 'SoftHSM slot ID 0x[0-9a-f]+'\n"));
+    else
+      EXPECT_EQ(run.err, "");
     EXPECT_EQ(Verify(GetParam().name, digest, in), "Verified OK\n") << digest;
   }
 }
@@ -214,6 +220,24 @@ TEST_F(SignTest, ASignatureThatCannotBeWrittenIsStatus1) {
       {"sign", "4fa107", "--in", Write("in", "x"), "--out", "/dev/full", "--pin-file", PinFile()});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write '/dev/full': No space left on device"));
+}
+
+TEST_F(SignTest, NoFileThatIsReadIsReplaced) {
+  const std::string in = Write("in", "x");
+  const std::string pin = PinFile();
+  const std::string log = Write("log", "");
+  ASSERT_EQ(symlink(in.c_str(), File("link").c_str()), 0);
+  for (const auto& [out, option] :
+       {std::pair(in, "--in"), std::pair(File("link"), "--in"), std::pair(File("./in"), "--in"),
+        std::pair(pin, "--pin-file"), std::pair(log, "--log-file")}) {
+    const Finished run = Cardcert(
+        {"sign", "4fa107", "--in", in, "--pin-file", pin, "--log-file", log, "--out", out});
+    EXPECT_EQ(run.status, 2) << out;
+    EXPECT_EQ(run.err,
+              std::string("cardcert: --out is the file of ") + option + ", which would be lost\n");
+  }
+  EXPECT_EQ(ReadWhole(in), "x");
+  EXPECT_EQ(ReadWhole(pin), "1234\n");
 }
 
 }  // namespace
