@@ -26,27 +26,46 @@ static_assert(std::is_same_v<certificate, scripted_host::Certificate>);
 const std::set<std::string> kHostHeaders = {"\"host/logfile.h\"", "\"host/kvutils.h\"",
                                             "\"host/certificate.h\""};
 
+// The language, the types of PKCS#11, and of the platform nothing but its loader: no files, no
+// threads, no clock. A header more is a thing more that the component does.
+const std::set<std::string> kPlatformHeaders = {
+    "<algorithm>",        "<climits>", "<cstdint>", "<cstdio>",   "<cstdlib>",
+    "<cstring>",          "<list>",    "<memory>",  "<optional>", "<string>",
+    "<p11-kit/pkcs11.h>", "<utility>", "<dlfcn.h>"};
+
 bool IsAllowed(const std::string& name) {
   static const std::regex of_the_component("\"pkcs11/([a-z0-9_]+\\.h)\"");
-  static const std::regex of_the_platform("<[a-z0-9_]+(\\.h)?>");
   std::smatch parts;
   if (std::regex_match(name, parts, of_the_component))
     return fs::exists(fs::path(COMPONENT_FOLDER) / parts[1].str());
-  return kHostHeaders.count(name) == 1 || name == "<p11-kit/pkcs11.h>" ||
-         std::regex_match(name, of_the_platform);
+  return kHostHeaders.count(name) == 1 || kPlatformHeaders.count(name) == 1;
+}
+
+std::vector<std::string> Lines(const fs::path& path) {
+  std::vector<std::string> lines;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);)
+    lines.push_back(line);
+  return lines;
 }
 
 // Every include of the file, as written with its quotes or brackets.
 std::vector<std::string> Includes(const fs::path& path) {
   static const std::regex include("\\s*#\\s*include\\s*(.*?)\\s*(//.*)?");
   std::vector<std::string> names;
-  std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) {
+  for (const std::string& line : Lines(path)) {
     std::smatch parts;
     if (std::regex_match(line, parts, include))
       names.push_back(parts[1]);
   }
   return names;
+}
+
+// Whether the line looks at the environment, or opens a file: what headers that are allowed for
+// other things offer besides.
+bool LooksAround(const std::string& line) {
+  static const std::regex names("getenv|\\benviron\\b|\\bf?open(dir|at)?\\(");
+  return std::regex_search(line, names);
 }
 
 TEST(Seam, TheComponentIncludesOnlyItselfThePlatformAndThreeHostHeaders) {
@@ -67,8 +86,26 @@ TEST(Seam, TheComponentIncludesOnlyItselfThePlatformAndThreeHostHeaders) {
 TEST(Seam, WhatIsNotAllowedIsNoticed) {
   for (const char* name :
        {"\"host/x509/der.h\"", "\"../host/certificate.h\"", "\"certificate.h\"", "<openssl/evp.h>",
-        "\"pkcs11/../host/logfile.h\"", "\"pkcs11/no_such_file.h\"", "HEADER"})
+        "\"pkcs11/../host/logfile.h\"", "\"pkcs11/no_such_file.h\"", "HEADER", "<thread>",
+        "<fstream>", "<unistd.h>"})
     EXPECT_FALSE(IsAllowed(name)) << name;
+}
+
+// Its configuration comes from the host's calls alone.
+TEST(Seam, TheComponentLooksAtNoEnvironmentAndNoFiles) {
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(COMPONENT_FOLDER)) {
+    for (const std::string& line : Lines(entry.path()))
+      EXPECT_FALSE(LooksAround(line)) << entry.path().filename() << ": " << line;
+  }
+}
+
+TEST(Seam, WhoLooksAroundIsNoticed) {
+  for (const char* line :
+       {"std::getenv(\"HOME\")", "  const char* text = getenv(name);", "secure_getenv(name)",
+        "extern char** environ;", "std::fopen(path, \"r\")", "return open(path, O_RDONLY);"})
+    EXPECT_TRUE(LooksAround(line)) << line;
+  for (const char* line : {"dlopen(path, RTLD_LAZY)", "module.Open(path)", "open_ = rv == CKR_OK;"})
+    EXPECT_FALSE(LooksAround(line)) << line;
 }
 
 TEST(Seam, AModuleLivesWithinAForeignHost) {
