@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <type_traits>
 
 #include "pkcs11/pkcs11.h"
@@ -48,7 +50,14 @@ static_assert(Is<bool(std::string, const unsigned char*, unsigned long, unsigned
 static_assert(
     std::is_same_v<pin_cb, bool (*)(pkcs11_pin_type, unsigned char*, unsigned long*, void*)>);
 static_assert(std::is_same_v<error_cb, void (*)(pkcs11_pin_type, pkcs11_pin_error, void*)>);
-static_assert(std::is_default_constructible_v<Module> && std::is_destructible_v<Module>);
+static_assert(std::is_default_constructible_v<Module> && std::is_nothrow_destructible_v<Module>);
+
+static_assert(std::is_same_v<decltype(Module::library_path), std::string>);
+static_assert(std::is_same_v<decltype(Module::library_handle), void*>);
+static_assert(std::is_same_v<decltype(Module::function_list), CK_FUNCTION_LIST_PTR>);
+static_assert(std::is_same_v<decltype(Module::changed), bool>);
+static_assert(std::is_same_v<decltype(Module::name_components), std::list<Module::name_component>>);
+static_assert(std::is_same_v<decltype(Module::filters), std::list<pkcs11_certificate_filter>>);
 
 // Values that a host may store or send, and widths that it may count on.
 static_assert(PIN_TYPE_USER == 0 && PIN_TYPE_SO == 1 && PIN_TYPE_UNLOCK == 2 &&
@@ -64,17 +73,26 @@ static_assert(sizeof(pkcs11_certificate_location) == 3 * sizeof(unsigned long) &
               offsetof(pkcs11_certificate_location, slot) == 0 &&
               offsetof(pkcs11_certificate_location, session) == sizeof(unsigned long));
 
+TEST(Interface, TheMembersOfTheModuleAreInOrder) {
+  const Module module;
+  const void* const members[] = {&module.library_path,    &module.library_handle,
+                                 &module.function_list,   &module.changed,
+                                 &module.name_components, &module.filters};
+  EXPECT_TRUE(std::is_sorted(std::begin(members), std::end(members), std::less<const void*>()));
+}
+
 // A host may write a record down in one piece, for instance in tests of its own.
 
 TEST(Interface, TheFieldsOfACertificateAreInOrder) {
-  const pkcs11_certificate record = {{"name"}, true, "subject", "01", 128,   true,
+  // Fields of one type differ, so that no two can have changed places.
+  const pkcs11_certificate record = {{"name"}, true, "subject", "01", 128,   false,
                                      {17},     {93}, 3,         256,  "slot"};
   EXPECT_THAT(record.presentable_name, ElementsAre("name"));
   EXPECT_TRUE(record.is_ca);
   EXPECT_EQ(record.subject, "subject");
   EXPECT_EQ(record.serial, "01");
   EXPECT_EQ(record.key_usage, 128);
-  EXPECT_TRUE(record.matches_filter);
+  EXPECT_FALSE(record.matches_filter);
   EXPECT_EQ(record.public_exponent[0], 17);
   EXPECT_EQ(record.modulus[0], 93);
   EXPECT_EQ(record.public_exponent_len, 3u);
