@@ -61,7 +61,8 @@ CK_RV C_Finalize(void* reserved) {
 CK_RV C_GetInfo(CK_INFO* info) {
   const World& world = World::Instance();
   return Call("C_GetInfo", {}).Do([&] {
-    *info = {};
+    // What follows a text is none of it, and would show.
+    std::memset(info, 'X', sizeof *info);
     info->cryptokiVersion = {2, 40};
     std::memcpy(info->manufacturerID, world.manufacturer.data(), sizeof info->manufacturerID);
     std::memcpy(info->libraryDescription, world.library_description.data(),
@@ -100,7 +101,8 @@ CK_RV C_GetSlotInfo(CK_SLOT_ID id, CK_SLOT_INFO* info) {
       return CKR_SLOT_ID_INVALID;
     *info = {};
     std::memcpy(info->slotDescription, slot->description.data(), sizeof info->slotDescription);
-    std::memset(info->manufacturerID, ' ', sizeof info->manufacturerID);
+    // Follows the description, and would show in it.
+    std::memset(info->manufacturerID, 'M', sizeof info->manufacturerID);
     info->flags = CKF_REMOVABLE_DEVICE | (slot->token ? CKF_TOKEN_PRESENT : 0);
     return CKR_OK;
   });

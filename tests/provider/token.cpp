@@ -148,7 +148,8 @@ Object* Token::Find(CK_OBJECT_HANDLE handle) {
 CK_TOKEN_INFO Token::Info() const {
   CK_TOKEN_INFO info = {};
   std::memcpy(info.label, label.data(), sizeof info.label);
-  std::memset(info.manufacturerID, ' ', sizeof info.manufacturerID);
+  // Follows the label, and would show in it.
+  std::memset(info.manufacturerID, 'M', sizeof info.manufacturerID);
   std::memset(info.model, ' ', sizeof info.model);
   std::memset(info.serialNumber, ' ', sizeof info.serialNumber);
   std::memset(info.utcTime, '0', sizeof info.utcTime);
