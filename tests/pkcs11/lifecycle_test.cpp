@@ -45,9 +45,19 @@ TEST_F(Lifecycle, ClosingFinalizesAndUnloads) {
   EXPECT_EQ(module.GetLibraryPath(), "");
   EXPECT_EQ(module.library_handle, nullptr);
   EXPECT_EQ(module.function_list, nullptr);
-  EXPECT_TRUE(module.changed) << "not touched";
   module.Close();
   EXPECT_TRACE("");
+}
+
+TEST_F(Lifecycle, ClosingIsNoChangeAndEndsNone) {
+  for (const bool changed : {false, true}) {
+    Open();
+    module.changed = changed;
+    module.Close();
+    EXPECT_EQ(module.changed, changed);
+    module.Close();
+    EXPECT_EQ(module.changed, changed) << "nor without a provider";
+  }
 }
 
 TEST_F(Lifecycle, AFailingFinalizeDoesNotKeepTheLibrary) {

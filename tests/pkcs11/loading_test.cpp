@@ -19,6 +19,7 @@ class Loading : public ModuleTest {
     EXPECT_EQ(module.library_handle, nullptr);
     EXPECT_EQ(module.library_path, "");
     EXPECT_FALSE(module.HasChanged());
+    EXPECT_THAT(module.GetCertificates(), testing::IsEmpty());
     EXPECT_TRACE("");
     EXPECT_EQ(OpenProvider("scripted"), 0);
   }
@@ -308,19 +309,56 @@ TEST_F(Loading, OpeningAnotherProviderUnloadsTheFirst) {
   EXPECT_EQ(module.GetLibraryPath(), ProviderPath("copy"));
 }
 
-TEST_F(Loading, OpeningABadPathLeavesNothingLoaded) {
-  Open();
-  EXPECT_EQ(OpenProvider("no_function_list"), -1);
-  EXPECT_TRACE(R"(
+// A provider that cannot be loaded, and what follows the unloading of the one before.
+struct BadPathCase {
+  const char* provider;
+  const char* trace;
+};
+
+class BadPath : public Loading, public testing::WithParamInterface<BadPathCase> {};
+
+TEST_P(BadPath, UnloadsTheProviderBeforeAllTheSame) {
+  OpenUnchanged();
+  EXPECT_EQ(OpenProvider(GetParam().provider), -1);
+  EXPECT_TRACE(std::string(R"(
     C_Finalize(NULL) = OK
     dlclose(scripted.so), unloaded
-    dlopen(no_function_list.so, RTLD_LAZY) = OK
-    dlsym(C_GetFunctionList) = NULL
-    log 2: Library 'no_function_list.so' does not seem to be a PKCS#11 module
-    dlclose(no_function_list.so), unloaded
-  )");
+  )") + GetParam().trace);
+  EXPECT_FALSE(module.changed);
   ExpectNothingLoaded();
 }
+
+INSTANTIATE_TEST_SUITE_P(Kinds, BadPath,
+                         testing::Values(BadPathCase{"absent", R"(
+          dlopen(absent.so, RTLD_LAZY) = NULL
+          log 2: Unable to load PKCS#11 module 'absent.so':
+          dlerror()
+          log 2: absent.so: cannot open shared object file: No such file or directory
+        )"},
+                                         BadPathCase{"no_function_list", R"(
+          dlopen(no_function_list.so, RTLD_LAZY) = OK
+          dlsym(C_GetFunctionList) = NULL
+          log 2: Library 'no_function_list.so' does not seem to be a PKCS#11 module
+          dlclose(no_function_list.so), unloaded
+        )"},
+                                         BadPathCase{"failing_function_list", R"(
+          dlopen(failing_function_list.so, RTLD_LAZY) = OK
+          dlsym(C_GetFunctionList) = OK
+          log 2: Error initializing PKCS#11 module 'failing_function_list.so': 2
+          dlclose(failing_function_list.so), unloaded
+        )"},
+                                         BadPathCase{"null_function_list", R"(
+          dlopen(null_function_list.so, RTLD_LAZY) = OK
+          dlsym(C_GetFunctionList) = OK
+          log 2: Error initializing PKCS#11 module 'null_function_list.so': 5
+          dlclose(null_function_list.so), unloaded
+        )"},
+                                         BadPathCase{"failing_initialize", R"(
+          dlopen(failing_initialize.so, RTLD_LAZY) = OK
+          dlsym(C_GetFunctionList) = OK
+          log 2: Error initializing PKCS#11 module 'failing_initialize.so': 401
+          dlclose(failing_initialize.so), unloaded
+        )"}));
 
 TEST_F(Loading, AFailureKeepsTheConfigurationAndWhetherAnythingChanged) {
   ASSERT_TRUE(module.SetNameComponents("card_label"));
