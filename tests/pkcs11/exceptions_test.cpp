@@ -1,6 +1,7 @@
 // Exceptions out of the host's own functions: what has been begun is ended on the way, and the
 // module goes on working.
 #include "pkcs11/expected.h"
+#include "pkcs11/loader_wraps.h"
 #include "pkcs11/module_test.h"
 
 namespace {
@@ -23,13 +24,22 @@ class Exceptions : public ModuleTest {
 struct OpenCase {
   std::string message;  // At which the log throws.
   std::string provider;
-  std::string undone;  // What happens after it.
+  std::string undone;              // What happens after it.
+  std::string loaders_error = {};  // Its own when empty.
 };
 
-class DuringOpen : public Exceptions, public testing::WithParamInterface<OpenCase> {};
+class DuringOpen : public Exceptions, public testing::WithParamInterface<OpenCase> {
+ protected:
+  void TearDown() override {
+    ResetLoaderError();
+    Exceptions::TearDown();
+  }
+};
 
 TEST_P(DuringOpen, NothingStaysLoaded) {
   Open("copy");
+  if (!GetParam().loaders_error.empty())
+    SetLoaderError(GetParam().loaders_error);
   host.ThrowAtMessage(GetParam().message);
   EXPECT_THROW(module.Open(ProviderPath(GetParam().provider)), Thrown);
   // What follows the last message, the one that threw.
@@ -53,7 +63,8 @@ INSTANTIATE_TEST_SUITE_P(
                     OpenCase{"Library description: ", "scripted", kUnloaded},
                     OpenCase{"Unable to load PKCS#11 module", "absent", ""},
                     OpenCase{ProviderPath("absent") + ": cannot open", "absent", ""},
-                    OpenCase{ProviderPath("absent") + ": cannot open", "absent", ""},
+                    // A line that is complete, and the rest is not logged any more.
+                    OpenCase{"first", "absent", "", "first\nrest"},
                     OpenCase{"Library '", "no_function_list",
                              "dlclose(no_function_list.so), unloaded\n"},
                     OpenCase{"Error initializing", "failing_function_list",
