@@ -140,7 +140,8 @@ TEST_F(StrangeProvider, AnObjectThatVanishesBetweenItsFindingAndItsReading) {
       world.Slot(1).Token().Delete(world.Slot(1).Token().objects.front().handle);
     });
     EXPECT_EQ(List(), "B");
-    EXPECT_THAT(FailureLines(), HasSubstr("Unable to read certificate\n"));
+    EXPECT_EQ(FailureLines(),
+              "Unable to read certificate\nNo certificate associated with token \"Alice\"\n");
     ExpectBalance();
   }
 }
