@@ -117,6 +117,21 @@ TEST_F(TokenCertificate, AnEmptyValueIsLeftToTheParser) {
   )");
 }
 
+TEST_F(TokenCertificate, AnEmptyValueThatTheParserTakesIsACertificate) {
+  OpenWith("");
+  host.ParseNothing();
+  certificate* const cert = module.GetTokenCertificate(session_, 1);
+  EXPECT_TRACE(R"(
+    log 5: Getting certificate with id 1
+    C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 0 bytes
+    C_GetAttributeValue(session 1, object 1, CKA_VALUE[0]) = OK, 0 bytes
+    cert_alloc()
+    cert_parse(0 bytes) = 0
+  )");
+  ASSERT_NE(cert, nullptr);
+  cert_free(cert);
+}
+
 // A byte is asked for even then.
 TEST_F(TokenCertificate, AnEmptyValueGetsOneByte) {
   OpenWith("");

@@ -30,6 +30,8 @@ class Host {
   void ThrowAtCall(const std::string& function) { throw_at_call_ = function; }
   // cert_alloc answers null at the n-th call from now on.
   void FailAlloc(int nth = 1) { allocs_until_failure_ = nth; }
+  // cert_parse takes a certificate of no bytes, too.
+  void ParseNothing() { parses_nothing_ = true; }
   // Transcode answers this instead of its text.
   void TranscodeTo(const std::string& text) { transcoded_ = text; }
   // Records the certificate calls beside cert_alloc, cert_parse and cert_free, too; or "Transcode".
@@ -51,6 +53,7 @@ class Host {
   Certificate* Alloc();
   void Free(Certificate* cert);
   void CheckAlive(const Certificate* cert, const std::string& function);
+  bool parses_nothing() const { return parses_nothing_; }
   const std::string& transcoded() const { return transcoded_; }
 
  private:
@@ -62,6 +65,7 @@ class Host {
   std::string transcoded_;
   std::function<void()> on_message_;
   int allocs_until_failure_ = 0;
+  bool parses_nothing_ = false;
   bool may_lose_ = false;
 };
 
