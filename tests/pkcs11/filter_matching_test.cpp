@@ -44,7 +44,18 @@ INSTANTIATE_TEST_SUITE_P(
         MatchCase{{"|c=X|0"}, "A", false},
         MatchCase{{"|commonName=Example CA|0"}, "A;fail.issuer_attr=-2", false},
         MatchCase{{"|commonName=Example CA|0"}, "A;fail.issuer_attr=-1", false, kUnreadable},
-        MatchCase{{"|commonName=Example CA|0"}, "A;fail.issuer_attr=2", false, kUnreadable}));
+        MatchCase{{"|commonName=Example CA|0"}, "A;fail.issuer_attr=2", false, kUnreadable},
+        // Neither has an empty value, nor what the call wrote before it failed.
+        MatchCase{{"|c=|0"}, "A", false},
+        MatchCase{{"|commonName=|0"}, "A;fail.issuer_attr=-2", false},
+        MatchCase{{"|commonName=|0"}, "A;fail.issuer_attr=-1", false, kUnreadable},
+        MatchCase{{"|commonName=Example CA|0"},
+                  "A;fail.issuer_attr=-2;partial.issuer_attr=Example CA",
+                  false},
+        MatchCase{{"|commonName=Example CA|0"},
+                  "A;fail.issuer_attr=-1;partial.issuer_attr=Example CA",
+                  false,
+                  kUnreadable}));
 
 INSTANTIATE_TEST_SUITE_P(
     KeyUsage, Matching,

@@ -148,6 +148,25 @@ TEST_F(PresentableName, EveryAnswerButZeroMeansThatThereIsNoSubjectAttribute) {
   }
 }
 
+// All attributes are written into one buffer.
+TEST_F(PresentableName, APieceThatCannotBeReadIsNotTheOneBefore) {
+  EXPECT_THAT(Generate("subject_commonName,subject_x", "Alice", "A"), ElementsAre("A", ""));
+  EXPECT_TRACE(Said("log 3: Unable to read subject attribute \"x\" from certificate"));
+  EXPECT_THAT(Generate("subject_commonName,issuer_x", "Alice", "A"), ElementsAre("A", ""));
+  EXPECT_TRACE(Said("log 3: Unable to read issuer attribute \"x\" from certificate"));
+}
+
+TEST_F(PresentableName, WhatWasWrittenBeforeAFailureIsNoPiece) {
+  EXPECT_THAT(Generate("subject_x,issuer_y", "Alice",
+                       "A;fail.subject_attr=-1;partial.subject_attr=half;"
+                       "fail.issuer_attr=-2;partial.issuer_attr=half"),
+              ElementsAre("", ""));
+  EXPECT_TRACE(Said(R"(
+    log 3: Unable to read subject attribute "x" from certificate
+    log 3: Unable to read issuer attribute "y" from certificate
+  )"));
+}
+
 TEST_F(PresentableName, EveryComponentIsVisitedAfterFailures) {
   EXPECT_THAT(Generate("card_x,pin_y,subject_z,issuer_w", "Alice", "A"),
               ElementsAre("", "", "", ""));

@@ -26,11 +26,19 @@ int Copy(const std::string& text, char* buffer, unsigned long long size) {
   return 0;
 }
 
+// What a function that fails may have written by then.
+int FailHavingWritten(const Certificate& cert, const std::string& function, char* buffer,
+                      unsigned long long size) {
+  if (cert.Has("partial." + function))
+    Copy(cert.Text("partial." + function), buffer, size);
+  return cert.Failure(function);
+}
+
 // An attribute of the subject or the issuer; -2 when there is none of that name.
 int Attribute(const Certificate& cert, const std::string& function, const std::string& word,
               const std::string& common_name, char* buffer, unsigned long long size) {
   if (cert.Failure(function) != 0)
-    return cert.Failure(function);
+    return FailHavingWritten(cert, function, buffer, size);
   const std::string::size_type dot = word.find('.');
   if (cert.Has(word))
     return Copy(cert.Text(word), buffer, size);
@@ -85,9 +93,9 @@ long cert_parse(const void* bytes, long length, certificate* cert) {
 
 long cert_subject(const certificate* cert, char* buffer, unsigned long long size) {
   TheHost().CheckAlive(cert, "cert_subject");
-  int result = cert->Failure("subject");
-  if (result == 0)
-    result = Copy(cert->Text("subject", "CN=" + cert->name()), buffer, size);
+  const int result = cert->Failure("subject") != 0
+                         ? FailHavingWritten(*cert, "subject", buffer, size)
+                         : Copy(cert->Text("subject", "CN=" + cert->name()), buffer, size);
   TheHost().Called("cert_subject", Result(cert->name() + ", size " + std::to_string(size), result));
   return result;
 }

@@ -10,6 +10,8 @@
 //   "A;fail.parse=1"                     the result of cert_parse; likewise fail.subject,
 //                                        fail.subject_attr, fail.issuer_attr, fail.is_ca,
 //                                        fail.serial, fail.key_usage, fail.rsa
+//   "A;fail.subject=1;partial.subject=X" what the call writes before it fails; likewise
+//                                        partial.subject_attr and partial.issuer_attr
 //   "A;claim.serial=99999"               a length that is a lie; likewise claim.exponent and
 //                                        claim.modulus
 //   "A;usage=absent;claim.usage=0"       what cert_key_usage stores, whatever it answers
