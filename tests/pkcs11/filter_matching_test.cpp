@@ -120,4 +120,25 @@ TEST_F(Reads, IssuerAttributesOnlyAsFarAsNeeded) {
   )");
 }
 
+TEST_F(Reads, NothingAfterAnAbsentAttribute) {
+  ASSERT_TRUE(module.AddFilter("|a=1,b=2|0"));
+  const Parsed cert("A;issuer.b=2");
+  EXPECT_FALSE(module.MatchesFilter(cert));
+  EXPECT_TRACE(R"(
+    cert_key_usage(A) = -2
+    cert_issuer_attr(A, a, size 1024) = -2
+  )");
+}
+
+TEST_F(Reads, NothingAfterAnUnreadableAttribute) {
+  ASSERT_TRUE(module.AddFilter("|a=1,b=2|0"));
+  const Parsed cert("A;issuer.a=1;issuer.b=2;fail.issuer_attr=-1");
+  EXPECT_FALSE(module.MatchesFilter(cert));
+  EXPECT_TRACE(R"(
+    cert_key_usage(A) = -2
+    cert_issuer_attr(A, a, size 1024) = -1
+    log 3: Unable to read issuer attribute "a" from certificate
+  )");
+}
+
 }  // namespace
