@@ -63,11 +63,15 @@ struct Refused {
 class RefusedFilter : public ModuleTest, public testing::WithParamInterface<Refused> {};
 
 TEST_P(RefusedFilter, ChangesNothing) {
-  ASSERT_TRUE(module.AddFilter("first||1"));
+  ASSERT_TRUE(module.AddFilter("first|commonName=Example CA,c=X|129"));
   for (const bool changed : {false, true}) {
     module.changed = changed;
     EXPECT_FALSE(module.AddFilter(GetParam().spec));
-    EXPECT_THAT(module.filters, SizeIs(1));
+    ASSERT_THAT(module.filters, SizeIs(1));
+    const pkcs11_certificate_filter& filter = module.filters.front();
+    EXPECT_EQ(filter.name, "first");
+    EXPECT_EQ(filter.issuer_attributes, (Attributes{{"commonName", "Example CA"}, {"c", "X"}}));
+    EXPECT_EQ(filter.key_usage, 129);
     EXPECT_EQ(module.changed, changed);
     EXPECT_TRACE("log 3: " + GetParam().message);
   }
