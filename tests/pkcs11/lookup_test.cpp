@@ -52,15 +52,15 @@ TEST_F(Lookup, WithoutTokensFindsNothing) {
 }
 
 TEST_F(Lookup, HandsOverTheSessionInWhichItFoundTheCertificate) {
-  world.Slot(5).Token("Alice").Certificate("A").Certificate("B;serial=00ab7f");
+  world.Slot(4096).Token("Alice").Certificate("A").Certificate("B;serial=00ab7f");
   Open();
   const pkcs11_certificate_location* const location = module.FindCertificate("00ab7f");
-  EXPECT_TRACE(Looking("00ab7f") + SlotLists("slots 5", 1) + BeginSearch(5, 1, kReadWrite) +
+  EXPECT_TRACE(Looking("00ab7f") + SlotLists("slots 4096", 1) + BeginSearch(4096, 1, kReadWrite) +
                Found(1, 1) + Reading(1, 1, "A") + "cert_free(A)\n" + NotThis("01") + Found(1, 2) +
                Reading(1, 2, "B;serial=00ab7f") + "cert_free(B)\n" +
                "C_FindObjectsFinal(session 1) = OK\n" + kFound);
   ASSERT_NE(location, nullptr);
-  EXPECT_EQ(location->slot, 5u);
+  EXPECT_EQ(location->slot, 4096u);
   EXPECT_EQ(location->session, 1u);
   EXPECT_EQ(location->object, 2u);
   Close(location);

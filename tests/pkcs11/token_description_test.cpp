@@ -63,26 +63,34 @@ TEST_F(TokenDescription, FillsEveryFieldOfTheRecord) {
 }
 
 TEST_F(TokenDescription, WithoutSlotInformationThereIsNone) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  world.Slot(4096).Token("Alice").Certificate("A");
   Open();
   world.On("C_GetSlotInfo").Return(CKR_DEVICE_ERROR);
-  EXPECT_THAT(module.GetToken(1), IsEmpty());
+  EXPECT_THAT(module.GetToken(4096), IsEmpty());
   EXPECT_TRACE(R"(
-    C_GetSlotInfo(slot 1) = DEVICE_ERROR
-    log 3: Unabled to get description of slot 1
+    C_GetSlotInfo(slot 4096) = DEVICE_ERROR
+    log 3: Unabled to get description of slot 4096
   )");
 }
 
 TEST_F(TokenDescription, WithoutTokenInformationThereIsNone) {
-  world.Slot(1, "Reader");
+  world.Slot(4096, "Reader");
   Open();
-  EXPECT_THAT(module.GetToken(1), IsEmpty());
+  EXPECT_THAT(module.GetToken(4096), IsEmpty());
   EXPECT_TRACE(R"(
-    C_GetSlotInfo(slot 1) = OK
-    log 5: Getting token for slot 1 on 'Reader'
-    C_GetTokenInfo(slot 1) = TOKEN_NOT_PRESENT
-    log 3: Unable to get info about token in slot 1
+    C_GetSlotInfo(slot 4096) = OK
+    log 5: Getting token for slot 4096 on 'Reader'
+    C_GetTokenInfo(slot 4096) = TOKEN_NOT_PRESENT
+    log 3: Unable to get info about token in slot 4096
   )");
+}
+
+TEST_F(TokenDescription, TheSlotStandsInDecimal) {
+  world.Slot(4096, "Reader").Token("Alice").Certificate("A");
+  Open();
+  EXPECT_THAT(Names(module.GetToken(4096)), ElementsAre("A"));
+  EXPECT_TRACE(TokenPreamble(4096, "Reader", "Alice") + ReadingToken(4096, 1, {"A"}) +
+               Described("A") + "cert_free(A)\n");
 }
 
 TEST_F(TokenDescription, ATokenWithoutCertificatesHasNone) {
