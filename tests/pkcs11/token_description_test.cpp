@@ -336,7 +336,13 @@ TEST_F(TokenDescription, AnythingPositiveIsACa) {
   ASSERT_EQ(records.size(), 2u);
   EXPECT_TRUE(records.front().is_ca);
   EXPECT_FALSE(records.back().is_ca);
-  ClearTrace();
+  EXPECT_TRACE(Before({"A;ca=2", "B;ca=0"}) + R"(
+    log 5: Found certificate for "CN=A"
+    log 5: CA: Yes
+    log 5: Serial: 01
+    log 5: Key length: 2048 bits
+  )" + Described("B") +
+               "cert_free(A)\ncert_free(B)\n");
 }
 
 struct KeyCase {
