@@ -1,4 +1,5 @@
 // FindCertificate and CertificatePresent: finding a certificate again by its serial.
+#include <functional>
 #include <new>
 #include <thread>
 
@@ -112,14 +113,45 @@ TEST_F(Lookup, TheAnswerIsOneRecordForAllModulesAndThreads) {
   EXPECT_EQ(ours, theirs);
 }
 
+// What a vain search leaves in the record: the last slot, its session, which is closed, no object.
+TEST_F(Lookup, AVainSearchLeavesTheLastSlotInTheRecord) {
+  world.Slot(5).Token("Alice").Certificate("A");
+  world.Slot(4096).Token("Bob").Certificate("B;serial=02");
+  Open();
+  const pkcs11_certificate_location* const location = module.FindCertificate("01");
+  Close(location);
+  EXPECT_EQ(module.FindCertificate("03"), nullptr);
+  EXPECT_EQ(location->slot, 4096u);
+  EXPECT_EQ(location->session, 3u);
+  EXPECT_EQ(location->object, 0u);
+}
+
+// The last session is then that of a slot before.
+TEST_F(Lookup, ALastSlotWithoutASessionIsInTheRecordAllTheSame) {
+  world.Slot(5).Token("Alice").Certificate("A");
+  world.Slot(4096).Token("Bob").Certificate("B;serial=02");
+  Open();
+  const pkcs11_certificate_location* const location = module.FindCertificate("01");
+  Close(location);
+  world.On("C_OpenSession", 2).Return(CKR_TOKEN_WRITE_PROTECTED);
+  EXPECT_EQ(module.FindCertificate("03"), nullptr);
+  EXPECT_EQ(location->slot, 4096u);
+  EXPECT_EQ(location->session, 2u);
+  EXPECT_EQ(location->object, 0u);
+}
+
 // A search that does not get as far as a slot leaves nothing of the answer before.
 TEST_F(Lookup, ASearchWithoutSlotsEmptiesTheRecord) {
-  for (const int nth : {1, 2}) {
+  const std::function<void()> kObstacles[] = {
+      [this] { world.On("C_GetSlotList", 1).Return(CKR_DEVICE_ERROR); },
+      [this] { world.On("C_GetSlotList", 2).Return(CKR_DEVICE_ERROR); },
+      [this] { world.Slot(5).Remove(); }};
+  for (const std::function<void()>& obstruct : kObstacles) {
     world.Slot(5).Token("Alice").Certificate("A");
     Open();
     const pkcs11_certificate_location* const location = module.FindCertificate("01");
     Close(location);
-    world.On("C_GetSlotList", nth).Return(CKR_DEVICE_ERROR);
+    obstruct();
     EXPECT_EQ(module.FindCertificate("01"), nullptr);
     EXPECT_EQ(location->slot, 0u);
     EXPECT_EQ(location->session, 0u);
