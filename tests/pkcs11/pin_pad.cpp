@@ -11,6 +11,9 @@ namespace {
 // What the component offers for a PIN.
 constexpr unsigned long kRoom = 128;
 
+// What the callbacks are given as their data.
+PinPad* the_pad = nullptr;
+
 const char* TypeName(pkcs11_pin_type type) {
   switch (type) {
     case PIN_TYPE_USER:
@@ -59,7 +62,13 @@ void CheckOffer(pkcs11_pin_type type, const unsigned char* buffer, unsigned long
 
 }  // namespace
 
+PinPad::PinPad() {
+  EXPECT_EQ(the_pad, nullptr);
+  the_pad = this;
+}
+
 PinPad::~PinPad() {
+  the_pad = nullptr;
   for (const Answer& answer : script_)
     ADD_FAILURE() << "nobody asked: " << TypeName(answer.type) << " = " << answer.text;
 }
@@ -119,7 +128,8 @@ bool PinPad::Give(const Answer& answer, unsigned char* buffer, unsigned long* le
 }
 
 bool PinPad::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
-  PinPad& pad = *static_cast<PinPad*>(data);
+  EXPECT_EQ(data, the_pad);
+  PinPad& pad = *the_pad;
   CheckOffer(type, buffer, *length);
   pad.last_buffer_ = buffer;
   if (pad.script_.empty() || pad.script_.front().type != type) {
@@ -134,6 +144,6 @@ bool PinPad::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* len
 }
 
 void PinPad::Tell(pkcs11_pin_type type, pkcs11_pin_error error, void* data) {
-  EXPECT_NE(data, nullptr);
+  EXPECT_EQ(data, the_pad);
   Note(std::string("tell ") + TypeName(type) + ' ' + ErrorName(error));
 }

@@ -5,8 +5,8 @@
 //   module.Sign("01", data, data_len, signature, &signature_len, pad.ask(), pad.tell(), &pad);
 //
 // leaves "ask USER = PIN of 4 bytes", "tell USER INCORRECT" and "ask USER = cancel" in the trace. A
-// request that is not next in the script is answered with a cancel and fails the test, and so does
-// what is left of the script at the end.
+// request that is not next in the script is answered with a cancel and fails the test, and so do
+// what is left of the script at the end and another pointer than &pad. There is one pad at a time.
 #pragma once
 
 #include <deque>
@@ -24,7 +24,7 @@ class PinPad {
     using std::runtime_error::runtime_error;
   };
 
-  PinPad() = default;
+  PinPad();
   ~PinPad();
   PinPad(const PinPad&) = delete;
   PinPad& operator=(const PinPad&) = delete;
