@@ -24,10 +24,14 @@ struct Typist {
   std::size_t in_buffer = 0;    // Copies while the secret is in the component's buffer.
   std::size_t when_logged = 0;  // The most copies at a message after that.
   std::size_t when_told = 0;    // Copies when the user is told what was wrong.
+  std::size_t when_asked = 0;   // The most copies at a request after that.
+  std::size_t when_logged_out = 0;
   bool was_told = false;
 
   static bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
     Typist& typist = *static_cast<Typist*>(data);
+    if (typist.in_buffer > 0)
+      typist.when_asked = std::max(typist.when_asked, typist.memory->Count(*typist.secret));
     if (type == PIN_TYPE_UNLOCK)
       return true;
     if (type != typist.secret_type) {
@@ -149,6 +153,8 @@ TEST_P(PinHygiene, LeavesNoCopyOfThePin) {
   typist.secret_type = type;
   outcome.set_up(typist, world, type == PIN_TYPE_NEW_USER ? "C_InitPIN" : "C_Login");
   host.OnMessage([&typist] { Logged(typist); });
+  if (type == PIN_TYPE_NEW_USER)
+    world.On("C_Logout").Before([&] { typist.when_logged_out = memory.Count(secret); });
   CK_RV rv = CKR_GENERAL_ERROR;
   std::size_t left = 0;
   try {
@@ -164,6 +170,8 @@ TEST_P(PinHygiene, LeavesNoCopyOfThePin) {
   EXPECT_EQ(typist.in_buffer, 1u) << "the search itself does not work";
   EXPECT_EQ(typist.when_logged, 0u);
   EXPECT_EQ(typist.when_told, 0u);
+  EXPECT_EQ(typist.when_asked, 0u);
+  EXPECT_EQ(typist.when_logged_out, 0u);
   EXPECT_EQ(left, 0u);
   EXPECT_EQ(WritableMemory().Count(secret), 0u);
   for (const std::string& line : scripted::Trace::Instance().lines())
