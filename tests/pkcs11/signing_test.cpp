@@ -346,6 +346,43 @@ TEST_F(SigningTest, AnUnexpectedLoginResultEndsItWithoutLogout) {
                       kClose, Failed(50)}));
 }
 
+// A login that the host has made itself makes this one fail, and stays.
+TEST_F(SigningTest, ATokenThatTheHostIsLoggedInToStaysLoggedIn) {
+  AddTokenWithPin();
+  Open();
+  CK_SESSION_HANDLE session = CK_INVALID_HANDLE;
+  ASSERT_EQ(module.function_list->C_OpenSession(1, CKF_SERIAL_SESSION, nullptr, nullptr, &session),
+            CKR_OK);
+  CK_UTF8CHAR pin[] = {'1', '2', '3', '4'};
+  ASSERT_EQ(module.function_list->C_Login(session, CKU_USER, pin, sizeof pin), CKR_OK);
+  ClearTrace();
+  pad.Type(PIN_TYPE_USER, "1234");
+  EXPECT_FALSE(Sign());
+  EXPECT_TRACE(Lines({R"(
+    log 5: Preparing signature operation...
+    log 5: Finding certificate with serial 01
+    C_GetSlotList(TOKEN_PRESENT, NULL) = OK, 1 slots
+    C_GetSlotList(TOKEN_PRESENT, room for 1) = OK, slots 1
+  )",
+                      BeginSearch(1, 2, "SERIAL|RW") + Found(2, 1) + Reading(2, 1, "A"), R"(
+    cert_free(A)
+    C_FindObjectsFinal(session 2) = OK
+    log 5: Certificate found
+    C_GetAttributeValue(session 2, object 1, CKA_ID[256]) = OK, 1 bytes
+    C_GetTokenInfo(slot 1) = OK
+    log 5: Logging in...
+    C_GetTokenInfo(slot 1) = OK
+    ask USER = PIN of 4 bytes
+    C_Login(session 2, USER, PIN of 4 bytes) = USER_ALREADY_LOGGED_IN
+    log 3: Unexpected token login error: 256
+    C_CloseSession(session 2) = OK
+    log 3: Signature operation failed (256)
+  )"}));
+  EXPECT_EQ(world.Slot(1).Token().login, CKU_USER);
+  EXPECT_EQ(module.function_list->C_Logout(session), CKR_OK);
+  EXPECT_EQ(module.function_list->C_CloseSession(session), CKR_OK);
+}
+
 TEST_F(SigningTest, AnUnknownSerialFailsWithTheWordsOfTheSearch) {
   AddToken();
   Open();
