@@ -446,6 +446,16 @@ TEST_F(SigningTest, AnIdThatFillsTheBufferIsUsedWhole) {
   world.Slot(1).Token("Alice").Certificate("A", id).PrivateKey(id, Key());
   Open();
   EXPECT_TRUE(Sign());
+  EXPECT_TRACE(
+      Lines({kFound, "C_GetAttributeValue(session 1, object 1, CKA_ID[256]) = OK, 256 bytes",
+             kTokenInfo, "log 5: Finding private key...",
+             "C_FindObjectsInit(session 1, CKA_ID=" + Repeated(256, "5a") +
+                 ", CKA_CLASS=CKO_PRIVATE_KEY) = OK",
+             R"(
+    C_FindObjects(session 1, max 1) = OK, object 2
+    C_FindObjectsFinal(session 1) = OK
+  )",
+             kSignature, kClose, kCompleted}));
 }
 
 TEST_F(SigningTest, AnEmptyIdIsLookedForLikeAnyOther) {
@@ -567,6 +577,12 @@ TEST_F(SigningTest, ABufferOfExactlyTheSizeSuffices) {
   AddToken();
   Open();
   EXPECT_TRUE(Sign("01", 128));
+  EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, kKey, R"(
+    log 5: Signing data...
+    C_SignInit(session 1, CKM_RSA_PKCS, object 2) = OK
+    C_Sign(session 1, data 64617461, room for 128) = OK, 128 bytes
+  )",
+                      kClose, kCompleted}));
 }
 
 TEST_F(SigningTest, ASignatureThatClaimsMoreThanTheBufferHoldsFails) {
@@ -696,7 +712,24 @@ TEST_F(SigningTest, TheResultsOfWhatEndsTheSearchesDoNotMatter) {
   Open();
   world.On("C_FindObjectsFinal").Return(CKR_DEVICE_ERROR).Always();
   EXPECT_TRUE(Sign());
-  EXPECT_EQ(world.calls("C_FindObjectsFinal"), 2);
+  EXPECT_TRACE(Lines({R"(
+    log 5: Preparing signature operation...
+    log 5: Finding certificate with serial 01
+    C_GetSlotList(TOKEN_PRESENT, NULL) = OK, 1 slots
+    C_GetSlotList(TOKEN_PRESENT, room for 1) = OK, slots 1
+  )",
+                      BeginSearch(1, 1, "SERIAL|RW") + Found(1, 1) + Reading(1, 1, "A"), R"(
+    cert_free(A)
+    C_FindObjectsFinal(session 1) = DEVICE_ERROR
+    log 5: Certificate found
+  )",
+                      kReadId, kTokenInfo, R"(
+    log 5: Finding private key...
+    C_FindObjectsInit(session 1, CKA_ID=0a, CKA_CLASS=CKO_PRIVATE_KEY) = OK
+    C_FindObjects(session 1, max 1) = OK, object 2
+    C_FindObjectsFinal(session 1) = DEVICE_ERROR
+  )",
+                      kSignature, kClose, kCompleted}));
 }
 
 TEST_F(SigningTest, TheResultsOfLogoutAndCloseDoNotMatter) {

@@ -244,17 +244,30 @@ TEST_F(UnlockTest, AnExceptionFromTheCallbackLogsOutOnTheWay) {
 }
 
 TEST_F(UnlockTest, AnExceptionFromTheErrorCallbackLogsOutOnTheWay) {
-  const error_cb throwing = [](pkcs11_pin_type, pkcs11_pin_error, void*) {
+  const error_cb throwing = [](pkcs11_pin_type type, pkcs11_pin_error error, void* data) {
+    PinPad::tell()(type, error, data);
     throw PinPad::Thrown("told");
   };
-  for (const CK_RV rv : {CKR_PIN_LEN_RANGE, CKR_PIN_INCORRECT, CKR_PIN_LOCKED}) {
+  struct Case {
+    CK_RV rv;
+    const char* told;
+  };
+  for (const auto& [rv, told] : {Case{CKR_PIN_LEN_RANGE,
+                                      "PIN_LEN_RANGE\n"
+                                      "log 5: Passphrase init error: 162\ntell USER INVALID\n"},
+                                 Case{CKR_PIN_INCORRECT, "PIN_INCORRECT\ntell SO INCORRECT\n"},
+                                 Case{CKR_PIN_LOCKED, "PIN_LOCKED\ntell SO LOCKED\n"}}) {
     world.Reset();
     AddToken();
     OpenSession();
     world.On("C_InitPIN").Return(rv);
     pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
     EXPECT_THROW(module.Unlock(session, 1, pad.ask(), throwing, &pad), PinPad::Thrown);
-    EXPECT_FALSE(LoggedIn()) << ResultName(rv);
+    EXPECT_TRACE(std::string(kSecurityOfficerIsIn) + R"(
+    ask NEW_USER = PIN of 4 bytes
+    C_InitPIN(session 1, PIN of 4 bytes) = )" +
+                 told + "C_Logout(session 1) = OK\n");
+    EXPECT_FALSE(LoggedIn());
     module.function_list->C_CloseSession(session);
     session = CK_INVALID_HANDLE;
     module.Close();
