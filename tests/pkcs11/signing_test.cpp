@@ -769,14 +769,29 @@ TEST_F(SigningTest, AnExceptionAfterTheLoginLogsOutAndClosesTheSession) {
       {kFound, kReadId, kTokenInfo, kLogin, kKey, "log 5: Signing data...", kLogout, kClose}));
 }
 
-// Every message on the way, of a login that needs two attempts: whatever was begun is ended.
-class ThrownAt : public SigningTest, public testing::WithParamInterface<const char*> {};
+// Every message on the way, of a login that needs two attempts, and of what can fail: whatever was
+// begun is ended.
+struct MessageCase {
+  const char* message;
+  const char* failing_function = nullptr;
+  int nth = 1;
+  CK_RV rv = CKR_DEVICE_ERROR;
+};
+
+class ThrownAt : public SigningTest, public testing::WithParamInterface<MessageCase> {};
 
 TEST_P(ThrownAt, AMessageNothingIsLeftOpen) {
   AddTokenWithPin();
   Open();
-  host.ThrowAtMessage(GetParam());
-  const pin_cb ask = [](pkcs11_pin_type, unsigned char* buffer, unsigned long* length, void* data) {
+  host.ThrowAtMessage(GetParam().message);
+  if (GetParam().failing_function != nullptr)
+    world.On(GetParam().failing_function, GetParam().nth).Return(GetParam().rv);
+  if (std::string(GetParam().message) == "Passphrase locked")
+    world.Slot(1).Token().PinFlags(CKF_USER_PIN_LOCKED);
+  const pin_cb ask = [](pkcs11_pin_type type, unsigned char* buffer, unsigned long* length,
+                        void* data) {
+    if (type == PIN_TYPE_UNLOCK)
+      return false;
     const std::string pin = *static_cast<int*>(data) == 0 ? "9999" : "1234";
     ++*static_cast<int*>(data);
     pin.copy(reinterpret_cast<char*>(buffer), pin.size());
@@ -792,14 +807,24 @@ TEST_P(ThrownAt, AMessageNothingIsLeftOpen) {
   EXPECT_FALSE(world.Slot(1).Token().login.has_value());
   EXPECT_EQ(host.certificates_alive(), 0u);
   EXPECT_THAT(world.Violations(false), testing::IsEmpty());
+  world.Slot(1).Token().pin_flags.reset();
   EXPECT_TRUE(module.Sign("01", signature, 4, signature, &length, ask, nullptr, &num_asked));
 }
 
-INSTANTIATE_TEST_SUITE_P(Messages, ThrownAt,
-                         testing::Values("Preparing signature operation", "Certificate found",
-                                         "Logging in", "Token login error", "Previous failed",
-                                         "Finding private key", "Signing data",
-                                         "Signature operation completed"));
+INSTANTIATE_TEST_SUITE_P(
+    Messages, ThrownAt,
+    testing::Values(MessageCase{"Preparing signature operation"}, MessageCase{"Certificate found"},
+                    MessageCase{"Logging in"}, MessageCase{"Token login error"},
+                    MessageCase{"Previous failed"}, MessageCase{"Finding private key"},
+                    MessageCase{"Signing data"}, MessageCase{"Signature operation completed"},
+                    MessageCase{"Unable to read certificate ID", "C_GetAttributeValue", 3},
+                    MessageCase{"Unable to get info about token", "C_GetTokenInfo", 1},
+                    // Of the login.
+                    MessageCase{"Unable to get info about token", "C_GetTokenInfo", 2},
+                    MessageCase{"Passphrase locked"},
+                    MessageCase{"Unexpected token login error", "C_Login"},
+                    MessageCase{"Signature operation aborted", "C_Sign", 1, CKR_CANCEL},
+                    MessageCase{"Signature operation failed", "C_Sign"}));
 
 TEST_F(SigningTest, ACardPulledOutBetweenTwoCallsIsAFailureAndNoMore) {
   // The healthy run tells how many calls there are.
