@@ -3,7 +3,9 @@
 #include "scripted_host/scripted_host.h"
 
 std::string KVUtils::LongToString(long long value) {
-  return std::to_string(value);
+  const std::string text = std::to_string(value);
+  scripted_host::Host::Instance().Called("LongToString", '(' + text + ')');
+  return text;
 }
 
 std::vector<std::string> KVUtils::StringLines(const std::string& text, std::string* rest) {
@@ -40,6 +42,7 @@ bool KVUtils::DecodeStringList(const std::string& text, std::list<std::string>* 
 }
 
 std::string KVUtils::Strip(const std::string& text, const std::string& chars) {
+  scripted_host::Host::Instance().Called("Strip", "(\"" + text + "\", \"" + chars + "\")");
   const std::string::size_type first = text.find_first_not_of(chars);
   const std::string::size_type last = text.find_last_not_of(chars);
   return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);

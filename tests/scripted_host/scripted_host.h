@@ -34,7 +34,8 @@ class Host {
   void ParseNothing() { parses_nothing_ = true; }
   // Transcode answers this instead of its text.
   void TranscodeTo(const std::string& text) { transcoded_ = text; }
-  // Records the certificate calls beside cert_alloc, cert_parse and cert_free, too; or "Transcode".
+  // Records the certificate calls beside cert_alloc, cert_parse and cert_free, too; or "Transcode",
+  // "LongToString", "Strip".
   void Record(const std::string& function) { recorded_.insert(function); }
   void RecordInspection();
   // An exception is about to lose certificates that nobody can free.
