@@ -7,9 +7,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -91,6 +96,56 @@ TEST_F(LogfileTest, AFileGetsOneStampedLineAMessage) {
       << lines[0];
   EXPECT_TRUE(std::regex_match(lines[1], std::regex(stamp + R"(5 Fetching tokens\.\.\.)")))
       << lines[1];
+}
+
+// The time zone of the process. In the POSIX form, which needs no database of time zones.
+class TimeZone {
+ public:
+  explicit TimeZone(const char* zone) {
+    if (const char* const before = std::getenv("TZ"))
+      before_ = before;
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+  ~TimeZone() {
+    if (before_)
+      setenv("TZ", before_->c_str(), 1);
+    else
+      unsetenv("TZ");
+    tzset();
+  }
+  TimeZone(const TimeZone&) = delete;
+  TimeZone& operator=(const TimeZone&) = delete;
+
+ private:
+  std::optional<std::string> before_;
+};
+
+// To the second, in the form of a stamp.
+std::string UtcNow() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  std::tm utc = {};
+  gmtime_r(&now, &utc);
+  char text[32] = {};
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
+  return text;
+}
+
+TEST_F(LogfileTest, StampsAreInUtcWhateverTheTimeZone) {
+  // East and west of Greenwich: Tokyo and Honolulu.
+  for (const char* zone : {"JST-9", "HST10"}) {
+    const TimeZone elsewhere(zone);
+    const std::time_t epoch = 0;
+    std::tm local = {};
+    ASSERT_NE(localtime_r(&epoch, &local)->tm_hour, 0) << "the time zone has no effect";
+    ASSERT_TRUE(log_.LogToFile(path_));
+    const std::string before = UtcNow();
+    log_.Log("now", 3);
+    const std::string after = UtcNow();
+    const std::string stamp = FileLines().back().substr(0, before.size());
+    EXPECT_LE(before, stamp) << zone;
+    EXPECT_LE(stamp, after) << zone;
+  }
 }
 
 TEST_F(LogfileTest, AMessageCannotForgeALineOfItsOwn) {
@@ -232,6 +287,12 @@ TEST_F(LogfileTest, WhatAFunctionThrowsComesOutAndTheLogGoesOn) {
   EXPECT_THAT(collected_, ElementsAre("kept"));
 }
 
+// A stamp, a level and a message of one hundred equal letters.
+void ExpectWhole(const std::string& line) {
+  ASSERT_EQ(line.size(), 127u) << line;
+  EXPECT_EQ(line.find_first_not_of(line[27], 27), std::string::npos) << line;
+}
+
 TEST_F(LogfileTest, LinesOfSeveralThreadsDoNotMix) {
   ASSERT_TRUE(log_.LogToFile(path_));
   std::vector<std::thread> threads;
@@ -245,10 +306,82 @@ TEST_F(LogfileTest, LinesOfSeveralThreadsDoNotMix) {
     thread.join();
   const std::vector<std::string> lines = FileLines();
   ASSERT_EQ(lines.size(), 1000u);
-  for (const std::string& line : lines) {
-    ASSERT_EQ(line.size(), 127u);
-    EXPECT_EQ(line.find_first_not_of(line[27], 27), std::string::npos) << line;
+  for (const std::string& line : lines)
+    ExpectWhole(line);
+}
+
+TEST_F(LogfileTest, AFunctionIsEnteredByOneThreadAtATimeAndGetsEveryMessage) {
+  // Nothing here is protected but by the log.
+  std::atomic<bool> entered = false;
+  int num_overlaps = 0;
+  std::vector<int> next(4, 0);
+  log_.LogToFunction([&](const std::string& message, int thread) {
+    num_overlaps += entered.exchange(true) ? 1 : 0;
+    EXPECT_EQ(message, std::to_string(next[static_cast<std::size_t>(thread)]++)) << thread;
+    std::this_thread::yield();
+    entered = false;
+  });
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this, i] {
+      for (int j = 0; j < 1000; ++j)
+        log_.Log(std::to_string(j), i);
+    });
   }
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(num_overlaps, 0);
+  EXPECT_THAT(next, testing::Each(1000));
+}
+
+TEST_F(LogfileTest, SinksAndLevelsMayChangeWhileOtherThreadsLog) {
+  std::atomic<bool> done = false;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&, i] {
+      while (!done) {
+        log_.Log(std::string(100, static_cast<char>('a' + i)), 3);
+        std::this_thread::yield();
+      }
+    });
+  }
+  std::atomic<bool> entered = false;
+  std::atomic<int> num_overlaps = 0;
+  std::atomic<int> num_torn = 0;
+  std::atomic<int> num_messages = 0;
+  const auto function = [&](const std::string& message, int) {
+    num_overlaps += entered.exchange(true) ? 1 : 0;
+    num_torn += message == std::string(100, message[0]) ? 0 : 1;
+    ++num_messages;
+    entered = false;
+  };
+  testing::internal::CaptureStderr();
+  for (int round = 0; round < 100; ++round) {
+    // Until something gets through: the four log as long as this lasts.
+    log_.LogToFunction(function);
+    for (const int before = num_messages; num_messages == before;)
+      std::this_thread::yield();
+    EXPECT_TRUE(log_.LogToFile(path_));
+    for (const auto before = std::filesystem::file_size(path_);
+         std::filesystem::file_size(path_) == before;)
+      std::this_thread::yield();
+    log_.SetMaxLevel(2);
+    log_.LogToStandardError();
+    log_.SetMaxLevel(5);
+    std::this_thread::yield();
+    log_.LogToNothing();
+  }
+  done = true;
+  for (std::thread& thread : threads)
+    thread.join();
+  std::istringstream standard_error(testing::internal::GetCapturedStderr());
+  EXPECT_EQ(num_overlaps, 0);
+  EXPECT_EQ(num_torn, 0);
+  EXPECT_GE(FileLines().size(), 100u);
+  for (const std::string& line : FileLines())
+    ExpectWhole(line);
+  for (std::string line; std::getline(standard_error, line);)
+    ExpectWhole(line);
 }
 
 }  // namespace
