@@ -130,6 +130,8 @@ TEST(Transcode, LeavesTextThatCannotBeConvertedUnchanged) {
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "US-ASCII", "M\xc3\xbcller"), "M\xc3\xbcller");
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "ISO-8859-1", "ok \xff\xfe"), "ok \xff\xfe");
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "ISO-8859-1", "cut \xc3"), "cut \xc3");
+  // Approximated ("M?ller", "Muller") is not converted, least of all in a file name.
+  EXPECT_EQ(KVUtils::Transcode("UTF-8", "US-ASCII//TRANSLIT", "M\xc3\xbcller"), "M\xc3\xbcller");
 }
 
 TEST(Transcode, LeavesTextBetweenUnknownEncodingsUnchanged) {
