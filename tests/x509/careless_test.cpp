@@ -148,11 +148,15 @@ TEST(Careless, OptionalFieldsThatShiftLaterOnes) {
   certificate.version = der::Context(1, der::Integer("\x02"));
   EXPECT_EQ(ParseCode(certificate.Der()), CodeOf(Reason::kSerialType));
   // Neither may extensions under another tag be skipped.
-  for (const int number : {0, 1, 2, 4}) {
+  const std::pair<int, Reason> numbers[] = {{0, Reason::kTbsTrailing},
+                                            {1, Reason::kConstructed},  // the unique identifiers
+                                            {2, Reason::kConstructed},
+                                            {4, Reason::kTbsTrailing}};
+  for (const auto& [number, reason] : numbers) {
     Certificate other;
     const std::string list = der::Sequence(der::BasicConstraints(der::Boolean(0xff)));
     other.after_extensions = der::Context(number, list);
-    EXPECT_NE(ParseCode(other.Der()), 0) << number;
+    EXPECT_EQ(ParseCode(other.Der()), CodeOf(reason)) << number;
   }
   // A critical flag of another type is not skipped to the value behind it.
   EXPECT_EQ(ParseCode(Certificate()
@@ -161,11 +165,11 @@ TEST(Careless, OptionalFieldsThatShiftLaterOnes) {
                           .Der()),
             CodeOf(Reason::kExtensionValueType));
   // A pathLenConstraint in front of cA leaves cA over.
-  EXPECT_LT(
+  EXPECT_EQ(
       Parsed(
           Certificate().Add(der::BasicConstraints(der::Integer("\x01") + der::Boolean(0xff))).Der())
           .IsCa(),
-      0);
+      -CodeOf(Reason::kBasicConstraintsTrailing));
 }
 
 TEST(Careless, TrailingOctetsInEverySequence) {
@@ -368,14 +372,21 @@ TEST(Careless, OidsComparedAsPrefixes) {
 // Text.
 
 TEST(Careless, ANulInsideAValue) {
-  for (const std::string& value :
-       {der::Utf8(Z("good.example\0.bad.example")), der::Printable(Z("a\0b")), der::Ia5(Z("\0")),
-        der::Tlv(0x14, Z("a\0")), der::Tlv(0x1a, Z("a\0b")), der::Tlv(0x12, Z("1\0")),
-        der::Tlv(0x1e, Z("\0a\0\0\0b")), der::Tlv(0x1c, Z("\0\0\0a\0\0\0\0"))}) {
-    EXPECT_NE(ParseCode(WithSubject(NameOf(value)).Der()), 0);
+  const std::pair<std::string, Reason> values[] = {
+      {der::Utf8(Z("good.example\0.bad.example")), Reason::kStringNul},
+      {der::Printable(Z("a\0b")), Reason::kStringNul},
+      {der::Ia5(Z("\0")), Reason::kStringNul},
+      {der::Tlv(0x14, Z("a\0")), Reason::kStringNul},
+      {der::Tlv(0x1e, Z("\0a\0\0\0b")), Reason::kStringNul},
+      {der::Tlv(0x1c, Z("\0\0\0a\0\0\0\0")), Reason::kStringNul},
+      // Of which the set has no NUL.
+      {der::Tlv(0x1a, Z("a\0b")), Reason::kVisibleStringSet},
+      {der::Tlv(0x12, Z("1\0")), Reason::kNumericStringSet}};
+  for (const auto& [value, reason] : values) {
+    EXPECT_EQ(ParseCode(WithSubject(NameOf(value)).Der()), CodeOf(reason));
     Certificate issuer;
     issuer.issuer = NameOf(value);
-    EXPECT_NE(ParseCode(issuer.Der()), 0);
+    EXPECT_EQ(ParseCode(issuer.Der()), CodeOf(reason));
   }
 }
 
@@ -393,13 +404,32 @@ TEST(Careless, AValueThatPretendsToBeAnotherAttribute) {
 }
 
 TEST(Careless, WideStringsOfOddLengthAndSurrogates) {
-  for (const std::string& contents : {Z("\0"), Z("\0a\0"), Z("\xd8\x00"), Z("\xdb\xff"),
-                                      Z("\xdc\x00"), Z("\xdf\xff"), Z("\xd8\x3d\xde\x42")})
-    EXPECT_NE(ParseCode(WithSubject(NameOf(der::Tlv(0x1e, contents))).Der()), 0);
-  for (const std::string& contents :
-       {Z("\0"), Z("\0\0"), Z("\0\0\0"), Z("\0\0\0a\0"), Z("\0\0\xd8\0"), Z("\0\0\xdf\xff"),
-        Z("\0\x11\0\0"), Z("\xff\xff\xff\xff"), Z("\x80\0\0a")})
-    EXPECT_NE(ParseCode(WithSubject(NameOf(der::Tlv(0x1c, contents))).Der()), 0);
+  struct Wide {
+    int tag;
+    Reason reason;
+    std::string contents;
+  };
+  const Wide strings[] = {{0x1e, Reason::kBmpStringLength, Z("\0")},
+                          {0x1e, Reason::kBmpStringLength, Z("\0a\0")},
+                          {0x1e, Reason::kBmpStringSurrogate, Z("\xd8\x00")},
+                          {0x1e, Reason::kBmpStringSurrogate, Z("\xdb\xff")},
+                          {0x1e, Reason::kBmpStringSurrogate, Z("\xdc\x00")},
+                          {0x1e, Reason::kBmpStringSurrogate, Z("\xdf\xff")},
+                          {0x1e, Reason::kBmpStringSurrogate, Z("\xd8\x3d\xde\x42")},
+                          {0x1c, Reason::kUniversalStringLength, Z("\0")},
+                          {0x1c, Reason::kUniversalStringLength, Z("\0\0")},
+                          {0x1c, Reason::kUniversalStringLength, Z("\0\0\0")},
+                          {0x1c, Reason::kUniversalStringLength, Z("\0\0\0a\0")},
+                          {0x1c, Reason::kUniversalStringRange, Z("\0\0\xd8\0")},
+                          {0x1c, Reason::kUniversalStringRange, Z("\0\0\xdf\xff")},
+                          {0x1c, Reason::kUniversalStringRange, Z("\0\x11\0\0")},
+                          {0x1c, Reason::kUniversalStringRange, Z("\xff\xff\xff\xff")},
+                          {0x1c, Reason::kUniversalStringRange, Z("\x80\0\0a")}};
+  for (const Wide& wide : strings) {
+    EXPECT_EQ(ParseCode(WithSubject(NameOf(der::Tlv(wide.tag, wide.contents))).Der()),
+              CodeOf(wide.reason))
+        << &wide - strings;
+  }
 }
 
 TEST(Careless, OverlongUtf8) {
@@ -471,14 +501,27 @@ TEST(Careless, AnEmptyListOfExtensions) {
 }
 
 TEST(Careless, BasicConstraintsThatCannotBeReadAreNotNo) {
-  for (const std::string& value :
-       {std::string(), Z("\x00"), Z("\x30"), Z("\x30\x80\x00\x00"), Z("\x30\x81\x00"),
-        Z("\x30\x01"), Z("\x30\x01\x01"), Z("\x30\x02\x01\x00"), Z("\x30\x03\x01\x01"),
-        Z("\x30\x00\x00"), Z("\x31\x00"), Z("\x30\x04\x01\x02\x00\x00"), Z("\x30\x02\x05\x00"),
-        Z("\x30\x03\x02\x01\xff"), Z("\x30\x02\x02\x00"), Z("\x30\x06\x01\x01\x00\x01\x01\xff")}) {
+  const std::pair<std::string, Reason> values[] = {
+      {"", Reason::kBasicConstraintsType},
+      {Z("\x00"), Reason::kBasicConstraintsType},
+      {Z("\x31\x00"), Reason::kBasicConstraintsType},
+      {Z("\x30"), Reason::kHeaderCutShort},
+      {Z("\x30\x01\x01"), Reason::kHeaderCutShort},
+      {Z("\x30\x80\x00\x00"), Reason::kIndefiniteLength},
+      {Z("\x30\x81\x00"), Reason::kLengthNotMinimal},
+      {Z("\x30\x01"), Reason::kContentsCutShort},
+      {Z("\x30\x03\x01\x01"), Reason::kContentsCutShort},
+      {Z("\x30\x02\x01\x00"), Reason::kBooleanLength},
+      {Z("\x30\x04\x01\x02\x00\x00"), Reason::kBooleanLength},
+      {Z("\x30\x00\x00"), Reason::kBasicConstraintsTrailing},
+      {Z("\x30\x02\x05\x00"), Reason::kPathLengthType},
+      {Z("\x30\x06\x01\x01\x00\x01\x01\xff"), Reason::kPathLengthType},
+      {Z("\x30\x03\x02\x01\xff"), Reason::kPathLengthNegative},
+      {Z("\x30\x02\x02\x00"), Reason::kIntegerEmpty}};
+  for (const auto& [value, reason] : values) {
     const Parsed cert(Certificate().Add(der::Extension("2.5.29.19", value)).Der());
     EXPECT_EQ(cert.code(), 0);
-    EXPECT_LT(cert.IsCa(), 0);
+    EXPECT_EQ(cert.IsCa(), -CodeOf(reason));
   }
 }
 
