@@ -354,6 +354,18 @@ TEST(Careless, OidArcsBeyond64Bits) {
       Parsed(Certificate().Add(der::Sequence(usage, der::OctetString(der::KeyUsageBits(4)))).Der())
           .KeyUsageCode(),
       -2);
+  // 2.5.29.(19 + 2^64) is not basic constraints.
+  const std::string constraints =
+      der::Tlv(0x06, Z("\x55\x1d\x82\x80\x80\x80\x80\x80\x80\x80\x80\x13"));
+  const std::string yes = der::OctetString(der::Sequence(der::Boolean(0xff)));
+  EXPECT_EQ(Parsed(Certificate().Add(der::Sequence(constraints, yes)).Der()).IsCa(), 0);
+  // 1.2.840.113549.1.1.(1 + 2^64) is not rsaEncryption.
+  const std::string algorithm = der::Tlv(0x06, Z("\x2a\x86\x48\x86\xf7\x0d\x01\x01\x82\x80\x80"
+                                                 "\x80\x80\x80\x80\x80\x80\x01"));
+  Certificate key;
+  key.public_key = der::PublicKey(der::Sequence(algorithm, der::Null()),
+                                  der::Sequence(der::Unsigned("\xc1"), der::Unsigned("\x03")));
+  EXPECT_EQ(Parsed(key.Der()).Modulus().code, CodeOf(Reason::kNotRsa));
 }
 
 TEST(Careless, OidsComparedAsPrefixes) {
