@@ -475,9 +475,16 @@ TEST(Careless, ConversionsThatGrow) {
 }
 
 TEST(Careless, AnAttributeLookedUpInTheText) {
-  const Parsed cert(Certificate().Subject({{"O", "x,CN=fake"}, {"OU", "CN=fake"}}).Der());
-  EXPECT_EQ(cert.SubjectAttr("CN").code, -2);
-  EXPECT_EQ(cert.SubjectAttr("OU").text, "CN=fake");
+  const der::NameText name = {{"O", "x,CN=fake"}, {"OU", "CN=fake"}, {"L", "x\nCN=fake"}};
+  const der::NameText other = {{"CN", "other"}};
+  const Parsed subject(Certificate().Subject(name).Issuer(other).Der());
+  EXPECT_EQ(subject.SubjectAttr("CN").code, -2);
+  EXPECT_EQ(subject.SubjectAttr("OU").text, "CN=fake");
+  EXPECT_EQ(subject.IssuerAttr("CN").text, "other");
+  const Parsed issuer(Certificate().Subject(other).Issuer(name).Der());
+  EXPECT_EQ(issuer.IssuerAttr("CN").code, -2);
+  EXPECT_EQ(issuer.IssuerAttr("OU").text, "CN=fake");
+  EXPECT_EQ(issuer.SubjectAttr("CN").text, "other");
 }
 
 // Extensions.
