@@ -556,22 +556,44 @@ TEST(Careless, KeyUsageWithoutBitsIsNotAbsent) {
 
 // Times.
 
-TEST(Careless, TimesThatNobodyAsksFor) {
+using MakeTime = std::string (*)(const std::string& text);
+
+// In place of either time of the validity.
+void ExpectTimeRefused(const std::string& time, Reason reason, const std::string& what) {
   const std::string good = der::Utc("260101000000Z");
-  // Every octet of a time replaced by what is no digit.
-  for (std::size_t i = 0; i < 13; ++i) {
-    for (const char c : {' ', '/', ':', '-', '\0', 'Z', '\xb0'}) {
-      std::string text = "260101000000Z";
-      if (text[i] == c)
-        continue;
-      text[i] = c;
-      Certificate first;
-      first.validity = der::Sequence(der::Utc(text), good);
-      EXPECT_EQ(ParseCode(first.Der()), CodeOf(Reason::kTimeForm)) << i;
-      Certificate second;
-      second.validity = der::Sequence(good, der::Utc(text));
-      EXPECT_EQ(ParseCode(second.Der()), CodeOf(Reason::kTimeForm)) << i;
+  Certificate first;
+  first.validity = der::Sequence(time, good);
+  EXPECT_EQ(ParseCode(first.Der()), CodeOf(reason)) << "first: " << what;
+  Certificate second;
+  second.validity = der::Sequence(good, time);
+  EXPECT_EQ(ParseCode(second.Der()), CodeOf(reason)) << "second: " << what;
+}
+
+TEST(Careless, TimesThatNobodyAsksFor) {
+  const std::pair<MakeTime, std::string> times[] = {{der::Utc, "260101000000Z"},
+                                                    {der::Generalized, "20260101000000Z"}};
+  for (const auto& [make, good] : times) {
+    Certificate certificate;
+    certificate.validity = der::Sequence(make(good), make(good));
+    ASSERT_EQ(ParseCode(certificate.Der()), 0);
+    // Every octet replaced by what does not belong there.
+    for (std::size_t i = 0; i < good.size(); ++i) {
+      for (const char c : {' ', '/', ':', '-', '\0', 'Z', '\xb0'}) {
+        std::string text = good;
+        text[i] = c;
+        if (text != good)
+          ExpectTimeRefused(make(text), Reason::kTimeForm, text);
+      }
     }
+  }
+}
+
+TEST(Careless, TimesThatNoClockShows) {
+  for (const char* text : {"261301000000Z", "260001000000Z", "260132000000Z", "260101240000Z",
+                           "260101006000Z", "260101000060Z", "260101000099Z"}) {
+    ExpectTimeRefused(der::Utc(text), Reason::kTimeRange, text);
+    const std::string with_century = std::string("20") + text;
+    ExpectTimeRefused(der::Generalized(with_century), Reason::kTimeRange, with_century);
   }
 }
 
