@@ -1,6 +1,9 @@
 // Certificates that nobody issues, made by rule: what they answer, and that the differential rule
 // holds for each.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <climits>
 
 #include "der_writer.h"
 #include "differential.h"
@@ -366,6 +369,20 @@ TEST(Generated, InputOfOneMebibyteAndOneOctetMore) {
   EXPECT_EQ(Parsed(certificate.Der()).code(), 0);
   certificate.padding += '\xff';
   EXPECT_EQ(Parsed(certificate.Der()).code(), CodeOf(Reason::kInputTooLarge));
+}
+
+TEST(Generated, InputOfMoreThanOneMebibyteIsNotRead) {
+  // Octets of which each read ends the program.
+  const std::size_t kSize = (1 << 20) + 1;
+  void* const unreadable =
+      mmap(nullptr, kSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(unreadable, MAP_FAILED);
+  const std::unique_ptr<certificate, void (*)(certificate*)> cert(cert_alloc(), cert_free);
+  for (const int length : {static_cast<int>(kSize), INT_MAX}) {
+    EXPECT_EQ(cert_parse(static_cast<unsigned char*>(unreadable), length, cert.get()),
+              CodeOf(Reason::kInputTooLarge));
+  }
+  munmap(unreadable, kSize);
 }
 
 // Characters, one by one, against the definitions.
