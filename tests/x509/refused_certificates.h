@@ -1,0 +1,28 @@
+// Certificates that are refused, each with its reason: one that is accepted, with a change.
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "der_writer.h"
+#include "host/x509/refusal.h"
+
+struct RefusalCase {
+  const char* name;
+  x509::Reason reason;
+  std::function<void(der::Certificate&)> change;
+
+  std::string Der() const {
+    der::Certificate certificate;
+    change(certificate);
+    return certificate.Der();
+  }
+};
+
+inline void PrintTo(const RefusalCase& one, std::ostream* out) {
+  *out << one.name;
+}
+
+const std::vector<RefusalCase>& RefusedCertificates();
