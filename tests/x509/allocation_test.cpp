@@ -6,6 +6,7 @@
 #include "host/certificate.h"
 #include "host/x509/refusal.h"
 #include "memory_watch.h"
+#include "refused_certificates.h"
 
 namespace {
 
@@ -60,6 +61,57 @@ TEST(Allocations, ThatFailMakeParseSaySoAndLeaveTheRecordAsItWas) {
     EXPECT_STREQ(subject, "CN=old");
   }
   EXPECT_EQ(Parse(new_der, cert), 0);
+  cert_free(cert);
+}
+
+// Every answer that is made of another part of the record.
+void ExpectOld(const certificate* cert, const char* what) {
+  char subject[100] = "?";
+  EXPECT_EQ(cert_subject(cert, subject, sizeof subject), 0) << what;
+  EXPECT_STREQ(subject, "CN=old") << what;
+  char issuer[100] = "?";
+  EXPECT_EQ(cert_issuer_attr(cert, "CN", issuer, sizeof issuer), 0) << what;
+  EXPECT_STREQ(issuer, "old CA") << what;
+  unsigned char serial[100] = {};
+  unsigned long serial_len = sizeof serial;
+  EXPECT_EQ(cert_serial(cert, serial, &serial_len), 0) << what;
+  EXPECT_EQ(std::string(serial, serial + serial_len), "old") << what;
+  EXPECT_EQ(cert_is_ca(cert), 1) << what;
+  int usage = 0;
+  EXPECT_EQ(cert_key_usage(cert, &usage), 0) << what;
+  EXPECT_EQ(usage, 4) << what;
+  unsigned char exponent[17] = {};
+  unsigned long exponent_len = sizeof exponent;
+  unsigned char modulus[300] = {};
+  unsigned long modulus_len = sizeof modulus;
+  EXPECT_EQ(cert_rsa_public_key_components(cert, exponent, &exponent_len, modulus, &modulus_len), 0)
+      << what;
+  EXPECT_EQ(std::string(modulus, modulus + modulus_len), "\x81old") << what;
+}
+
+TEST(Allocations, ThatFailOnTheWayToARefusalChangeNothingButTheReason) {
+  certificate* const cert = cert_alloc();
+  Certificate old;
+  old.Serial("old").Issuer({{"CN", "old CA"}}).Subject({{"CN", "old"}}).Rsa("\x81old");
+  ASSERT_EQ(Parse(old.KeyUsage(4).Ca(true).Der(), cert), 0);
+  // The copy of the certificate, and the list of its extensions when it is long.
+  for (const int failing : {0, 1}) {
+    int num_failed = 0;
+    for (const RefusalCase& refusal : RefusedCertificates()) {
+      const std::string der = refusal.Der();
+      int code = 0;
+      bool failed = false;
+      {
+        const Watch watch(failing);
+        code = Parse(der, cert);
+        failed = memory.num_allocations > failing;
+      }
+      EXPECT_EQ(code, failed ? kOutOfMemory : static_cast<int>(refusal.reason)) << refusal.name;
+      num_failed += failed ? 1 : 0;
+      ExpectOld(cert, refusal.name);
+    }
+    EXPECT_GT(num_failed, 0) << "nothing allocates so often: " << failing;
+  }
   cert_free(cert);
 }
 
