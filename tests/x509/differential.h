@@ -1,6 +1,7 @@
 // The rule that the library is held to, with libcrypto as the oracle:
 //
-// 1. What we accept, libcrypto accepts, and every answer is equal.
+// 1. What we accept, libcrypto accepts, and every answer is equal. Of a VisibleString in a name,
+//    which it does not take, the same as an IA5String.
 // 2. What libcrypto accepts or answers and we do not has a reason that is on a list.
 #pragma once
 

@@ -149,6 +149,27 @@ TEST(Generated, StringsOfEveryTypeAndEverySingleOctet) {
   }
 }
 
+TEST(Generated, VisibleStringsOfEveryCharacterInBothNames) {
+  std::string characters;
+  for (char c = 0x20; c < 0x7f; ++c)
+    characters += c;
+  const std::string visible = der::Tlv(0x1a, characters);
+  const std::string names[] = {NameOf(visible),
+                               der::Sequence(der::Set(der::Attribute("CN", der::Printable("a")),
+                                                      der::Attribute("O", visible)),
+                                             der::Set(der::Attribute("C", visible))),
+                               // A type without a word.
+                               der::Sequence(der::Set(der::Attribute("1.2.3", visible)))};
+  for (const std::string& subject : names) {
+    for (const std::string& issuer : names) {
+      Certificate certificate;
+      certificate.subject = subject;
+      certificate.issuer = issuer;
+      EXPECT_EQ(Compare(certificate.Der()), 0);
+    }
+  }
+}
+
 TEST(Generated, AttributeValuesOfEveryTag) {
   for (int tag = 0; tag < 256; ++tag) {
     for (const std::string& contents : {Z(""), Z("\x00"), Z("\x00\x31"), Z("1234")}) {
