@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 struct HostAnswers {
@@ -22,6 +23,15 @@ struct HostAnswers {
   Text key_usage;  // decimal
   Text exponent;
   Text modulus;  // of the same code
+
+  bool operator==(const HostAnswers& other) const {
+    const auto all = [](const HostAnswers& answers) {
+      return std::tie(answers.parse_code, answers.subject, answers.subject_attrs,
+                      answers.issuer_attrs, answers.is_ca, answers.serial, answers.key_usage,
+                      answers.exponent, answers.modulus);
+    };
+    return all(*this) == all(other);
+  }
 };
 
 // Asks the library of this project, and the binding of libcrypto in examples/openssl_host.
