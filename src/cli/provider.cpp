@@ -33,8 +33,8 @@ std::optional<int> WholeNumber(const std::string& text) {
   return number;
 }
 
-// The component takes any text for an attribute's name; one with a blank at its beginning, as it
-// comes behind a comma, is no certificate's.
+// The component takes any text for an attribute's name. One with a blank, as it comes behind a
+// comma, no certificate has.
 void WarnOfBlanks(const std::string& filter, const pkcs11_certificate_filter& parsed) {
   for (const auto& [name, value] : parsed.issuer_attributes) {
     if (name.find(' ') != std::string::npos)

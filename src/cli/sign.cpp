@@ -157,8 +157,8 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
     return usable;
   if (selection.has_copies)
     Complain(
-        "note: the certificate is there more than once; the key and the PIN are those of the one "
-        "in " +
+        "note: the certificate is there more than once; the key and the PIN are those of the"
+        " one in " +
         Quoted(selection.record->slot_description));
   if (data->size() > MaxDataLength(*selection.record)) {
     Complain("with --digest " + options.digest + " " + std::to_string(data->size()) +
