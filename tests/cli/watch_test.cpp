@@ -49,6 +49,8 @@ TEST_F(WatchTest, TheIntervalHasAPointWhereACommaIsTheCustom) {
   RunProgram({"localedef", "--force", "--inputfile", File("comma.def"), File("comma")});
   environment_.erase("LC_ALL");
   environment_["LOCPATH"] = File(".");
+  // Debian 12's setlocale() loses the path's parts when it is for one category.
+  environment_["ASAN_OPTIONS"] = "detect_leaks=0";
   environment_["LC_NUMERIC"] = "comma";
   ASSERT_EQ(RunProgram({"/usr/bin/printf", "%.1f", "1"}, environment_).out, "1,0");
   const Finished watch = Cardcert({"watch", "--count", "1", "--interval", "0.5"});
