@@ -213,46 +213,70 @@ TEST_F(Loading, TheLoaderGetsTheConvertedPathAndMessagesTheOriginal) {
   EXPECT_EQ(module.GetLibraryPath(), "caf\xc3\xa9.so");
 }
 
-// A provider of which the path has to be converted, and what is said when it cannot be used.
-struct ConvertedCase {
+// A provider that cannot be used, and what is said of PATH, the path as it was given.
+struct UnusableProvider {
   std::string provider;
   std::string trace;
+
+  std::string TraceWith(const std::string& path) const {
+    std::string text = trace;
+    return text.replace(text.find("PATH"), 4, path);
+  }
 };
 
-class ConvertedPath : public Loading, public testing::WithParamInterface<ConvertedCase> {};
+const UnusableProvider kUnusableProviders[] = {{"absent", R"(
+    dlopen(absent.so, RTLD_LAZY) = NULL
+    log 2: Unable to load PKCS#11 module 'PATH':
+    dlerror()
+    log 2: absent.so: cannot open shared object file: No such file or directory
+  )"},
+                                               {"no_function_list", R"(
+    dlopen(no_function_list.so, RTLD_LAZY) = OK
+    dlsym(C_GetFunctionList) = NULL
+    log 2: Library 'PATH' does not seem to be a PKCS#11 module
+    dlclose(no_function_list.so), unloaded
+  )"},
+                                               {"failing_function_list", R"(
+    dlopen(failing_function_list.so, RTLD_LAZY) = OK
+    dlsym(C_GetFunctionList) = OK
+    log 2: Error initializing PKCS#11 module 'PATH': 2
+    dlclose(failing_function_list.so), unloaded
+  )"},
+                                               {"null_function_list", R"(
+    dlopen(null_function_list.so, RTLD_LAZY) = OK
+    dlsym(C_GetFunctionList) = OK
+    log 2: Error initializing PKCS#11 module 'PATH': 5
+    dlclose(null_function_list.so), unloaded
+  )"},
+                                               {"failing_initialize", R"(
+    dlopen(failing_initialize.so, RTLD_LAZY) = OK
+    dlsym(C_GetFunctionList) = OK
+    log 2: Error initializing PKCS#11 module 'PATH': 401
+    dlclose(failing_initialize.so), unloaded
+  )"}};
 
-TEST_P(ConvertedPath, IsNotWhatTheMessagesName) {
+class Unusable : public Loading, public testing::WithParamInterface<UnusableProvider> {};
+
+TEST_P(Unusable, WithAConvertedPathIsCalledByThePathThatWasGiven) {
   host.TranscodeTo(ProviderPath(GetParam().provider));
   EXPECT_EQ(module.Open("original.so"), -1);
-  EXPECT_TRACE(GetParam().trace);
+  EXPECT_TRACE(GetParam().TraceWith("original.so"));
   EXPECT_EQ(module.GetLibraryPath(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Failures, ConvertedPath,
-                         testing::Values(ConvertedCase{"absent", R"(
-          dlopen(absent.so, RTLD_LAZY) = NULL
-          log 2: Unable to load PKCS#11 module 'original.so':
-          dlerror()
-          log 2: absent.so: cannot open shared object file: No such file or directory
-        )"},
-                                         ConvertedCase{"no_function_list", R"(
-          dlopen(no_function_list.so, RTLD_LAZY) = OK
-          dlsym(C_GetFunctionList) = NULL
-          log 2: Library 'original.so' does not seem to be a PKCS#11 module
-          dlclose(no_function_list.so), unloaded
-        )"},
-                                         ConvertedCase{"failing_function_list", R"(
-          dlopen(failing_function_list.so, RTLD_LAZY) = OK
-          dlsym(C_GetFunctionList) = OK
-          log 2: Error initializing PKCS#11 module 'original.so': 2
-          dlclose(failing_function_list.so), unloaded
-        )"},
-                                         ConvertedCase{"failing_initialize", R"(
-          dlopen(failing_initialize.so, RTLD_LAZY) = OK
-          dlsym(C_GetFunctionList) = OK
-          log 2: Error initializing PKCS#11 module 'original.so': 401
-          dlclose(failing_initialize.so), unloaded
-        )"}));
+TEST_P(Unusable, UnloadsTheProviderBeforeAllTheSame) {
+  OpenUnchanged();
+  EXPECT_EQ(OpenProvider(GetParam().provider), -1);
+  EXPECT_TRACE(std::string(R"(
+    C_Finalize(NULL) = OK
+    dlclose(scripted.so), unloaded
+  )") + GetParam().TraceWith(GetParam().provider + ".so"));
+  EXPECT_FALSE(module.changed);
+  ExpectNothingLoaded();
+}
+
+INSTANTIATE_TEST_SUITE_P(Providers, Unusable, testing::ValuesIn(kUnusableProviders),
+                         [](const auto& test) { return test.param.provider; });
 
 // The largest value of PKCS#11 is minus one: numbers are signed in messages.
 TEST_F(Loading, AMissingIdentityIsReportedUnderTheOriginalPathAndWithASignedNumber) {
@@ -308,57 +332,6 @@ TEST_F(Loading, OpeningAnotherProviderUnloadsTheFirst) {
   )");
   EXPECT_EQ(module.GetLibraryPath(), ProviderPath("copy"));
 }
-
-// A provider that cannot be loaded, and what follows the unloading of the one before.
-struct BadPathCase {
-  const char* provider;
-  const char* trace;
-};
-
-class BadPath : public Loading, public testing::WithParamInterface<BadPathCase> {};
-
-TEST_P(BadPath, UnloadsTheProviderBeforeAllTheSame) {
-  OpenUnchanged();
-  EXPECT_EQ(OpenProvider(GetParam().provider), -1);
-  EXPECT_TRACE(std::string(R"(
-    C_Finalize(NULL) = OK
-    dlclose(scripted.so), unloaded
-  )") + GetParam().trace);
-  EXPECT_FALSE(module.changed);
-  ExpectNothingLoaded();
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, BadPath,
-                         testing::Values(BadPathCase{"absent", R"(
-          dlopen(absent.so, RTLD_LAZY) = NULL
-          log 2: Unable to load PKCS#11 module 'absent.so':
-          dlerror()
-          log 2: absent.so: cannot open shared object file: No such file or directory
-        )"},
-                                         BadPathCase{"no_function_list", R"(
-          dlopen(no_function_list.so, RTLD_LAZY) = OK
-          dlsym(C_GetFunctionList) = NULL
-          log 2: Library 'no_function_list.so' does not seem to be a PKCS#11 module
-          dlclose(no_function_list.so), unloaded
-        )"},
-                                         BadPathCase{"failing_function_list", R"(
-          dlopen(failing_function_list.so, RTLD_LAZY) = OK
-          dlsym(C_GetFunctionList) = OK
-          log 2: Error initializing PKCS#11 module 'failing_function_list.so': 2
-          dlclose(failing_function_list.so), unloaded
-        )"},
-                                         BadPathCase{"null_function_list", R"(
-          dlopen(null_function_list.so, RTLD_LAZY) = OK
-          dlsym(C_GetFunctionList) = OK
-          log 2: Error initializing PKCS#11 module 'null_function_list.so': 5
-          dlclose(null_function_list.so), unloaded
-        )"},
-                                         BadPathCase{"failing_initialize", R"(
-          dlopen(failing_initialize.so, RTLD_LAZY) = OK
-          dlsym(C_GetFunctionList) = OK
-          log 2: Error initializing PKCS#11 module 'failing_initialize.so': 401
-          dlclose(failing_initialize.so), unloaded
-        )"}));
 
 TEST_F(Loading, AFailureKeepsTheConfigurationAndWhetherAnythingChanged) {
   ASSERT_TRUE(module.SetNameComponents("card_label"));
