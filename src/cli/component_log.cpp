@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "cli/console.h"
-#include "cli/text.h"
+#include "cli/terminal/console.h"
+#include "cli/terminal/text.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <csignal>
 #include <exception>
 
-#include "cli/commands.h"
-#include "cli/console.h"
+#include "cli/commands/commands.h"
+#include "cli/terminal/console.h"
 
 namespace {
 

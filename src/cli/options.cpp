@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <sstream>
 
-#include "cli/console.h"
-#include "cli/digest_info.h"
-#include "cli/encoding.h"
 #include "cli/exit_status.h"
 #include "cli/help.h"
+#include "cli/output/encoding.h"
+#include "cli/signature/digest_info.h"
+#include "cli/terminal/console.h"
 #include "host/kvutils.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/pin_source.h"
+#include "cli/pins/pin_source.h"
 
 // What every command that uses a provider understands. Texts are in UTF-8, whatever encoding the
 // command line came in.

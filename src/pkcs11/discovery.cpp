@@ -9,13 +9,13 @@
 
 #include "host/kvutils.h"
 #include "host/logfile.h"
-#include "pkcs11/certificate_owner.h"
-#include "pkcs11/decimal.h"
-#include "pkcs11/fixed_text.h"
+#include "pkcs11/detail/certificate_owner.h"
+#include "pkcs11/detail/decimal.h"
+#include "pkcs11/detail/fixed_text.h"
+#include "pkcs11/detail/session.h"
+#include "pkcs11/detail/text_buffer.h"
+#include "pkcs11/detail/token_slots.h"
 #include "pkcs11/pkcs11.h"
-#include "pkcs11/session.h"
-#include "pkcs11/text_buffer.h"
-#include "pkcs11/token_slots.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include "host/kvutils.h"
 #include "host/logfile.h"
+#include "pkcs11/detail/text_buffer.h"
 #include "pkcs11/pkcs11.h"
-#include "pkcs11/text_buffer.h"
 
 namespace {
 

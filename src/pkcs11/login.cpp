@@ -4,10 +4,10 @@
 #include <optional>
 
 #include "host/logfile.h"
-#include "pkcs11/decimal.h"
-#include "pkcs11/pin_buffer.h"
+#include "pkcs11/detail/decimal.h"
+#include "pkcs11/detail/pin_buffer.h"
+#include "pkcs11/detail/session.h"
 #include "pkcs11/pkcs11.h"
-#include "pkcs11/session.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 
 #include "host/kvutils.h"
 #include "host/logfile.h"
-#include "pkcs11/decimal.h"
-#include "pkcs11/fixed_text.h"
-#include "pkcs11/function_list.h"
+#include "pkcs11/detail/decimal.h"
+#include "pkcs11/detail/fixed_text.h"
+#include "pkcs11/detail/function_list.h"
 #include "pkcs11/pkcs11.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // The naming specification, and the presentable names that are built from it.
 #include "host/kvutils.h"
 #include "host/logfile.h"
-#include "pkcs11/fixed_text.h"
+#include "pkcs11/detail/fixed_text.h"
+#include "pkcs11/detail/text_buffer.h"
 #include "pkcs11/pkcs11.h"
-#include "pkcs11/text_buffer.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "host/logfile.h"
-#include "pkcs11/decimal.h"
+#include "pkcs11/detail/decimal.h"
+#include "pkcs11/detail/session.h"
 #include "pkcs11/pkcs11.h"
-#include "pkcs11/session.h"
 
 namespace {
 

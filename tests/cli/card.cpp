@@ -11,7 +11,7 @@
 #include <sstream>
 #include <string>
 
-#include "provider/control.h"
+#include "scripted_provider/control.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "cli/describe.h"
+#include "cli/commands/describe.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/json.h"
-#include "cli/key_usage.h"
-#include "cli/table.h"
+#include "cli/commands/key_usage.h"
+#include "cli/output/json.h"
+#include "cli/output/table.h"
 
 namespace {
 

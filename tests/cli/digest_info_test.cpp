@@ -1,9 +1,9 @@
-#include "cli/digest_info.h"
+#include "cli/signature/digest_info.h"
 
 #include <gtest/gtest.h>
 
-#include "cli/encoding.h"
-#include "cli/text.h"
+#include "cli/output/encoding.h"
+#include "cli/terminal/text.h"
 #include "temp_folder.h"
 
 namespace {

@@ -7,7 +7,7 @@
 
 #include "cli/exit_status.h"
 #include "cli/options.h"
-#include "cli/text.h"
+#include "cli/terminal/text.h"
 
 namespace {
 

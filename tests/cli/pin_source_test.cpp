@@ -1,4 +1,4 @@
-#include "cli/pin_source.h"
+#include "cli/pins/pin_source.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "cli/pin_words.h"
+#include "cli/pins/pin_words.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "cli/serials.h"
+#include "cli/commands/serials.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -10,7 +10,7 @@
 #include "faults/direct_loader.h"
 #include "faults/failing_memory.h"
 #include "pkcs11/pkcs11.h"
-#include "provider/control.h"
+#include "scripted_provider/control.h"
 #include "x509/der_writer.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <filesystem>
 
 #include "pkcs11/pkcs11.h"
-#include "provider/control.h"
+#include "scripted_provider/control.h"
 #include "x509/der_writer.h"
 
 namespace {

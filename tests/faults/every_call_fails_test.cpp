@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "faults/operations.h"
-#include "provider/names.h"
+#include "scripted_provider/names.h"
 
 namespace faults {
 namespace {

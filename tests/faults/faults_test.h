@@ -10,8 +10,8 @@
 
 #include "faults/direct_loader.h"
 #include "pkcs11/pkcs11.h"
-#include "provider/control.h"
 #include "scripted_host/scripted_host.h"
+#include "scripted_provider/control.h"
 
 namespace faults {
 

@@ -1,5 +1,5 @@
 // The buffer of a PIN: nothing of it stays.
-#include "pkcs11/pin_buffer.h"
+#include "pkcs11/detail/pin_buffer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 
 #include "pkcs11/expected.h"
 #include "pkcs11/module_test.h"
-#include "provider/names.h"
+#include "scripted_provider/names.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <map>
 #include <optional>
 
-#include "provider/trace.h"
+#include "scripted_provider/trace.h"
 
 extern "C" {
 void* __real_dlopen(const char* path, int mode);

@@ -1,7 +1,7 @@
 // Open: loading a provider, and refusing what is none.
 #include "pkcs11/loader_wraps.h"
 #include "pkcs11/module_test.h"
-#include "provider/names.h"
+#include "scripted_provider/names.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <set>
 #include <string>
 
-#include "provider/trace.h"
+#include "scripted_provider/trace.h"
 
 extern "C" {
 void* __real_malloc(std::size_t size);

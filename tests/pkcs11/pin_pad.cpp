@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "provider/trace.h"
+#include "scripted_provider/trace.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "pkcs11/pkcs11.h"
-#include "provider/control.h"
+#include "scripted_provider/control.h"
 
 // Compares all that happened since the last EXPECT_TRACE (or Open()) with an indented raw string,
 // line by line; a failure shows the difference.

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "provider/trace.h"
+#include "scripted_provider/trace.h"
 
 namespace scripted_host {
 

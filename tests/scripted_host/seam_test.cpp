@@ -34,7 +34,7 @@ const std::set<std::string> kPlatformHeaders = {
     "<p11-kit/pkcs11.h>", "<utility>", "<dlfcn.h>"};
 
 bool IsAllowed(const std::string& name) {
-  static const std::regex of_the_component("\"pkcs11/([a-z0-9_]+\\.h)\"");
+  static const std::regex of_the_component("\"pkcs11/((?:detail/)?[a-z0-9_]+\\.h)\"");
   std::smatch parts;
   if (std::regex_match(name, parts, of_the_component))
     return fs::exists(fs::path(COMPONENT_FOLDER) / parts[1].str());

@@ -4,7 +4,7 @@
 #include "host/logfile.h"
 #include "pkcs11/pin_pad.h"
 #include "pkcs11/provider_test.h"
-#include "provider/make_certificate.h"
+#include "scripted_provider/make_certificate.h"
 
 namespace {
 

@@ -1,0 +1,69 @@
+#include "cli/output/table.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "cli/commands/describe.h"
+#include "cli/commands/key_usage.h"
+#include "cli/terminal/text.h"
+
+namespace {
+
+// Free text is cut, so that one certificate cannot push the others off the screen. Serials are
+// never cut: they are what other commands ask for.
+constexpr std::size_t kMaxTextColumns = 48;
+
+constexpr std::size_t kNumColumns = 7;
+using Row = std::array<std::string, kNumColumns>;
+
+std::string FreeText(const std::string& text) {
+  return CutToWidth(WithSingleBlanks(EscapeForTerminal(text)), kMaxTextColumns);
+}
+
+const char* YesNo(bool yes) {
+  return yes ? "yes" : "no";
+}
+
+Row Cells(const pkcs11_certificate& record) {
+  return {FreeText(NameText(record)),       record.serial,       std::to_string(KeyBits(record)),
+          KeyUsageText(record.key_usage),   YesNo(record.is_ca), YesNo(record.matches_filter),
+          FreeText(record.slot_description)};
+}
+
+}  // namespace
+
+std::string CertificateTable(const std::list<pkcs11_certificate>& records) {
+  std::vector<Row> rows = {{"NAME", "SERIAL", "BITS", "KEY USAGE", "CA", "MATCHES", "SLOT"}};
+  for (const pkcs11_certificate& record : records)
+    rows.push_back(Cells(record));
+
+  std::array<std::size_t, kNumColumns> widths = {};
+  for (const Row& row : rows) {
+    for (std::size_t i = 0; i < kNumColumns; ++i)
+      widths[i] = std::max(widths[i], DisplayWidth(row[i]));
+  }
+
+  std::string table;
+  for (const Row& row : rows) {
+    std::string line;
+    std::size_t pending = 0;  // Blanks are written only before text: none at the end of a line.
+    for (std::size_t i = 0; i < kNumColumns; ++i) {
+      if (!row[i].empty()) {
+        line.append(pending, ' ');
+        line += row[i];
+        pending = 0;
+      }
+      pending += widths[i] - DisplayWidth(row[i]) + 2;
+    }
+    table += line + "\n";
+  }
+  return table;
+}
+
+std::string CertificateLine(const pkcs11_certificate& record) {
+  const Row cells = Cells(record);
+  return cells[0] + "  " + cells[1] + "  " + cells[2] + " bits  " + cells[3] +
+         (record.is_ca ? "  CA" : "") + (record.matches_filter ? "" : "  (filtered out)") + "  " +
+         cells[6];
+}

@@ -1,0 +1,245 @@
+// The card by itself, without a reader: bytes in, bytes out.
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "emulated_card/apdu.h"
+#include "emulated_card/piv_card.h"
+
+namespace {
+
+const std::string kDiscovery = "00cb3fff035c017e00";
+const std::string kRightPin = "0020008008313233343536ffff";
+const std::string kWrongPinCommand = "0020008008393939393939ffff";
+const std::string kRightPuk = "00200081083132333435363738";
+
+Bytes FromHex(const std::string& hex) {
+  Bytes bytes;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+    bytes.push_back(static_cast<std::uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
+  return bytes;
+}
+
+std::string ToHex(const Bytes& bytes) {
+  std::string hex;
+  for (const std::uint8_t byte : bytes) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", byte);
+    hex += digits;
+  }
+  return hex;
+}
+
+// A key and a certificate of it, in files.
+class KeyFiles {
+ public:
+  KeyFiles() : key_(EVP_RSA_gen(2048)) {
+    Write(key_path(), [this](std::FILE* file) {
+      PEM_write_PrivateKey(file, key_, nullptr, nullptr, 0, nullptr, nullptr);
+    });
+    X509* const certificate = X509_new();
+    X509_set_version(certificate, 2);
+    ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1);
+    X509_gmtime_adj(X509_getm_notBefore(certificate), 0);
+    X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
+    X509_set_pubkey(certificate, key_);
+    X509_sign(certificate, key_, EVP_sha256());
+    Write(certificate_path(), [&](std::FILE* file) { PEM_write_X509(file, certificate); });
+    X509_free(certificate);
+  }
+  ~KeyFiles() {
+    EVP_PKEY_free(key_);
+    std::filesystem::remove_all(folder_);
+  }
+  KeyFiles(const KeyFiles&) = delete;
+  KeyFiles& operator=(const KeyFiles&) = delete;
+
+  std::string key_path() const { return folder_ + "/key.pem"; }
+  std::string certificate_path() const { return folder_ + "/certificate.pem"; }
+  std::string state_path() const { return folder_ + "/state"; }
+  EVP_PKEY* key() const { return key_; }
+
+ private:
+  template <typename Function>
+  static void Write(const std::string& path, Function write) {
+    std::FILE* const file = std::fopen(path.c_str(), "w");
+    write(file);
+    std::fclose(file);
+  }
+  static std::string NewFolder() {
+    std::string path = testing::TempDir() + "card_test.XXXXXX";
+    return mkdtemp(path.data());
+  }
+
+  std::string folder_ = NewFolder();
+  EVP_PKEY* key_;
+};
+
+class CardTest : public testing::Test {
+ protected:
+  void Insert() {
+    std::map<std::uint8_t, RsaKey> keys;
+    for (const std::uint8_t reference : Bytes{0x9a, 0x9c, 0x9e})
+      keys.emplace(reference, RsaKey(files_.key_path(), files_.certificate_path()));
+    card_ = std::make_unique<PivCard>(
+        std::move(keys), PinState::LoadOrCreate(files_.state_path(), "123456", "12345678"),
+        files_.state_path());
+    apdus_ = std::make_unique<ApduLayer>(
+        [this](const Command& command) { return card_->Execute(command); });
+  }
+  void SetUp() override { Insert(); }
+
+  std::string Send(const std::string& hex) { return ToHex(apdus_->Exchange(FromHex(hex))); }
+
+  // GENERAL AUTHENTICATE in two links, as drivers send it. The whole answer, status word included.
+  std::string SignWith(const std::string& reference, const Bytes& block) {
+    const Bytes request = Tlv({0x7c}, Tlv({0x82}, {}) + Tlv({0x81}, block));
+    const std::string hex = ToHex(request);
+    EXPECT_EQ(Send("108707" + reference + "ff" + hex.substr(0, 510)), "9000");
+    char length[3];
+    std::snprintf(length, sizeof length, "%02x", static_cast<unsigned>(request.size() - 255));
+    std::string answer = Send("008707" + reference + length + hex.substr(510) + "00");
+    while (answer.size() > 4 && answer.substr(answer.size() - 4, 2) == "61")
+      answer = answer.substr(0, answer.size() - 4) + Send("00c0000000");
+    return answer;
+  }
+
+  static Bytes Block() {
+    Bytes block(256, 0xff);
+    block[0] = 0;
+    block[1] = 1;
+    return block;
+  }
+
+  KeyFiles files_;
+  std::unique_ptr<PivCard> card_;
+  std::unique_ptr<ApduLayer> apdus_;
+};
+
+TEST_F(CardTest, SelectsItsApplicationWithAndWithoutVersion) {
+  const std::string answer = "61114f0600001000010079074f05a0000003089000";
+  EXPECT_EQ(Send("00a404000ba00000030800001000010000"), answer);
+  EXPECT_EQ(Send("00a4040009a0000003080000100000"), answer);
+  EXPECT_EQ(Send("00a4040009a0000000030000000000"), "6a82");
+}
+
+TEST_F(CardTest, GivesOutADataObjectAndKnowsNoOther) {
+  EXPECT_EQ(Send(kDiscovery), "7e124f0ba0000003080000100001005f2f0240009000");
+  EXPECT_EQ(Send("00cb3fff055c035fc10c00"), "6a82");
+  EXPECT_EQ(Send("00cb3fff055c035fc10b00"), "6a82") << "there is no key 9D on this card";
+}
+
+TEST_F(CardTest, GivesOutACertificateInPieces) {
+  std::string answer = Send("00cb3fff055c035fc10500");
+  while (answer.substr(answer.size() - 4, 2) == "61")
+    answer = answer.substr(0, answer.size() - 4) + Send("00c0000000");
+  const Bytes der = RsaKey(files_.key_path(), files_.certificate_path()).certificate_der();
+  EXPECT_NE(answer.find(ToHex(Tlv({0x70}, der) + FromHex("710100fe00")) + "9000"),
+            std::string::npos);
+}
+
+TEST_F(CardTest, CountsWrongPinsAndBlocks) {
+  EXPECT_EQ(Send("00200080"), "63c3");
+  EXPECT_EQ(Send(kWrongPinCommand), "63c2");
+  EXPECT_EQ(Send(kWrongPinCommand), "63c1");
+  EXPECT_EQ(Send(kRightPin), "9000");
+  EXPECT_EQ(Send("00200080"), "9000") << "verified";
+  for (const char* answer : {"63c2", "63c1", "6983"})
+    EXPECT_EQ(Send(kWrongPinCommand), answer);
+  EXPECT_EQ(Send(kRightPin), "6983");
+}
+
+TEST_F(CardTest, RemembersTriesWhenItIsOutOfTheReader) {
+  Send(kWrongPinCommand);
+  Insert();
+  EXPECT_EQ(Send("00200080"), "63c2");
+}
+
+TEST_F(CardTest, TakesNoTryForAPinOfTheWrongForm) {
+  EXPECT_EQ(Send("0020008008ffffffffffffffff"), "6a80");
+  EXPECT_EQ(Send("0020008008313233ff34353637"), "6a80");
+  EXPECT_EQ(Send("0020008004313233343536ff"), "6700") << "Lc says four, seven follow";
+  EXPECT_EQ(Send("00200080"), "63c3");
+}
+
+TEST_F(CardTest, IsUnblockedWithThePuk) {
+  for (int i = 0; i < 3; ++i)
+    Send(kWrongPinCommand);
+  EXPECT_EQ(Send("002c0080103132333435363738363534333231ffff"), "9000");
+  EXPECT_EQ(Send("0020008008363534333231ffff"), "9000");
+}
+
+TEST_F(CardTest, IsUnblockedByASecurityOfficerWhoIsLoggedIn) {
+  EXPECT_EQ(Send("002c028008363534333231ffff"), "6982");
+  EXPECT_EQ(Send(kRightPuk), "9000");
+  EXPECT_EQ(Send("002c028008363534333231ffff"), "9000");
+  EXPECT_EQ(Send("0020008008363534333231ffff"), "9000");
+  EXPECT_EQ(Send("002c028006313233343536"), "9000") << "without padding";
+  EXPECT_EQ(Send(kRightPin), "9000");
+}
+
+TEST_F(CardTest, BlocksThePukAfterThreeWrongOnes) {
+  for (const char* answer : {"63c2", "63c1", "6983"})
+    EXPECT_EQ(Send("002c0080103939393939393939363534333231ffff"), answer);
+  EXPECT_EQ(Send(kRightPuk), "6983");
+}
+
+TEST_F(CardTest, ChangesPinAndPuk) {
+  EXPECT_EQ(Send("0024008010313233343536ffff363534333231ffff"), "9000");
+  EXPECT_EQ(Send(kRightPin), "63c2");
+  EXPECT_EQ(Send("002400811031323334353637383837363534333231"), "9000");
+  EXPECT_EQ(Send(kRightPuk), "63c2");
+}
+
+TEST_F(CardTest, SignsOnlyAfterThePin) {
+  EXPECT_EQ(SignWith("9a", Block()), "6982");
+  Send(kRightPin);
+  const std::string answer = SignWith("9a", Block());
+  const Bytes signature = *RsaKey(files_.key_path(), files_.certificate_path()).Apply(Block());
+  EXPECT_EQ(answer, ToHex(Tlv({0x7c}, Tlv({0x82}, signature))) + "9000");
+  EXPECT_EQ(SignWith("9a", Block()), answer) << "as often as one likes";
+  card_->Reset();
+  EXPECT_EQ(SignWith("9a", Block()), "6982");
+}
+
+TEST_F(CardTest, SignsWithTheSignatureKeyOnlyRightAfterThePin) {
+  Send(kRightPin);
+  Send(kDiscovery);
+  EXPECT_EQ(SignWith("9c", Block()), "6982");
+  Send(kRightPin);
+  EXPECT_EQ(SignWith("9c", Block()).size(), 2 * (4 + 4 + 256 + 2));
+  EXPECT_EQ(SignWith("9c", Block()), "6982") << "once";
+}
+
+TEST_F(CardTest, OpensDoorsWithoutAPin) {
+  EXPECT_EQ(SignWith("9e", Block()).size(), 2 * (4 + 4 + 256 + 2));
+}
+
+TEST_F(CardTest, RefusesABlockThatIsNotLessThanTheModulus) {
+  EXPECT_EQ(SignWith("9e", Bytes(256, 0xff)), "6a80");
+}
+
+TEST_F(CardTest, RefusesWhatItDoesNotKnow) {
+  EXPECT_EQ(Send("00fd000000"), "6d00");
+  EXPECT_EQ(Send("0087119a00"), "6a86");
+  EXPECT_EQ(Send("00cb"), "6700");
+  EXPECT_EQ(Send("00c0000000"), "6985") << "nothing to give out";
+}
+
+TEST(TlvTest, FindsNothingBeyondTheEnd) {
+  EXPECT_EQ(FindTlv(FromHex("8102aabb"), 0x81), FromHex("aabb"));
+  EXPECT_EQ(FindTlv(FromHex("82008101cc"), 0x81), FromHex("cc"));
+  EXPECT_FALSE(FindTlv(FromHex("8103aabb"), 0x81));
+  EXPECT_FALSE(FindTlv(FromHex("8183"), 0x81));
+  EXPECT_FALSE(FindTlv(FromHex("81ffffffffff"), 0x81));
+  EXPECT_FALSE(FindTlv({}, 0x81));
+}
+
+}  // namespace

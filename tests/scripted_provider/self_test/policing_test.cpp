@@ -1,0 +1,150 @@
+// What the scripted provider has to say of a caller that errs. A fake that lets it pass would make
+// every test that leans on it worthless.
+#include "scripted_provider/self_test/provider_fixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Policing : public Provider {
+ protected:
+  void SetUp() override {
+    Provider::SetUp();
+    world.Slot(1).Token("Alice").UserPin("1234").Certificate("A");
+  }
+  void Finalize() { EXPECT_EQ(p11->C_Finalize(nullptr), CKR_OK); }
+};
+
+TEST_F(Policing, AWellBehavedCallerHearsNothing) {
+  const CK_SESSION_HANDLE session = OpenSession(1);
+  EXPECT_EQ(Login(session, CKU_USER, "1234"), CKR_OK);
+  EXPECT_THAT(Search(session, CKO_CERTIFICATE), ElementsAre(1));
+  EXPECT_EQ(p11->C_Logout(session), CKR_OK);
+  EXPECT_EQ(p11->C_CloseSession(session), CKR_OK);
+  Finalize();
+  EXPECT_THAT(world.Violations(), IsEmpty());
+}
+
+TEST_F(Policing, CallsOutsideOfTheProvidersLife) {
+  CK_INFO info = {};
+  EXPECT_EQ(p11->C_Initialize(nullptr), CKR_CRYPTOKI_ALREADY_INITIALIZED);
+  Finalize();
+  EXPECT_EQ(p11->C_GetInfo(&info), CKR_CRYPTOKI_NOT_INITIALIZED);
+  EXPECT_EQ(p11->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+  EXPECT_THAT(world.Violations(),
+              ElementsAre("C_Initialize twice", "C_GetInfo while the provider is not initialized",
+                          "C_Finalize while the provider is not initialized"));
+}
+
+TEST_F(Policing, AProviderThatIsNeverFinalized) {
+  EXPECT_THAT(world.Violations(false), IsEmpty());
+  EXPECT_THAT(world.Violations(), ElementsAre("the provider was never finalized"));
+}
+
+TEST_F(Policing, SessionsLeftOpen) {
+  OpenSession(1);
+  EXPECT_THAT(world.Violations(),
+              ElementsAre("session 1 was never closed", "the provider was never finalized"));
+  Finalize();
+  EXPECT_THAT(world.Violations(), ElementsAre("C_Finalize with session 1 open"));
+}
+
+TEST_F(Policing, ClosedSessions) {
+  const CK_SESSION_HANDLE session = OpenSession(1);
+  EXPECT_EQ(p11->C_CloseSession(session), CKR_OK);
+  EXPECT_EQ(p11->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+  EXPECT_EQ(p11->C_Logout(session), CKR_SESSION_HANDLE_INVALID);
+  Finalize();
+  EXPECT_THAT(world.Violations(), ElementsAre("a call on session 1, which is not open",
+                                              "a call on session 1, which is not open"));
+}
+
+TEST_F(Policing, TwoSearchesAtOnce) {
+  const CK_SESSION_HANDLE session = OpenSession(1);
+  CK_OBJECT_HANDLE object = 0;
+  CK_ULONG count = 0;
+  EXPECT_EQ(p11->C_FindObjects(session, &object, 1, &count), CKR_OPERATION_NOT_INITIALIZED);
+  EXPECT_EQ(p11->C_FindObjectsFinal(session), CKR_OPERATION_NOT_INITIALIZED);
+  EXPECT_EQ(p11->C_FindObjectsInit(session, nullptr, 0), CKR_OK);
+  EXPECT_EQ(p11->C_FindObjectsInit(session, nullptr, 0), CKR_OPERATION_ACTIVE);
+  EXPECT_EQ(p11->C_CloseSession(session), CKR_OK);
+  Finalize();
+  EXPECT_THAT(world.Violations(),
+              ElementsAre("C_FindObjects without a search", "C_FindObjectsFinal without a search",
+                          "C_FindObjectsInit during a search"));
+}
+
+TEST_F(Policing, LoginsAndLogouts) {
+  const CK_SESSION_HANDLE session = OpenSession(1);
+  EXPECT_EQ(p11->C_Logout(session), CKR_USER_NOT_LOGGED_IN);
+  EXPECT_EQ(Login(session, CKU_USER, "1234"), CKR_OK);
+  EXPECT_EQ(p11->C_CloseSession(session), CKR_OK);
+  Finalize();
+  EXPECT_THAT(world.Violations(),
+              ElementsAre("C_Logout without a login", "session 1 closed without C_Logout"));
+}
+
+TEST_F(Policing, FunctionsThatNobodyNeeds) {
+  EXPECT_EQ(p11->C_SeedRandom(1, nullptr, 0), CKR_FUNCTION_NOT_SUPPORTED);
+  EXPECT_EQ(p11->C_CloseAllSessions(1), CKR_FUNCTION_NOT_SUPPORTED);
+  Finalize();
+  EXPECT_THAT(world.Violations(),
+              ElementsAre("C_SeedRandom was called", "C_CloseAllSessions was called"));
+}
+
+TEST_F(Policing, APollThatWouldBlockAndASessionThatIsParallel) {
+  CK_SLOT_ID slot = 0;
+  CK_SESSION_HANDLE session = 0;
+  EXPECT_EQ(p11->C_WaitForSlotEvent(0, &slot, nullptr), CKR_FUNCTION_NOT_SUPPORTED);
+  EXPECT_EQ(p11->C_OpenSession(1, CKF_RW_SESSION, nullptr, nullptr, &session),
+            CKR_SESSION_PARALLEL_NOT_SUPPORTED);
+  Finalize();
+  EXPECT_THAT(world.Violations(),
+              ElementsAre("C_WaitForSlotEvent would block", "a parallel session"));
+}
+
+TEST_F(Policing, AnotherThread) {
+  std::thread([this] {
+    CK_INFO info = {};
+    p11->C_GetInfo(&info);
+  }).join();
+  Finalize();
+  EXPECT_THAT(world.Violations(), ElementsAre("C_GetInfo from another thread than C_Initialize"));
+}
+
+TEST_F(Policing, AScriptThatNobodyReads) {
+  world.On("C_Sign", 2).Return(CKR_DEVICE_ERROR);
+  world.OnCall(9).Before([] {});
+  world.On("C_Login").Return(CKR_DEVICE_ERROR).Always();
+  world.Event(1);
+  world.NoEvent(CKR_DEVICE_ERROR);
+  Finalize();
+  EXPECT_THAT(world.Violations(), ElementsAre("the script for C_Sign was not read, 2 to go",
+                                              "the script for a call was not read, 8 to go",
+                                              "the script for C_Login was not read, 1 to go",
+                                              "the slot event OK was not read",
+                                              "the slot event DEVICE_ERROR was not read"));
+  world.ClearScript();
+  EXPECT_THAT(world.Violations(), IsEmpty());
+}
+
+// The card is gone, and its sessions with it: no fault of the caller, who still closes each.
+TEST_F(Policing, RemovalIsNobodysFault) {
+  const CK_SESSION_HANDLE session = OpenSession(1);
+  EXPECT_EQ(Login(session, CKU_USER, "1234"), CKR_OK);
+  const auto token = world.Slot(1).Remove();
+  EXPECT_EQ(p11->C_Logout(session), CKR_SESSION_HANDLE_INVALID);
+  EXPECT_THAT(world.Violations(),
+              ElementsAre("session 1 was never closed", "the provider was never finalized"));
+  EXPECT_EQ(p11->C_CloseSession(session), CKR_SESSION_HANDLE_INVALID);
+  world.Slot(1).Insert(token);
+  const CK_SESSION_HANDLE another = OpenSession(1);
+  EXPECT_EQ(Login(another, CKU_USER, "1234"), CKR_OK);
+  EXPECT_EQ(p11->C_Logout(another), CKR_OK);
+  EXPECT_EQ(p11->C_CloseSession(another), CKR_OK);
+  Finalize();
+  EXPECT_THAT(world.Violations(), IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,112 @@
+// Scripts: forced results, claims and actions at the call that they are meant for.
+#include "scripted_provider/names.h"
+#include "scripted_provider/self_test/provider_fixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class Script : public Provider {
+ protected:
+  CK_RV GetInfo() {
+    CK_INFO info = {};
+    return p11->C_GetInfo(&info);
+  }
+  CK_ULONG SlotCount() {
+    CK_ULONG count = 0;
+    EXPECT_EQ(p11->C_GetSlotList(CK_FALSE, nullptr, &count), CKR_OK);
+    return count;
+  }
+};
+
+TEST_F(Script, AForcedResultIsForOneCallOfOneFunction) {
+  world.On("C_GetInfo", 2).Return(CKR_DEVICE_ERROR);
+  EXPECT_EQ(GetInfo(), CKR_OK);
+  EXPECT_EQ(SlotCount(), 0u);
+  EXPECT_EQ(GetInfo(), CKR_DEVICE_ERROR);
+  EXPECT_EQ(GetInfo(), CKR_OK);
+}
+
+TEST_F(Script, CallsOfAnyFunctionAreCounted) {
+  const int before = world.calls();
+  world.OnCall(2).Return(CKR_DEVICE_ERROR);
+  EXPECT_EQ(SlotCount(), 0u);
+  EXPECT_EQ(GetInfo(), CKR_DEVICE_ERROR);
+  EXPECT_EQ(GetInfo(), CKR_OK);
+  EXPECT_EQ(world.calls() - before, 3);
+  EXPECT_EQ(world.calls("C_GetInfo"), 2);
+}
+
+TEST_F(Script, AForcedResultCanHoldForAllLaterCalls) {
+  world.On("C_GetInfo", 2).Return(CKR_DEVICE_ERROR).Always();
+  EXPECT_EQ(GetInfo(), CKR_OK);
+  EXPECT_EQ(GetInfo(), CKR_DEVICE_ERROR);
+  EXPECT_EQ(GetInfo(), CKR_DEVICE_ERROR);
+}
+
+TEST_F(Script, AClaimReplacesANumber) {
+  world.On("C_GetSlotList").Claim(99);
+  EXPECT_EQ(SlotCount(), 99u);
+  EXPECT_EQ(SlotCount(), 0u);
+}
+
+TEST_F(Script, ActionsRunBeforeAndAfterTheirCall) {
+  world.On("C_GetSlotList").Before([this] { world.Slot(1); });
+  world.On("C_GetSlotList").After([this] { world.Slot(2); });
+  EXPECT_EQ(SlotCount(), 1u);
+  EXPECT_EQ(SlotCount(), 2u);
+}
+
+TEST_F(Script, AHandleIsReplaced) {
+  world.Slot(1).Token("Alice");
+  world.Event(1);
+  world.On("C_WaitForSlotEvent").Handle(77);
+  CK_SLOT_ID slot = 0;
+  EXPECT_EQ(p11->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
+  EXPECT_EQ(slot, 77u);
+}
+
+// A session that could not be closed is closed all the same, as on a real token.
+TEST_F(Script, AForcedFailureOfAnEndStillEnds) {
+  world.Slot(1).Token("Alice");
+  const CK_SESSION_HANDLE session = OpenSession(1);
+  world.On("C_CloseSession").Return(CKR_DEVICE_ERROR);
+  EXPECT_EQ(p11->C_CloseSession(session), CKR_DEVICE_ERROR);
+  world.On("C_Finalize").Return(CKR_DEVICE_ERROR);
+  EXPECT_EQ(p11->C_Finalize(nullptr), CKR_DEVICE_ERROR);
+  EXPECT_THAT(world.Violations(), testing::IsEmpty());
+}
+
+TEST_F(Script, EventsComeInOrderAndThenNone) {
+  world.Event(3);
+  world.NoEvent(CKR_DEVICE_ERROR);
+  world.Event(4);
+  CK_SLOT_ID slot = 0;
+  EXPECT_EQ(p11->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
+  EXPECT_EQ(slot, 3u);
+  EXPECT_EQ(p11->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_DEVICE_ERROR);
+  EXPECT_EQ(p11->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
+  EXPECT_EQ(slot, 4u);
+  EXPECT_EQ(p11->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_NO_EVENT);
+}
+
+TEST_F(Script, EveryResultHasItsName) {
+  EXPECT_EQ(scripted::ResultName(CKR_OK), "OK");
+  EXPECT_EQ(scripted::ResultName(CKR_PIN_LOCKED), "PIN_LOCKED");
+  EXPECT_EQ(scripted::ResultName(0x12345), "74565");
+  EXPECT_GT(scripted::AllResults().size(), 90u);
+}
+
+TEST(TraceLines, ShowWhatTheyEndInAndLeaveFoldersOut) {
+  scripted::Trace trace;
+  trace.Abbreviate("/some/where/");
+  trace.Add("plain");
+  trace.Add("two\nlines\x7f");
+  trace.Add("blank at the end ");
+  trace.Add("/some/where/a.so and /some/where/b.so");
+  EXPECT_THAT(trace.lines(),
+              ElementsAre("plain", "two\\x0alines\\x7f", "blank at the end\\x20", "a.so and b.so"));
+  EXPECT_EQ(scripted::Unindented("\n    a b\n\n  c \n"), "a b\nc \n");
+}
+
+}  // namespace
