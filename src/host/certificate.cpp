@@ -8,6 +8,8 @@
 #include "host/x509/certificate_fields.h"
 #include "host/x509/names.h"
 
+namespace x509 = cardcert::x509;
+
 struct certificate {
   std::unique_ptr<unsigned char[]> der;  // null as long as nothing is parsed
   x509::CertificateFields fields;        // views of it

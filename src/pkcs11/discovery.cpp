@@ -17,6 +17,7 @@
 #include "pkcs11/detail/token_slots.h"
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::detail {
 namespace {
 
 // Room for the longest subject text and the longest serial that are taken.
@@ -137,9 +138,12 @@ bool Describe(PKCS11Module& module, const CK_TOKEN_INFO& token_info, const std::
 }
 
 }  // namespace
+}  // namespace cardcert::detail
+
+namespace detail = cardcert::detail;
 
 certificate* PKCS11Module::GetTokenCertificate(unsigned long session, unsigned long object) {
-  logfile.Log("Getting certificate with id " + Decimal(object), 5);
+  logfile.Log("Getting certificate with id " + detail::Decimal(object), 5);
 
   CK_ATTRIBUTE value = {CKA_VALUE, nullptr, 0};
   if (function_list->C_GetAttributeValue(session, object, &value, 1) != CKR_OK) {
@@ -150,7 +154,7 @@ certificate* PKCS11Module::GetTokenCertificate(unsigned long session, unsigned l
   // The certificate library takes the length as an int, and no card holds that much. This also
   // meets CK_UNAVAILABLE_INFORMATION, the length of a value that cannot be revealed.
   const CK_ULONG capacity = value.ulValueLen;
-  std::unique_ptr<unsigned char, Free> buffer;
+  std::unique_ptr<unsigned char, detail::Free> buffer;
   if (capacity <= INT_MAX)
     buffer.reset(static_cast<unsigned char*>(std::malloc(capacity + 1)));
   if (!buffer) {
@@ -165,7 +169,7 @@ certificate* PKCS11Module::GetTokenCertificate(unsigned long session, unsigned l
     return nullptr;
   }
 
-  UniqueCertificate cert(cert_alloc());
+  detail::UniqueCertificate cert(cert_alloc());
   if (!cert) {
     logfile.Log("Unable to allocate certificate structure", 3);
     return nullptr;
@@ -178,15 +182,15 @@ certificate* PKCS11Module::GetTokenCertificate(unsigned long session, unsigned l
 }
 
 std::list<certificate*> PKCS11Module::GetTokenCertificates(unsigned long slot) {
-  logfile.Log("Getting certificates for slot " + Decimal(slot), 5);
+  logfile.Log("Getting certificates for slot " + detail::Decimal(slot), 5);
 
-  CertificateList certificates;
-  Session session(function_list);
+  detail::CertificateList certificates;
+  detail::Session session(function_list);
   if (session.Open(slot, CKF_SERIAL_SESSION) != CKR_OK) {
     logfile.Log("Unable to open card session", 3);
     return {};
   }
-  if (BeginCertificateSearch(function_list, session.handle()) != CKR_OK) {
+  if (detail::BeginCertificateSearch(function_list, session.handle()) != CKR_OK) {
     session.Close();
     logfile.Log("Error enumerating certificates", 3);
     return {};
@@ -200,11 +204,11 @@ std::list<certificate*> PKCS11Module::GetTokenCertificates(unsigned long slot) {
       logfile.Log("Error enumerating certificates", 3);
       return certificates.Release();
     }
-    if (found == 0 || !GoesOn(num_objects)) {
+    if (found == 0 || !detail::GoesOn(num_objects)) {
       function_list->C_FindObjectsFinal(session.handle());
       return certificates.Release();
     }
-    UniqueCertificate cert(GetTokenCertificate(session.handle(), object));
+    detail::UniqueCertificate cert(GetTokenCertificate(session.handle(), object));
     if (cert)
       certificates.Add(std::move(cert));
   }
@@ -213,19 +217,20 @@ std::list<certificate*> PKCS11Module::GetTokenCertificates(unsigned long slot) {
 std::list<pkcs11_certificate> PKCS11Module::GetToken(unsigned long slot) {
   CK_SLOT_INFO slot_info = {};
   if (function_list->C_GetSlotInfo(slot, &slot_info) != CKR_OK) {
-    logfile.Log("Unabled to get description of slot " + Decimal(slot), 3);
+    logfile.Log("Unabled to get description of slot " + detail::Decimal(slot), 3);
     return {};
   }
   const std::string slot_description =
-      KVUtils::Strip(FixedText(slot_info.slotDescription), kWhiteSpace);
-  logfile.Log("Getting token for slot " + Decimal(slot) + " on '" + slot_description + "'", 5);
+      KVUtils::Strip(detail::FixedText(slot_info.slotDescription), detail::kWhiteSpace);
+  logfile.Log("Getting token for slot " + detail::Decimal(slot) + " on '" + slot_description + "'",
+              5);
 
   CK_TOKEN_INFO token_info = {};
   if (function_list->C_GetTokenInfo(slot, &token_info) != CKR_OK) {
-    logfile.Log("Unable to get info about token in slot " + Decimal(slot), 3);
+    logfile.Log("Unable to get info about token in slot " + detail::Decimal(slot), 3);
     return {};
   }
-  const std::string label = TokenLabel(token_info);
+  const std::string label = detail::TokenLabel(token_info);
   logfile.Log("Found token \"" + label + "\"", 5);
 
   // Owned here without an owner on purpose: what ends this walk early is an exception, from
@@ -241,7 +246,7 @@ std::list<pkcs11_certificate> PKCS11Module::GetToken(unsigned long slot) {
   pkcs11_certificate record;  // Filled anew for each certificate: it is large.
   for (const certificate* cert : certificates) {
     record.slot_description = slot_description;
-    if (Describe(*this, token_info, label, cert, &record))
+    if (detail::Describe(*this, token_info, label, cert, &record))
       records.push_back(record);
   }
   for (certificate* cert : certificates)
@@ -254,10 +259,10 @@ std::list<pkcs11_certificate> PKCS11Module::GetCertificates() {
     return {};
   logfile.Log("Fetching tokens...", 5);
 
-  TokenSlots slots(function_list);
+  detail::TokenSlots slots(function_list);
   if (slots.Count() != CKR_OK)
     return {};
-  logfile.Log("Found " + Decimal(slots.capacity()) + " slots.", 5);
+  logfile.Log("Found " + detail::Decimal(slots.capacity()) + " slots.", 5);
   if (slots.Fetch() != CKR_OK)
     return {};  // A token came in between, perhaps. The host sees a change and asks again.
 
@@ -283,12 +288,12 @@ pkcs11_certificate_location* PKCS11Module::FindCertificate(std::string serial) {
       CK_OBJECT_HANDLE object = CK_INVALID_HANDLE;
       CK_ULONG found = 0;
       if (function_list->C_FindObjects(session, &object, 1, &found) != CKR_OK || found == 0 ||
-          !GoesOn(num_objects))
+          !detail::GoesOn(num_objects))
         return CK_INVALID_HANDLE;
-      UniqueCertificate cert(GetTokenCertificate(session, object));
+      detail::UniqueCertificate cert(GetTokenCertificate(session, object));
       if (!cert)
         continue;
-      const std::optional<std::string> text = SerialText(cert.get());
+      const std::optional<std::string> text = detail::SerialText(cert.get());
       cert.reset();
       if (!text)
         continue;
@@ -298,19 +303,19 @@ pkcs11_certificate_location* PKCS11Module::FindCertificate(std::string serial) {
     }
   };
 
-  TokenSlots slots(function_list);
+  detail::TokenSlots slots(function_list);
   if (slots.Count() == CKR_OK)
     slots.Fetch();  // Nothing fetched: nothing to walk.
   for (const CK_SLOT_ID slot : slots) {
     result.slot = slot;
-    logfile.Log("Getting certificates for slot " + Decimal(slot), 5);
-    Session session(function_list);
+    logfile.Log("Getting certificates for slot " + detail::Decimal(slot), 5);
+    detail::Session session(function_list);
     if (session.Open(slot, CKF_SERIAL_SESSION | CKF_RW_SESSION) != CKR_OK) {
       logfile.Log("Unable to open card session", 3);
       continue;
     }
     result.session = session.handle();
-    if (BeginCertificateSearch(function_list, session.handle()) != CKR_OK)
+    if (detail::BeginCertificateSearch(function_list, session.handle()) != CKR_OK)
       continue;
     result.object = find_object(session.handle());
     function_list->C_FindObjectsFinal(session.handle());

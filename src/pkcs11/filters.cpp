@@ -7,6 +7,7 @@
 #include "pkcs11/detail/text_buffer.h"
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::detail {
 namespace {
 
 bool DecodeIssuerAttributes(const std::string& field,
@@ -50,6 +51,9 @@ bool Passes(const certificate* cert, int key_usage, const pkcs11_certificate_fil
 }
 
 }  // namespace
+}  // namespace cardcert::detail
+
+namespace detail = cardcert::detail;
 
 bool PKCS11Module::AddFilter(std::string spec) {
   std::list<std::string> fields;
@@ -65,7 +69,7 @@ bool PKCS11Module::AddFilter(std::string spec) {
   auto field = fields.begin();
   pkcs11_certificate_filter filter;
   filter.name = *field++;
-  if (!DecodeIssuerAttributes(*field++, &filter.issuer_attributes))
+  if (!detail::DecodeIssuerAttributes(*field++, &filter.issuer_attributes))
     return false;
   // A text that is no number requires nothing.
   filter.key_usage = std::atoi(field->c_str());  // NOLINT(cert-err34-c): 0 is what is wanted
@@ -87,6 +91,6 @@ bool PKCS11Module::MatchesFilter(const certificate* cert) {
   cert_key_usage(cert, &key_usage);
   return filters.empty() ||
          std::any_of(filters.begin(), filters.end(), [&](const pkcs11_certificate_filter& filter) {
-           return Passes(cert, key_usage, filter);
+           return detail::Passes(cert, key_usage, filter);
          });
 }

@@ -9,6 +9,7 @@
 #include "pkcs11/detail/session.h"
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::detail {
 namespace {
 
 // What the token says of the PIN of one user type (PKCS#11 2.40, CK_TOKEN_INFO flags).
@@ -71,13 +72,16 @@ std::optional<pkcs11_pin_error> LoginPinError(CK_RV rv) {
 }
 
 }  // namespace
+}  // namespace cardcert::detail
+
+namespace detail = cardcert::detail;
 
 CK_RV PKCS11Module::Login(CK_SESSION_HANDLE session, CK_SLOT_ID slot, CK_USER_TYPE user_type,
                           pin_cb ask_pin, error_cb report_error, void* data) {
-  RequirePinCallback(ask_pin);
+  detail::RequirePinCallback(ask_pin);
   if (user_type != CKU_USER && user_type != CKU_SO)
     return CKR_ARGUMENTS_BAD;
-  const PinKind& kind = user_type == CKU_USER ? kUserPin : kSoPin;
+  const detail::PinKind& kind = user_type == CKU_USER ? detail::kUserPin : detail::kSoPin;
   const auto report = [&](pkcs11_pin_error error) {
     if (report_error != nullptr)
       report_error(kind.type, error, data);
@@ -105,8 +109,8 @@ CK_RV PKCS11Module::Login(CK_SESSION_HANDLE session, CK_SLOT_ID slot, CK_USER_TY
     logfile.Log("Previous failed passphrase attempt for token", 5);
 
   {
-    PinBuffer pin;
-    rv = AskPin(kind.type, ask_pin, data, &pin);
+    detail::PinBuffer pin;
+    rv = detail::AskPin(kind.type, ask_pin, data, &pin);
     if (rv != CKR_OK)
       return rv;
     rv = function_list->C_Login(session, user_type, pin.bytes, pin.length);
@@ -114,12 +118,12 @@ CK_RV PKCS11Module::Login(CK_SESSION_HANDLE session, CK_SLOT_ID slot, CK_USER_TY
   if (rv == CKR_OK)
     return CKR_OK;
 
-  const std::optional<pkcs11_pin_error> error = LoginPinError(rv);
+  const std::optional<pkcs11_pin_error> error = detail::LoginPinError(rv);
   if (!error) {
-    logfile.Log("Unexpected token login error: " + Decimal(rv), 3);
+    logfile.Log("Unexpected token login error: " + detail::Decimal(rv), 3);
     return rv;
   }
-  logfile.Log("Token login error: " + Decimal(rv), 5);
+  logfile.Log("Token login error: " + detail::Decimal(rv), 5);
   report(*error);
   if (rv != CKR_PIN_LOCKED)
     return CKR_PIN_INCORRECT;
@@ -131,7 +135,7 @@ CK_RV PKCS11Module::Login(CK_SESSION_HANDLE session, CK_SLOT_ID slot, CK_USER_TY
 
 CK_RV PKCS11Module::Unlock(CK_SESSION_HANDLE session, CK_SLOT_ID slot, pin_cb ask_pin,
                            error_cb report_error, void* data) {
-  RequirePinCallback(ask_pin);
+  detail::RequirePinCallback(ask_pin);
   const auto report = [&](pkcs11_pin_type type, pkcs11_pin_error error) {
     if (report_error != nullptr)
       report_error(type, error, data);
@@ -149,19 +153,19 @@ CK_RV PKCS11Module::Unlock(CK_SESSION_HANDLE session, CK_SLOT_ID slot, pin_cb as
   } while (rv == CKR_PIN_INCORRECT);
   if (rv != CKR_OK)
     return rv;
-  const TokenLogin login(function_list, session);
+  const detail::TokenLogin login(function_list, session);
 
   for (;;) {
     {
-      PinBuffer pin;
-      rv = AskPin(PIN_TYPE_NEW_USER, ask_pin, data, &pin);
+      detail::PinBuffer pin;
+      rv = detail::AskPin(PIN_TYPE_NEW_USER, ask_pin, data, &pin);
       if (rv != CKR_OK)
         return rv;
       rv = function_list->C_InitPIN(session, pin.bytes, pin.length);
     }
-    if (!IsFormError(rv))
+    if (!detail::IsFormError(rv))
       break;
-    logfile.Log("Passphrase init error: " + Decimal(rv), 5);
+    logfile.Log("Passphrase init error: " + detail::Decimal(rv), 5);
     report(PIN_TYPE_USER, PIN_ERROR_INVALID);
   }
 
@@ -176,7 +180,7 @@ CK_RV PKCS11Module::Unlock(CK_SESSION_HANDLE session, CK_SLOT_ID slot, pin_cb as
       report(PIN_TYPE_SO, PIN_ERROR_LOCKED);
       return CKR_PIN_LOCKED;
     default:
-      logfile.Log("Unexpected passphrase init error: " + Decimal(rv), 3);
+      logfile.Log("Unexpected passphrase init error: " + detail::Decimal(rv), 3);
       return rv;
   }
 }

@@ -10,6 +10,7 @@
 #include "pkcs11/detail/function_list.h"
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::detail {
 namespace {
 
 // A provider that is being loaded. Unless it is kept, what has been done is undone: the provider
@@ -58,6 +59,9 @@ void LogIdentity(const CK_INFO& info) {
 }
 
 }  // namespace
+}  // namespace cardcert::detail
+
+namespace detail = cardcert::detail;
 
 PKCS11Module::PKCS11Module() {
   SetNameComponents("subject_commonName");
@@ -73,10 +77,10 @@ int PKCS11Module::Open(std::string path) {
   // No RTLD_GLOBAL: the symbols of one provider must not reach another.
   library_handle = dlopen(KVUtils::Transcode("UTF-8", "", path).c_str(), RTLD_LAZY);
   if (library_handle == nullptr) {
-    LogLoaderError(path);
+    detail::LogLoaderError(path);
     return -1;
   }
-  Loading loading(*this);
+  detail::Loading loading(*this);
 
   // POSIX has dlsym answer with an object pointer also for functions.
   const auto get_function_list =
@@ -91,12 +95,12 @@ int PKCS11Module::Open(std::string path) {
     rv = CKR_GENERAL_ERROR;  // A provider that claims success without a list has failed.
   if (rv == CKR_OK) {
     completed_function_list = *function_list;
-    if (FillGaps(&completed_function_list))
+    if (detail::FillGaps(&completed_function_list))
       function_list = &completed_function_list;
     rv = function_list->C_Initialize(nullptr);
   }
   if (rv != CKR_OK) {
-    LogInitializationError(path, rv);
+    detail::LogInitializationError(path, rv);
     return -1;
   }
   loading.Initialized();
@@ -105,9 +109,9 @@ int PKCS11Module::Open(std::string path) {
   CK_INFO info = {};
   rv = function_list->C_GetInfo(&info);
   if (rv == CKR_OK)
-    LogIdentity(info);
+    detail::LogIdentity(info);
   else  // A provider that cannot describe itself may still serve.
-    logfile.Log("Error getting info from PKCS#11 module '" + path + "': " + Decimal(rv), 2);
+    logfile.Log("Error getting info from PKCS#11 module '" + path + "': " + detail::Decimal(rv), 2);
 
   loading.Keep();
   library_path = std::move(path);

@@ -5,6 +5,7 @@
 #include "pkcs11/detail/text_buffer.h"
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::detail {
 namespace {
 
 struct CategoryWord {
@@ -48,6 +49,9 @@ SplitLabel SplitTokenLabel(const CK_TOKEN_INFO& token_info) {
 }
 
 }  // namespace
+}  // namespace cardcert::detail
+
+namespace detail = cardcert::detail;
 
 bool PKCS11Module::SetNameComponents(const char* spec) {
   const std::string text(spec);
@@ -69,7 +73,7 @@ bool PKCS11Module::SetNameComponents(const char* spec) {
       return false;
     }
     const std::string word = element.substr(0, underscore);
-    const CategoryWord* const known = FindCategory(word);
+    const detail::CategoryWord* const known = detail::FindCategory(word);
     if (known == nullptr) {
       logfile.Log("Unknown name category \"" + word + "\"", 3);
       return false;
@@ -87,8 +91,8 @@ bool PKCS11Module::SetNameComponents(const char* spec) {
 
 std::list<std::string> PKCS11Module::GenerateName(const CK_TOKEN_INFO& token_info,
                                                   const certificate* cert) {
-  const SplitLabel label = SplitTokenLabel(token_info);
-  TextBuffer<1024> buffer;
+  const detail::SplitLabel label = detail::SplitTokenLabel(token_info);
+  detail::TextBuffer<1024> buffer;
 
   std::list<std::string> name;
   for (const name_component& component : name_components) {

@@ -7,6 +7,7 @@
 #include "pkcs11/detail/session.h"
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::detail {
 namespace {
 
 // The CKA_ID that a certificate and its private key have in common.
@@ -63,6 +64,9 @@ CK_RV MakeSignature(CK_FUNCTION_LIST_PTR functions, CK_SESSION_HANDLE session, C
 }
 
 }  // namespace
+}  // namespace cardcert::detail
+
+namespace detail = cardcert::detail;
 
 bool PKCS11Module::Sign(std::string serial, const unsigned char* data, unsigned long data_len,
                         unsigned char* signature, unsigned long* signature_len, pin_cb ask_pin,
@@ -73,10 +77,10 @@ bool PKCS11Module::Sign(std::string serial, const unsigned char* data, unsigned 
     return false;
 
   const auto sign = [&, location = *found]() -> CK_RV {
-    const Session session(function_list, location.session);
+    const detail::Session session(function_list, location.session);
 
-    KeyId id;
-    CK_RV rv = ReadKeyId(function_list, session.handle(), location.object, &id);
+    detail::KeyId id;
+    CK_RV rv = detail::ReadKeyId(function_list, session.handle(), location.object, &id);
     if (rv != CKR_OK) {
       logfile.Log("Unable to read certificate ID", 3);
       return rv;
@@ -88,7 +92,7 @@ bool PKCS11Module::Sign(std::string serial, const unsigned char* data, unsigned 
       return rv;
     }
 
-    std::optional<TokenLogin> login;  // Ends before the session does.
+    std::optional<detail::TokenLogin> login;  // Ends before the session does.
     if (token_info.flags & CKF_LOGIN_REQUIRED) {
       logfile.Log("Logging in...", 5);
       if (ask_pin == nullptr)
@@ -104,12 +108,12 @@ bool PKCS11Module::Sign(std::string serial, const unsigned char* data, unsigned 
 
     logfile.Log("Finding private key...", 5);
     CK_OBJECT_HANDLE key = CK_INVALID_HANDLE;
-    rv = FindPrivateKey(function_list, session.handle(), &id, &key);
+    rv = detail::FindPrivateKey(function_list, session.handle(), &id, &key);
     if (rv != CKR_OK)
       return rv;
     logfile.Log("Signing data...", 5);
-    return MakeSignature(function_list, session.handle(), key, data, data_len, signature,
-                         signature_len);
+    return detail::MakeSignature(function_list, session.handle(), key, data, data_len, signature,
+                                 signature_len);
   };
 
   switch (const CK_RV rv = sign()) {
@@ -120,7 +124,7 @@ bool PKCS11Module::Sign(std::string serial, const unsigned char* data, unsigned 
       logfile.Log("Signature operation aborted by user", 3);
       return false;
     default:
-      logfile.Log("Signature operation failed (" + Decimal(rv) + ")", 3);
+      logfile.Log("Signature operation failed (" + detail::Decimal(rv) + ")", 3);
       return false;
   }
 }

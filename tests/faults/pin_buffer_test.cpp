@@ -10,6 +10,8 @@
 
 namespace {
 
+using cardcert::detail::PinBuffer;
+
 TEST(PinBuffer, IsClearedToItsLastByteWhenItEnds) {
   alignas(PinBuffer) unsigned char room[sizeof(PinBuffer)];
   PinBuffer* const pin = new (room) PinBuffer;

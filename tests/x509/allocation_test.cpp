@@ -24,7 +24,7 @@ std::string OfManyExtensions() {
   return certificate.Der();
 }
 
-const int kOutOfMemory = static_cast<int>(x509::Reason::kOutOfMemory);
+const int kOutOfMemory = static_cast<int>(cardcert::x509::Reason::kOutOfMemory);
 
 TEST(Allocations, ThatFailMakeAllocAnswerNull) {
   certificate* cert = nullptr;

@@ -12,6 +12,7 @@
 
 namespace {
 
+namespace x509 = cardcert::x509;
 using x509::Bytes;
 using x509::Reason;
 

@@ -12,6 +12,7 @@
 
 namespace {
 
+namespace x509 = cardcert::x509;
 using der::Certificate;
 
 template <std::size_t size>

@@ -7,7 +7,7 @@
 #include "host/certificate.h"
 #include "host/x509/refusal.h"
 
-using x509::Reason;
+using cardcert::x509::Reason;
 
 inline int CodeOf(Reason reason) {
   return static_cast<int>(reason);

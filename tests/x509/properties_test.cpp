@@ -18,6 +18,8 @@
 
 namespace {
 
+namespace x509 = cardcert::x509;
+
 int Parse(const unsigned char* octets, std::size_t size, certificate* cert) {
   return cert_parse(octets, static_cast<int>(size), cert);
 }

@@ -2,8 +2,8 @@
 
 namespace {
 
+using cardcert::x509::Reason;
 using der::Certificate;
-using x509::Reason;
 
 // A string literal with its zero octets.
 template <std::size_t size>

@@ -11,7 +11,7 @@
 
 struct RefusalCase {
   const char* name;
-  x509::Reason reason;
+  cardcert::x509::Reason reason;
   std::function<void(der::Certificate&)> change;
 
   std::string Der() const {

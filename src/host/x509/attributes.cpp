@@ -1,6 +1,6 @@
 #include "host/x509/attributes.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 namespace {
 
@@ -230,4 +230,4 @@ Refusal PutDottedOid(Bytes oid, TextWriter* out) {
   return ForEachDottedCharacter(oid, [out](char character) { out->Put(character); });
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

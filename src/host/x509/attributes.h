@@ -3,7 +3,7 @@
 
 #include "host/x509/strings.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 // The word for an attribute type in the text of a name: a descriptor that RFC 4514 section 3 lists
 // or that is registered for LDAP, else the customary one. Null for a type without a word.
@@ -27,4 +27,4 @@ class AttributeWord {
 // square.
 Refusal PutDottedOid(Bytes oid, TextWriter* out);
 
-}  // namespace x509
+}  // namespace cardcert::x509

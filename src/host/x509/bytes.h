@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-namespace x509 {
+namespace cardcert::x509 {
 
 struct Bytes {
   const unsigned char* data = nullptr;
@@ -42,4 +42,4 @@ class Cursor {
   Bytes rest_;
 };
 
-}  // namespace x509
+}  // namespace cardcert::x509

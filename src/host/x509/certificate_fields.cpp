@@ -3,7 +3,7 @@
 #include "host/x509/names.h"
 #include "host/x509/values.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 namespace {
 
@@ -162,4 +162,4 @@ Refusal ReadCertificate(Bytes certificate_value, CertificateFields* out) {
   return {};
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

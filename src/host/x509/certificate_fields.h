@@ -4,7 +4,7 @@
 #include "host/x509/extensions.h"
 #include "host/x509/public_key.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 struct CertificateFields {
   Bytes serial;   // the contents of the INTEGER as encoded
@@ -18,4 +18,4 @@ struct CertificateFields {
 // nests deeper stays opaque, so nothing recurses.
 Refusal ReadCertificate(Bytes certificate_value, CertificateFields* out);
 
-}  // namespace x509
+}  // namespace cardcert::x509

@@ -4,7 +4,7 @@
 #include "host/x509/bytes.h"
 #include "host/x509/refusal.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 // Identifier octets as they stand in a certificate: class, primitive or constructed, number.
 enum Tag : unsigned char {
@@ -141,4 +141,4 @@ inline Refusal ExpectEnd(const Cursor& cursor, Reason otherwise) {
   return cursor.AtEnd() ? Refusal() : Unexpected(cursor, otherwise);
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

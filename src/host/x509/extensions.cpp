@@ -6,7 +6,7 @@
 
 #include "host/x509/values.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 namespace {
 
@@ -165,4 +165,4 @@ Refusal ReadKeyUsage(Bytes extn_value, int* usage) {
   return {};
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

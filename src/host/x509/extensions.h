@@ -5,7 +5,7 @@
 
 #include "host/x509/der.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 // The contents of the extnValue of each extension that is asked for; absent without the extension.
 struct Extensions {
@@ -22,4 +22,4 @@ Refusal ReadBasicConstraints(Bytes extn_value, bool* is_ca);
 // RFC 5280 4.2.1.3, in the bit layout of cert_key_usage().
 Refusal ReadKeyUsage(Bytes extn_value, int* usage);
 
-}  // namespace x509
+}  // namespace cardcert::x509

@@ -4,7 +4,7 @@
 
 #include "host/x509/values.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 namespace {
 
@@ -215,4 +215,4 @@ Refusal WriteValue(const Element& value, char* buffer, std::size_t size) {
   return refusal;
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

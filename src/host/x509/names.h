@@ -3,7 +3,7 @@
 
 #include "host/x509/attributes.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 struct Attribute {
   Bytes type_oid;
@@ -38,4 +38,4 @@ bool FindAttribute(Bytes rdn_sequence, const AttributeWord& word, Element* value
 // Writes a value, without escapes, and a NUL.
 Refusal WriteValue(const Element& value, char* buffer, std::size_t size);
 
-}  // namespace x509
+}  // namespace cardcert::x509

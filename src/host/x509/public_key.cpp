@@ -2,7 +2,7 @@
 
 #include "host/x509/values.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 namespace {
 
@@ -92,4 +92,4 @@ Refusal ReadRsaPublicKey(const PublicKey& key, RsaPublicKey* out) {
   return ExpectEnd(fields, Reason::kRsaKeyTrailing);
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

@@ -3,7 +3,7 @@
 
 #include "host/x509/der.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 // AlgorithmIdentifier (RFC 5280 4.1.1.2).
 struct Algorithm {
@@ -26,4 +26,4 @@ struct RsaPublicKey {
 };
 Refusal ReadRsaPublicKey(const PublicKey& key, RsaPublicKey* out);
 
-}  // namespace x509
+}  // namespace cardcert::x509

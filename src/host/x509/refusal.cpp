@@ -1,6 +1,6 @@
 #include "host/x509/refusal.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 const char* ReasonText(int number) {
   switch (number) {
@@ -14,4 +14,4 @@ const char* ReasonText(int number) {
   }
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

@@ -1,7 +1,7 @@
 // Why a certificate, or a question about it, is refused: one enumerator and one sentence each.
 #pragma once
 
-namespace x509 {
+namespace cardcert::x509 {
 
 enum class Reason : int {
   kNone = 0,
@@ -28,4 +28,4 @@ class [[nodiscard]] Refusal {
   Reason reason_ = Reason::kNone;
 };
 
-}  // namespace x509
+}  // namespace cardcert::x509

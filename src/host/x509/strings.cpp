@@ -1,6 +1,6 @@
 #include "host/x509/strings.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 namespace {
 
@@ -153,4 +153,4 @@ void TextWriter::PutUtf8(std::uint32_t code_point) {
   put(0x80 | (code_point & 0x3f));
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

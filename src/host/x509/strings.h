@@ -5,7 +5,7 @@
 
 #include "host/x509/der.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 // Whether an element with this tag is a character string that CharacterReader reads.
 bool IsCharacterString(unsigned char tag);
@@ -67,4 +67,4 @@ class TextWriter {
   std::size_t length_ = 0;
 };
 
-}  // namespace x509
+}  // namespace cardcert::x509

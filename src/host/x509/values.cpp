@@ -1,6 +1,6 @@
 #include "host/x509/values.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 Refusal CheckInteger(Bytes value) {
   if (value.size == 0)
@@ -134,4 +134,4 @@ Refusal CheckOpaque(const Element& element) {
   }
 }
 
-}  // namespace x509
+}  // namespace cardcert::x509

@@ -4,7 +4,7 @@
 
 #include "host/x509/der.h"
 
-namespace x509 {
+namespace cardcert::x509 {
 
 // Each takes the contents of an element without tag and length.
 Refusal CheckInteger(Bytes value);
@@ -27,4 +27,4 @@ bool IsConstructedString(unsigned char tag);
 // checked; the contents of a SEQUENCE or a SET and of other than universal types are left opaque.
 Refusal CheckOpaque(const Element& element);
 
-}  // namespace x509
+}  // namespace cardcert::x509

@@ -7,6 +7,8 @@
 
 #include "host/certificate.h"
 
+namespace cardcert::detail {
+
 struct FreeCertificate {
   void operator()(certificate* cert) const { cert_free(cert); }
 };
@@ -32,3 +34,5 @@ class CertificateList {
  private:
   std::list<certificate*> certificates_;
 };
+
+}  // namespace cardcert::detail

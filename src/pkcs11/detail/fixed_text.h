@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <string>
 
+namespace cardcert::detail {
+
 // White space, as it is stripped from descriptions.
 inline constexpr char kWhiteSpace[] = " \f\n\r\t\v";
 
@@ -23,3 +25,5 @@ inline std::string TokenLabel(const CK_TOKEN_INFO& token_info) {
     label.pop_back();
   return label;
 }
+
+}  // namespace cardcert::detail

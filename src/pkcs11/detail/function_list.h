@@ -3,6 +3,8 @@
 
 #include <p11-kit/pkcs11.h>
 
+namespace cardcert::detail {
+
 template <typename... Arguments>
 bool FillGap(CK_RV (**function)(Arguments...)) {
   if (*function != nullptr)
@@ -40,3 +42,5 @@ inline bool FillGaps(CK_FUNCTION_LIST* list) {
     any = any || gap;
   return any;
 }
+
+}  // namespace cardcert::detail

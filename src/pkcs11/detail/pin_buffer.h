@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+namespace cardcert::detail {
+
 // Room for one PIN, cleared on every way out of its scope. It is not copied, so that there is only
 // one place to clear; explicit_bzero, because the optimiser drops a memset nobody reads after.
 class PinBuffer {
@@ -17,3 +19,5 @@ class PinBuffer {
   unsigned char bytes[128] = {};
   unsigned long length = sizeof bytes;
 };
+
+}  // namespace cardcert::detail

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+namespace cardcert::detail {
+
 // One open session; closing it also ends a search that is under way in it.
 class Session {
  public:
@@ -56,3 +58,5 @@ class TokenLogin {
   CK_FUNCTION_LIST_PTR functions_;
   CK_SESSION_HANDLE session_;
 };
+
+}  // namespace cardcert::detail

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string>
 
+namespace cardcert::detail {
+
 template <unsigned long kSize>
 class TextBuffer {
  public:
@@ -17,3 +19,5 @@ class TextBuffer {
  private:
   char bytes_[kSize] = {};
 };
+
+}  // namespace cardcert::detail

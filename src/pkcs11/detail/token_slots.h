@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <memory>
 
+namespace cardcert::detail {
+
 // The slots that hold a token, asked for in two steps: how many, then which.
 class TokenSlots {
  public:
@@ -34,3 +36,5 @@ class TokenSlots {
   CK_ULONG size_ = 0;
   std::unique_ptr<CK_SLOT_ID[]> slots_;
 };
+
+}  // namespace cardcert::detail
