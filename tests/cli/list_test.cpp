@@ -1,5 +1,5 @@
 // cardcert list, compared with what openssl says of the same certificates.
-#include "cardcert_run.h"
+#include "cli/cardcert_fixture.h"
 
 #include <algorithm>
 #include <filesystem>

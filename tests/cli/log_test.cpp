@@ -1,5 +1,5 @@
 // --log-level and --log-file.
-#include "cardcert_run.h"
+#include "cli/cardcert_fixture.h"
 
 #include <sys/stat.h>
 

@@ -1,5 +1,5 @@
 // cardcert present
-#include "cardcert_run.h"
+#include "cli/cardcert_fixture.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "process.h"
+#include "cli/process.h"
 
 #include <fcntl.h>
 #include <signal.h>

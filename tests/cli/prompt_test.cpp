@@ -1,6 +1,6 @@
 // The prompts, at a real pseudo-terminal.
-#include "cardcert_run.h"
-#include "pseudo_terminal.h"
+#include "cli/cardcert_fixture.h"
+#include "cli/pseudo_terminal.h"
 
 namespace {
 

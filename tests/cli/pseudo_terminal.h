@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "process.h"
+#include "cli/process.h"
 
 class PseudoTerminal {
  public:

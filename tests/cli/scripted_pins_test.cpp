@@ -1,5 +1,5 @@
 // --pin, --pin-file and --batch: nobody is asked, and each PIN is offered once.
-#include "cardcert_run.h"
+#include "cli/cardcert_fixture.h"
 
 #include <sys/stat.h>
 

@@ -1,5 +1,5 @@
 // cardcert sign, with signatures checked by openssl.
-#include "cardcert_run.h"
+#include "cli/cardcert_fixture.h"
 
 #include <filesystem>
 #include <fstream>

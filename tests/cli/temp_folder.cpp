@@ -1,4 +1,4 @@
-#include "temp_folder.h"
+#include "cli/temp_folder.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,5 +1,5 @@
 // cardcert watch
-#include "cardcert_run.h"
+#include "cli/cardcert_fixture.h"
 
 #include <chrono>
 #include <csignal>

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <thread>
 
-#include "card_test.h"
+#include "cli/scripted_card/scripted_card_fixture.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ constexpr bool kEnvironmentIsCopied = true;
 constexpr bool kEnvironmentIsCopied = false;
 #endif
 
-class PinMemoryTest : public CardTest {
+class PinMemoryTest : public ScriptedCardTest {
  protected:
   // The program with its output in a pipe that nobody reads yet: it has signed, and waits.
   static void WaitForSignature(const std::string& log) {

@@ -9,7 +9,7 @@
 #include <iterator>
 #include <new>
 
-#include "temp_folder.h"
+#include "cli/temp_folder.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // A card that locks, at the terminal.
-#include "card_test.h"
+#include "cli/scripted_card/scripted_card_fixture.h"
 
 namespace {
 
@@ -7,7 +7,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
 
-class UnlockTest : public CardTest {};
+class UnlockTest : public ScriptedCardTest {};
 
 // Says what the user types where the terminal shows `prompt`, and that it stays invisible.
 #define ENTER(terminal, prompt, keys)          \

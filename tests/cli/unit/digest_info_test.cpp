@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "cli/output/encoding.h"
+#include "cli/temp_folder.h"
 #include "cli/terminal/text.h"
-#include "temp_folder.h"
 
 namespace {
 

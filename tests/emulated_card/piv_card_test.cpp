@@ -74,7 +74,7 @@ class KeyFiles {
     std::fclose(file);
   }
   static std::string NewFolder() {
-    std::string path = testing::TempDir() + "card_test.XXXXXX";
+    std::string path = testing::TempDir() + "piv_card_test.XXXXXX";
     return mkdtemp(path.data());
   }
 
@@ -82,7 +82,7 @@ class KeyFiles {
   EVP_PKEY* key_;
 };
 
-class CardTest : public testing::Test {
+class PivCardTest : public testing::Test {
  protected:
   void Insert() {
     std::map<std::uint8_t, RsaKey> keys;
@@ -123,20 +123,20 @@ class CardTest : public testing::Test {
   std::unique_ptr<ApduLayer> apdus_;
 };
 
-TEST_F(CardTest, SelectsItsApplicationWithAndWithoutVersion) {
+TEST_F(PivCardTest, SelectsItsApplicationWithAndWithoutVersion) {
   const std::string answer = "61114f0600001000010079074f05a0000003089000";
   EXPECT_EQ(Send("00a404000ba00000030800001000010000"), answer);
   EXPECT_EQ(Send("00a4040009a0000003080000100000"), answer);
   EXPECT_EQ(Send("00a4040009a0000000030000000000"), "6a82");
 }
 
-TEST_F(CardTest, GivesOutADataObjectAndKnowsNoOther) {
+TEST_F(PivCardTest, GivesOutADataObjectAndKnowsNoOther) {
   EXPECT_EQ(Send(kDiscovery), "7e124f0ba0000003080000100001005f2f0240009000");
   EXPECT_EQ(Send("00cb3fff055c035fc10c00"), "6a82");
   EXPECT_EQ(Send("00cb3fff055c035fc10b00"), "6a82") << "there is no key 9D on this card";
 }
 
-TEST_F(CardTest, GivesOutACertificateInPieces) {
+TEST_F(PivCardTest, GivesOutACertificateInPieces) {
   std::string answer = Send("00cb3fff055c035fc10500");
   while (answer.substr(answer.size() - 4, 2) == "61")
     answer = answer.substr(0, answer.size() - 4) + Send("00c0000000");
@@ -145,7 +145,7 @@ TEST_F(CardTest, GivesOutACertificateInPieces) {
             std::string::npos);
 }
 
-TEST_F(CardTest, CountsWrongPinsAndBlocks) {
+TEST_F(PivCardTest, CountsWrongPinsAndBlocks) {
   EXPECT_EQ(Send("00200080"), "63c3");
   EXPECT_EQ(Send(kWrongPinCommand), "63c2");
   EXPECT_EQ(Send(kWrongPinCommand), "63c1");
@@ -156,27 +156,27 @@ TEST_F(CardTest, CountsWrongPinsAndBlocks) {
   EXPECT_EQ(Send(kRightPin), "6983");
 }
 
-TEST_F(CardTest, RemembersTriesWhenItIsOutOfTheReader) {
+TEST_F(PivCardTest, RemembersTriesWhenItIsOutOfTheReader) {
   Send(kWrongPinCommand);
   Insert();
   EXPECT_EQ(Send("00200080"), "63c2");
 }
 
-TEST_F(CardTest, TakesNoTryForAPinOfTheWrongForm) {
+TEST_F(PivCardTest, TakesNoTryForAPinOfTheWrongForm) {
   EXPECT_EQ(Send("0020008008ffffffffffffffff"), "6a80");
   EXPECT_EQ(Send("0020008008313233ff34353637"), "6a80");
   EXPECT_EQ(Send("0020008004313233343536ff"), "6700") << "Lc says four, seven follow";
   EXPECT_EQ(Send("00200080"), "63c3");
 }
 
-TEST_F(CardTest, IsUnblockedWithThePuk) {
+TEST_F(PivCardTest, IsUnblockedWithThePuk) {
   for (int i = 0; i < 3; ++i)
     Send(kWrongPinCommand);
   EXPECT_EQ(Send("002c0080103132333435363738363534333231ffff"), "9000");
   EXPECT_EQ(Send("0020008008363534333231ffff"), "9000");
 }
 
-TEST_F(CardTest, IsUnblockedByASecurityOfficerWhoIsLoggedIn) {
+TEST_F(PivCardTest, IsUnblockedByASecurityOfficerWhoIsLoggedIn) {
   EXPECT_EQ(Send("002c028008363534333231ffff"), "6982");
   EXPECT_EQ(Send(kRightPuk), "9000");
   EXPECT_EQ(Send("002c028008363534333231ffff"), "9000");
@@ -185,20 +185,20 @@ TEST_F(CardTest, IsUnblockedByASecurityOfficerWhoIsLoggedIn) {
   EXPECT_EQ(Send(kRightPin), "9000");
 }
 
-TEST_F(CardTest, BlocksThePukAfterThreeWrongOnes) {
+TEST_F(PivCardTest, BlocksThePukAfterThreeWrongOnes) {
   for (const char* answer : {"63c2", "63c1", "6983"})
     EXPECT_EQ(Send("002c0080103939393939393939363534333231ffff"), answer);
   EXPECT_EQ(Send(kRightPuk), "6983");
 }
 
-TEST_F(CardTest, ChangesPinAndPuk) {
+TEST_F(PivCardTest, ChangesPinAndPuk) {
   EXPECT_EQ(Send("0024008010313233343536ffff363534333231ffff"), "9000");
   EXPECT_EQ(Send(kRightPin), "63c2");
   EXPECT_EQ(Send("002400811031323334353637383837363534333231"), "9000");
   EXPECT_EQ(Send(kRightPuk), "63c2");
 }
 
-TEST_F(CardTest, SignsOnlyAfterThePin) {
+TEST_F(PivCardTest, SignsOnlyAfterThePin) {
   EXPECT_EQ(SignWith("9a", Block()), "6982");
   Send(kRightPin);
   const std::string answer = SignWith("9a", Block());
@@ -209,7 +209,7 @@ TEST_F(CardTest, SignsOnlyAfterThePin) {
   EXPECT_EQ(SignWith("9a", Block()), "6982");
 }
 
-TEST_F(CardTest, SignsWithTheSignatureKeyOnlyRightAfterThePin) {
+TEST_F(PivCardTest, SignsWithTheSignatureKeyOnlyRightAfterThePin) {
   Send(kRightPin);
   Send(kDiscovery);
   EXPECT_EQ(SignWith("9c", Block()), "6982");
@@ -218,15 +218,15 @@ TEST_F(CardTest, SignsWithTheSignatureKeyOnlyRightAfterThePin) {
   EXPECT_EQ(SignWith("9c", Block()), "6982") << "once";
 }
 
-TEST_F(CardTest, OpensDoorsWithoutAPin) {
+TEST_F(PivCardTest, OpensDoorsWithoutAPin) {
   EXPECT_EQ(SignWith("9e", Block()).size(), 2 * (4 + 4 + 256 + 2));
 }
 
-TEST_F(CardTest, RefusesABlockThatIsNotLessThanTheModulus) {
+TEST_F(PivCardTest, RefusesABlockThatIsNotLessThanTheModulus) {
   EXPECT_EQ(SignWith("9e", Bytes(256, 0xff)), "6a80");
 }
 
-TEST_F(CardTest, RefusesWhatItDoesNotKnow) {
+TEST_F(PivCardTest, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(Send("00fd000000"), "6d00");
   EXPECT_EQ(Send("0087119a00"), "6a86");
   EXPECT_EQ(Send("00cb"), "6700");

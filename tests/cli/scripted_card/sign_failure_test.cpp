@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <csignal>
 
-#include "card_test.h"
+#include "cli/scripted_card/scripted_card_fixture.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ struct Failure {
   const char* words;
 };
 
-class SignFailureTest : public CardTest, public testing::WithParamInterface<Failure> {};
+class SignFailureTest : public ScriptedCardTest, public testing::WithParamInterface<Failure> {};
 
 TEST_P(SignFailureTest, IsStatus1WithAReason) {
   Card(GetParam().card);
@@ -42,12 +42,12 @@ INSTANTIATE_TEST_SUITE_P(
                     Failure{"Login", "fail=C_Login/0x100", "Unexpected token login error: 256"}),
     [](const auto& test) { return test.param.name; });
 
-TEST_F(CardTest, AProviderThatCancelsIsNotTheUser) {
+TEST_F(ScriptedCardTest, AProviderThatCancelsIsNotTheUser) {
   Card("fail=C_Sign/1");
   EXPECT_EQ(RunSign({"--pin-file", PinFile()}).status, 1);
 }
 
-TEST_F(CardTest, WatchShowsACardThatComesAndGoes) {
+TEST_F(ScriptedCardTest, WatchShowsACardThatComesAndGoes) {
   Card("remove-at-poll=2 insert-at-poll=9");
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "8"});
   EXPECT_EQ(run.status, 0);
@@ -62,7 +62,7 @@ TEST_F(CardTest, WatchShowsACardThatComesAndGoes) {
   ExpectNoViolations();
 }
 
-TEST_F(CardTest, WatchListsAgainWhateverAProviderWithoutEventsAnswers) {
+TEST_F(ScriptedCardTest, WatchListsAgainWhateverAProviderWithoutEventsAnswers) {
   // CKR_FUNCTION_NOT_SUPPORTED, CKR_DEVICE_REMOVED, CKR_DEVICE_ERROR, CKR_NO_EVENT
   for (const char* const answer : {"0x54", "0x32", "0x30", "0x8"}) {
     Card(std::string("fail=C_WaitForSlotEvent/") + answer);
@@ -74,7 +74,7 @@ TEST_F(CardTest, WatchListsAgainWhateverAProviderWithoutEventsAnswers) {
   }
 }
 
-TEST_F(CardTest, ASignalEndsWatchAndClosesTheProvider) {
+TEST_F(ScriptedCardTest, ASignalEndsWatchAndClosesTheProvider) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     Process watch(WithCard({"watch", "--interval", "60"}), environment_);
     ASSERT_TRUE(watch.WaitForOutput("4fa107"));
@@ -84,7 +84,7 @@ TEST_F(CardTest, ASignalEndsWatchAndClosesTheProvider) {
   }
 }
 
-TEST_F(CardTest, WatchDoesNotTakeAFailureForARemoval) {
+TEST_F(ScriptedCardTest, WatchDoesNotTakeAFailureForARemoval) {
   // The first list takes two calls; then an event makes it list again, which fails once.
   Card("insert-at-poll=1 fail=C_GetSlotList/0x30/3");
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
@@ -97,7 +97,7 @@ TEST_F(CardTest, WatchDoesNotTakeAFailureForARemoval) {
   ExpectNoViolations();
 }
 
-TEST_F(CardTest, WatchDoesNotTakeATokenThatComesInWhileItListsForARemoval) {
+TEST_F(ScriptedCardTest, WatchDoesNotTakeATokenThatComesInWhileItListsForARemoval) {
   // Without events, so that it lists again after three seconds. The third call asks whether there
   // are slots that are new; the second list has CKR_BUFFER_TOO_SMALL.
   Card("fail=C_GetSlotList/0x150/5");
@@ -109,7 +109,7 @@ TEST_F(CardTest, WatchDoesNotTakeATokenThatComesInWhileItListsForARemoval) {
   ExpectNoViolations();
 }
 
-TEST_F(CardTest, WatchTakesTwoFailuresForARemovalAndSaysSoOnce) {
+TEST_F(ScriptedCardTest, WatchTakesTwoFailuresForARemovalAndSaysSoOnce) {
   // Four lists: of two calls, of one call each that fails.
   Card("insert-at-poll=1 fail-from=C_GetSlotList/0x30/3");
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
@@ -125,7 +125,7 @@ TEST_F(CardTest, WatchTakesTwoFailuresForARemovalAndSaysSoOnce) {
   ExpectNoViolations();
 }
 
-TEST_F(CardTest, AProviderThatCannotListItsSlotsHasNotAnEmptyList) {
+TEST_F(ScriptedCardTest, AProviderThatCannotListItsSlotsHasNotAnEmptyList) {
   const std::string in = Write("in", "x");
   for (const Words& words :
        {Words{"list"}, Words{"list", "--json"}, Words{"present", "4fa107"},
@@ -145,7 +145,7 @@ TEST_F(CardTest, AProviderThatCannotListItsSlotsHasNotAnEmptyList) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(CardTest, WhatCannotBeReadIsNoReasonToAskForTheCard) {
+TEST_F(ScriptedCardTest, WhatCannotBeReadIsNoReasonToAskForTheCard) {
   Card("fail-from=C_GetAttributeValue/0x11/1");  // CKR_ATTRIBUTE_SENSITIVE
   const Finished run = RunCard({"list"});
   EXPECT_EQ(run.status, 0);
@@ -154,7 +154,7 @@ TEST_F(CardTest, WhatCannotBeReadIsNoReasonToAskForTheCard) {
   ExpectNoViolations();
 }
 
-TEST_F(CardTest, ATokenThatCannotBeWrittenToIsNotOneWithoutTheCertificate) {
+TEST_F(ScriptedCardTest, ATokenThatCannotBeWrittenToIsNotOneWithoutTheCertificate) {
   Card("fail-from=C_OpenSession/0xe2/2");  // CKR_TOKEN_WRITE_PROTECTED, but for the list
   const Finished run = RunCard({"present", "4fa107"});
   EXPECT_EQ(run.status, 4);
@@ -167,7 +167,7 @@ TEST_F(CardTest, ATokenThatCannotBeWrittenToIsNotOneWithoutTheCertificate) {
   ExpectNoViolations();
 }
 
-TEST_F(CardTest, ATokenThatCannotBeWrittenToSignsNothingAndSaysWhy) {
+TEST_F(ScriptedCardTest, ATokenThatCannotBeWrittenToSignsNothingAndSaysWhy) {
   Card("fail-from=C_OpenSession/0xe2/2");
   const Finished run = RunSign({"--pin-file", PinFile()});
   EXPECT_EQ(run.status, 1);
@@ -177,7 +177,7 @@ TEST_F(CardTest, ATokenThatCannotBeWrittenToSignsNothingAndSaysWhy) {
   ExpectNoSignature();
 }
 
-TEST_F(CardTest, WatchEndsWhenNobodyReadsOn) {
+TEST_F(ScriptedCardTest, WatchEndsWhenNobodyReadsOn) {
   // head -1 ends with the first line; the card never changes again.
   const Finished run =
       RunProgram({"timeout", "15", "bash", "-c", "\"$@\" | head -1; exit ${PIPESTATUS[0]}", "bash",
@@ -187,7 +187,7 @@ TEST_F(CardTest, WatchEndsWhenNobodyReadsOn) {
   ExpectNoViolations();
 }
 
-TEST_F(CardTest, ASlotThatComesBetweenTheTwoCallsOfAListIsNoFailure) {
+TEST_F(ScriptedCardTest, ASlotThatComesBetweenTheTwoCallsOfAListIsNoFailure) {
   Card("fail=C_GetSlotList/0x150");  // CKR_BUFFER_TOO_SMALL
   const Finished run = RunCard({"list"});
   EXPECT_EQ(run.status, 0);

@@ -1,5 +1,5 @@
 // What the program cannot work with: a clear message, the right status, and nothing half done.
-#include "cardcert_run.h"
+#include "cli/cardcert_fixture.h"
 
 namespace {
 

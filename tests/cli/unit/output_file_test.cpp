@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "temp_folder.h"
+#include "cli/temp_folder.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
-#include "cardcert_run.h"
-#include "pseudo_terminal.h"
+#include "cli/cardcert_fixture.h"
+#include "cli/pseudo_terminal.h"
 
-class CardTest : public CardcertTest {
+class ScriptedCardTest : public CardcertTest {
  protected:
   void SetUp() override;
 

@@ -1,4 +1,4 @@
-#include "cardcert_run.h"
+#include "cli/cardcert_fixture.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "process.h"
-#include "temp_folder.h"
+#include "cli/process.h"
+#include "cli/temp_folder.h"
 
 using Words = std::vector<std::string>;
 

@@ -1,12 +1,12 @@
 // No script locks a card that tells of its tries.
-#include "card_test.h"
+#include "cli/scripted_card/scripted_card_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::SizeIs;
 
-class NoLockTest : public CardTest {
+class NoLockTest : public ScriptedCardTest {
  protected:
   Words Pin(const std::string& pin) const { return {"--pin-file", PinFile(pin)}; }
   // All three kinds of PIN.
