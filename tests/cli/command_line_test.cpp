@@ -1,4 +1,4 @@
-// What the program cannot work with: a clear message, the right status, and nothing half done.
+// Wrong command lines: status 2, a message that says what is wrong, and no side effects.
 #include "cli/cardcert_fixture.h"
 
 namespace {
@@ -6,7 +6,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-class BadInputTest : public CardcertTest {
+class CommandLineTest : public CardcertTest {
  protected:
   // The message, once the rest of what a usage error means has been checked.
   static std::string Refusal(const Finished& run, int status = 2) {
@@ -17,21 +17,21 @@ class BadInputTest : public CardcertTest {
   }
 };
 
-TEST_F(BadInputTest, ACommandIsNeeded) {
+TEST_F(CommandLineTest, RequiresACommand) {
   EXPECT_THAT(Refusal(Bare({})), HasSubstr("see cardcert --help"));
   EXPECT_THAT(Refusal(Bare({"lst"})), HasSubstr("cardcert: there is no command 'lst'"));
   EXPECT_THAT(Refusal(Bare({"-m", "x.so", "list"})),
               HasSubstr("cardcert: '-m' has to come after a command: list, present"));
 }
 
-TEST_F(BadInputTest, AModuleIsNeeded) {
+TEST_F(CommandLineTest, RequiresExactlyOneModule) {
   EXPECT_THAT(Refusal(Bare({"list"})), HasSubstr("--module"));
   EXPECT_THAT(Refusal(Bare({"list", "-m"})), HasSubstr("cardcert: --module needs a value\n"));
   EXPECT_THAT(Refusal(Cardcert({"list", "-m", "x.so"})),
               HasSubstr("cardcert: --module is given more than once\n"));
 }
 
-TEST_F(BadInputTest, UnknownWordsAreRefused) {
+TEST_F(CommandLineTest, RefusesUnknownOptionsAndExtraArguments) {
   EXPECT_THAT(Refusal(Cardcert({"list", "--jsn"})),
               HasSubstr("cardcert: list has no option '--jsn'\n"));
   EXPECT_THAT(Refusal(Cardcert({"list", "--first", "more", "-s", "words"})),
@@ -40,7 +40,7 @@ TEST_F(BadInputTest, UnknownWordsAreRefused) {
               HasSubstr("cardcert: list was given 1 word too many\n"));
 }
 
-TEST_F(BadInputTest, APinBehindAMistypedOptionIsNotRepeated) {
+TEST_F(CommandLineTest, DoesNotEchoAPinAfterAMistypedOption) {
   for (const Words& words :
        {Words{"list", "--pin", "246810"}, Words{"sign", "10", "--pinn", "246810"},
         Words{"sign", "10", "--pinn=246810"}, Words{"sign", "10", "-p", "246810"},
@@ -52,7 +52,7 @@ TEST_F(BadInputTest, APinBehindAMistypedOptionIsNotRepeated) {
     EXPECT_THAT(Refusal(Cardcert(words)), Not(HasSubstr("246810"))) << words[2];
 }
 
-TEST_F(BadInputTest, AFlagTakesNoValue) {
+TEST_F(CommandLineTest, RefusesValuesForFlags) {
   EXPECT_THAT(Refusal(Cardcert({"list", "--json=false"})),
               HasSubstr("cardcert: --json takes no value\n"));
   EXPECT_THAT(Refusal(Cardcert({"list", "--matching=0"})), HasSubstr("--matching takes no value"));
@@ -63,11 +63,11 @@ TEST_F(BadInputTest, AFlagTakesNoValue) {
   EXPECT_THAT(said, Not(HasSubstr("246810")));
 }
 
-TEST_F(BadInputTest, AMessageCannotSteerTheTerminal) {
+TEST_F(CommandLineTest, EscapesControlCharactersInMessages) {
   EXPECT_THAT(Refusal(Cardcert({"list", "--log-level", "\033[2J"})), HasSubstr("\\x1b[2J"));
 }
 
-TEST_F(BadInputTest, AMalformedNameIsRefusedWithItsReason) {
+TEST_F(CommandLineTest, RefusesMalformedNameSpecificationsWithReason) {
   EXPECT_THAT(Refusal(Cardcert({"list", "--name", "subject"})),
               HasSubstr("cardcert: --name 'subject': Malformed token \"subject\"\n"));
   EXPECT_THAT(Refusal(Cardcert({"list", "--name", "Subject_CN"})),
@@ -80,7 +80,7 @@ TEST_F(BadInputTest, AMalformedNameIsRefusedWithItsReason) {
               HasSubstr("Unable to parse certificate naming specification"));
 }
 
-TEST_F(BadInputTest, AMalformedFilterIsRefusedWithItsReason) {
+TEST_F(CommandLineTest, RefusesMalformedFiltersWithReason) {
   EXPECT_THAT(Refusal(Cardcert({"list", "--filter", "a|b"})),
               HasSubstr("cardcert: --filter 'a|b': Smartcard filter does not have 3 fields\n"));
   EXPECT_THAT(Refusal(Cardcert({"list", "--filter", "a|commonName|0"})),
@@ -89,7 +89,7 @@ TEST_F(BadInputTest, AMalformedFilterIsRefusedWithItsReason) {
               HasSubstr("--filter ''"));
 }
 
-TEST_F(BadInputTest, AKeyUsageThatIsNoNumberIsPointedOutWithWhatItCountsAs) {
+TEST_F(CommandLineTest, WarnsHowANonNumericKeyUsageIsRead) {
   const std::map<std::string, std::string> misread = {{"digitalSignature", "0, no requirement\n"},
                                                       {"", "0, no requirement\n"},
                                                       {" 128", "128\n"},
@@ -109,19 +109,19 @@ TEST_F(BadInputTest, AKeyUsageThatIsNoNumberIsPointedOutWithWhatItCountsAs) {
                 Not(HasSubstr("the key usage")));
 }
 
-TEST_F(BadInputTest, ALogLevelIsANumberFrom0To5) {
+TEST_F(CommandLineTest, RequiresALogLevelBetween0And5) {
   EXPECT_THAT(Refusal(Cardcert({"list", "--log-level", "6"})),
               HasSubstr("cardcert: --log-level: '6' is no number from 0 to 5\n"));
   EXPECT_THAT(Refusal(Cardcert({"list", "--log-level", "-1"})), HasSubstr("--log-level"));
   EXPECT_THAT(Refusal(Cardcert({"list", "--log-level", "all"})), HasSubstr("--log-level"));
 }
 
-TEST_F(BadInputTest, ALogFileMustBeWritable) {
+TEST_F(CommandLineTest, RefusesALogFileThatCannotBeWritten) {
   EXPECT_THAT(Refusal(Cardcert({"list", "--log-file", File("no/log")})),
               HasSubstr("cannot write the log file '" + File("no/log") + "': No such file"));
 }
 
-TEST_F(BadInputTest, NothingIsLoadedOrWrittenBeforeTheWholeCommandLineIsGood) {
+TEST_F(CommandLineTest, ChecksEverythingBeforeLoadingOrWriting) {
   // A provider that cannot be loaded would be status 3, and a log file would be there.
   const Words command = {"list", "-m", "/no/such/provider.so", "--log-file", File("log")};
   Words malformed = command;
@@ -132,81 +132,14 @@ TEST_F(BadInputTest, NothingIsLoadedOrWrittenBeforeTheWholeCommandLineIsGood) {
   EXPECT_TRUE(Exists(File("log")));
 }
 
-TEST_F(BadInputTest, APathThatIsNoFileIsStatus3) {
-  const std::string said = Refusal(Bare({"list", "-m", "/no/such/provider.so"}), 3);
-  EXPECT_THAT(said, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such/provider.so':\n"
-                              "cardcert: /no/such/provider.so: cannot open shared object file"));
-  EXPECT_THAT(said, HasSubstr("cardcert: check the path given with --module"));
-}
-
-TEST_F(BadInputTest, AFileThatIsNoLibraryIsStatus3) {
-  const std::string path = Write("text.so", "not a library");
-  EXPECT_THAT(Refusal(Bare({"list", "-m", path}), 3),
-              HasSubstr("Unable to load PKCS#11 module '" + path + "':"));
-}
-
-TEST_F(BadInputTest, AFolderIsStatus3) {
-  const std::string said = Refusal(Bare({"list", "-m", File("")}), 3);
-  EXPECT_THAT(said, HasSubstr("check the path given with --module: it is a folder\n"));
-  EXPECT_THAT(said, Not(HasSubstr("daemon")));
-}
-
-TEST_F(BadInputTest, APathThatCannotBeFollowedIsNotCalledMissing) {
-  const std::string said = Refusal(Bare({"list", "-m", Write("file", "x") + "/provider.so"}), 3);
-  EXPECT_THAT(said, HasSubstr("check the path given with --module: Not a directory\n"));
-  EXPECT_THAT(said, Not(HasSubstr("no such file\n")));
-}
-
-TEST_F(BadInputTest, AnEmptyPathIsNoProvider) {
-  const std::string in = Write("in", "x");
-  for (const Words& words : {Words{"list"}, Words{"present", "10"}, Words{"watch"},
-                             Words{"sign", "10", "--in", in, "--pin-file", PinFile()}}) {
-    Words command = words;
-    command.insert(command.end(), {"-m", ""});
-    EXPECT_THAT(Refusal(Bare(command)), HasSubstr("cardcert: --module is empty\n"));
-  }
-}
-
-TEST_F(BadInputTest, AFileInTheCurrentFolderIsPointedOut) {
-  Write("text.so", "not a library");
-  const Finished run = RunProgram({"sh", "-c", "cd '" + File("") + "' && exec \"$@\"", "sh",
-                                   CARDCERT_PROGRAM, "list", "-m", "text.so"},
-                                  environment_);
-  EXPECT_THAT(Refusal(run, 3), HasSubstr("write './text.so' for the file in this folder\n"));
-}
-
-TEST_F(BadInputTest, ALibraryThatIsNoProviderIsStatus3) {
-  const std::string said = Refusal(Bare({"list", "-m", "libc.so.6"}), 3);
-  EXPECT_THAT(said, HasSubstr("Library 'libc.so.6' does not seem to be a PKCS#11 module"));
-  EXPECT_THAT(said, HasSubstr("check that --module names the PKCS#11 library of the card (without a"
-                              " folder it is looked for among the system's libraries), and"));
-}
-
-TEST_F(BadInputTest, AProviderThatDoesNotStartIsStatus3) {
-  environment_["SOFTHSM2_CONF"] = File("missing.conf");
-  EXPECT_THAT(Refusal(Cardcert({"list"}), 3),
-              HasSubstr("Error initializing PKCS#11 module '" SOFTHSM2_LIBRARY "': 5"));
-}
-
-TEST_F(BadInputTest, EveryCommandSaysWhenTheProviderCannotBeLoaded) {
-  const std::string in = Write("in", "x");
-  const std::string pin = PinFile();
-  for (const Words& words : {Words{"present", "10"}, Words{"watch"},
-                             Words{"sign", "10", "--in", in, "--pin-file", pin}}) {
-    Words command = words;
-    command.insert(command.end(), {"-m", "/no/such/provider.so"});
-    EXPECT_EQ(Bare(command).status, 3) << words[0];
-  }
-}
-
-TEST_F(BadInputTest, ASerialIsHexadecimal) {
+TEST_F(CommandLineTest, RefusesSerialsThatAreNotHexadecimal) {
   for (const char* const serial : {"12g4", "", ":", "0x"}) {
     EXPECT_THAT(Refusal(Cardcert({"present", serial})), HasSubstr("is no serial number"));
     EXPECT_THAT(Refusal(Cardcert({"sign", serial})), HasSubstr("is no serial number"));
   }
 }
 
-TEST_F(BadInputTest, NumbersOfWatchAreChecked) {
+TEST_F(CommandLineTest, ChecksWatchIntervalAndCount) {
   EXPECT_THAT(Refusal(Cardcert({"watch", "--interval", "0"})), HasSubstr("--interval"));
   EXPECT_THAT(Refusal(Cardcert({"watch", "--interval", "soon"})),
               HasSubstr("cardcert: --interval: 'soon' is no number from 0.05 to 86400\n"));
@@ -219,7 +152,7 @@ TEST_F(BadInputTest, NumbersOfWatchAreChecked) {
   EXPECT_THAT(Refusal(Cardcert({"watch", "--count", "-1"})), HasSubstr("--count"));
 }
 
-TEST_F(BadInputTest, SignChecksItsOptionsFirst) {
+TEST_F(CommandLineTest, ChecksSignOptionsBeforeLoadingTheProvider) {
   const std::string in = Write("in", "x");
   EXPECT_THAT(Refusal(Cardcert({"sign", "10", "--digest", "md5"})), HasSubstr("--digest"));
   EXPECT_THAT(Refusal(Cardcert({"sign", "10", "--encoding", "pem"})), HasSubstr("--encoding"));
@@ -231,13 +164,13 @@ TEST_F(BadInputTest, SignChecksItsOptionsFirst) {
               HasSubstr("excludes"));
 }
 
-TEST_F(BadInputTest, APinIsNotTakenFromTheCommandLineNorRepeated) {
+TEST_F(CommandLineTest, RefusesAPinOnTheCommandLineWithoutEchoingIt) {
   const std::string said = Refusal(Cardcert({"sign", "10", "--pin", "246810"}));
   EXPECT_THAT(said, HasSubstr("--pin takes env:NAME"));
   EXPECT_THAT(said, Not(HasSubstr("246810")));
 }
 
-TEST_F(BadInputTest, HelpAndVersionAreData) {
+TEST_F(CommandLineTest, PrintsHelpAndVersionToStandardOutput) {
   for (const Words& words :
        {Words{"--help"}, Words{"-h"}, Words{"list", "--help"}, Words{"sign", "--help"},
         Words{"-h", "list"}, Words{"--help", "sign", "10"}, Words{"help"}, Words{"help", "list"}}) {

@@ -129,7 +129,7 @@ TEST_F(ListTest, JsonHasExactlyTheseFields) {
   EXPECT_EQ(certificate["matches_filter"], true);
 }
 
-TEST_F(ListTest, TheTableHasALineForEachCertificate) {
+TEST_F(ListTest, PrintsOneTableLinePerCertificate) {
   const Finished run = Cardcert({"list"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 11);  // Headings, 9, and a copy.
@@ -140,7 +140,7 @@ TEST_F(ListTest, TheTableHasALineForEachCertificate) {
   EXPECT_TRUE(std::regex_search(run.out, std::regex("\nExample CA .* yes  yes ")));
 }
 
-TEST_F(ListTest, ACertificateWithoutAnRsaKeyIsLeftOutWithANote) {
+TEST_F(ListTest, NotesThatACertificateWithoutAnRsaKeyIsLeftOut) {
   const Finished run = Cardcert({"list"});
   EXPECT_THAT(run.out, Not(HasSubstr("Curve")));
   EXPECT_THAT(run.err, HasSubstr("cardcert: note: Unable to read public key from certificate for "
@@ -148,7 +148,7 @@ TEST_F(ListTest, ACertificateWithoutAnRsaKeyIsLeftOutWithANote) {
   EXPECT_TRUE(AllLinesAreMessages(run.err));
 }
 
-TEST_F(ListTest, ACertificateCannotSteerTheTerminal) {
+TEST_F(ListTest, EscapesControlCharactersInNames) {
   for (const Words& words : {Words{"list"}, Words{"list", "--json"}, Words{"present", "666666"}}) {
     const Finished run = Cardcert(words);
     EXPECT_THAT(run.out + run.err, Not(HasSubstr("\033")));
@@ -158,7 +158,7 @@ TEST_F(ListTest, ACertificateCannotSteerTheTerminal) {
   EXPECT_THAT(List(), Contains(Key("666666 Evil\033[2J\u202etxt.exe")));
 }
 
-TEST_F(ListTest, NamesCertificatesAsAsked) {
+TEST_F(ListTest, FollowsTheNameSpecification) {
   const std::map<std::string, json> certificates =
       List({"--name", "subject_CN,card_label,issuer_organizationName"});
   EXPECT_EQ(certificates.at("00f1e2 Twin")["name"], json({"Twin", "second", "Example"}));
@@ -166,34 +166,34 @@ TEST_F(ListTest, NamesCertificatesAsAsked) {
               HasSubstr("second / Twin"));
 }
 
-TEST_F(ListTest, APieceOfANameThatIsMissingIsPointedOut) {
+TEST_F(ListTest, NotesAMissingPartOfAName) {
   const Finished run = Cardcert({"list", "--name", "subject_organizationName,subject_colour"});
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, HasSubstr("Example, Ltd / - "));
   EXPECT_THAT(run.err, HasSubstr("Unable to read subject attribute \"colour\" from certificate"));
 }
 
-TEST_F(ListTest, SaysWhichCertificatesPassTheFilters) {
+TEST_F(ListTest, ShowsWhichCertificatesPassTheFilters) {
   const std::map<std::string, json> certificates = List({"--filter", "Signing||192"});
   EXPECT_EQ(certificates.at("4fa107 Jürgen 山田")["matches_filter"], true);
   EXPECT_EQ(certificates.at("00f1e2 Plain")["matches_filter"], true);  // Not restricted.
   EXPECT_EQ(certificates.at("10 Example CA")["matches_filter"], false);
 }
 
-TEST_F(ListTest, MatchingListsOnlyThose) {
+TEST_F(ListTest, MatchingShowsOnlyMatchingCertificates) {
   const std::map<std::string, json> certificates =
       List({"--matching", "--filter", "CA|commonName=Example CA|4", "--filter=X|commonName=X|0"});
   EXPECT_THAT(certificates, Contains(Key("10 Example CA")));
   EXPECT_THAT(certificates, Not(Contains(Key("4fa107 Jürgen 山田"))));
 }
 
-TEST_F(ListTest, OneOfSeveralFiltersIsEnough) {
+TEST_F(ListTest, MatchesAnyOfSeveralFilters) {
   const std::map<std::string, json> certificates =
       List({"--matching", "--filter", "none|commonName=Nobody|0", "--filter", "CRL||2"});
   EXPECT_THAT(certificates, Contains(Key("10 Example CA")));
 }
 
-TEST_F(ListTest, NoMatchIsNoError) {
+TEST_F(ListTest, SucceedsWithoutMatch) {
   const Words words = {"list", "--matching", "--filter", "none|commonName=Nobody|0"};
   const Finished table = Cardcert(words);
   EXPECT_EQ(table.status, 0);
@@ -204,7 +204,7 @@ TEST_F(ListTest, NoMatchIsNoError) {
   EXPECT_EQ(Cardcert(as_json).out, "[]\n");
 }
 
-TEST_F(ListTest, AnAttributeWithABlankIsNoCertificates) {
+TEST_F(ListTest, NotesAFilterAttributeThatBeginsWithABlank) {
   const Finished run =
       Cardcert({"list", "--matching", "--filter", "x|commonName=Example CA, O=Example|0"});
   EXPECT_EQ(run.status, 0);
@@ -212,7 +212,7 @@ TEST_F(ListTest, AnAttributeWithABlankIsNoCertificates) {
                                  " 'x|commonName=Example CA, O=Example|0'"));
 }
 
-TEST_F(ListTest, NoCertificateIsNoError) {
+TEST_F(ListTest, SucceedsWithoutCertificates) {
   environment_["SOFTHSM2_CONF"] =
       Write("empty.conf", "directories.tokendir = " + File("") + "\nobjectstore.backend = file\n");
   const Finished run = Cardcert({"list"});
@@ -223,7 +223,7 @@ TEST_F(ListTest, NoCertificateIsNoError) {
             " running? --log-level 5 shows each step\n");
 }
 
-TEST_F(ListTest, WhoSeesEachStepIsNotToldHowTo) {
+TEST_F(ListTest, DoesNotSuggestALogThatIsAlreadyOn) {
   environment_["SOFTHSM2_CONF"] =
       Write("empty.conf", "directories.tokendir = " + File("") + "\nobjectstore.backend = file\n");
   for (const Words& words : {Words{"--log-level", "5"}, Words{"--log-file", File("log")}}) {
@@ -240,7 +240,7 @@ TEST_F(ListTest, WorksInAnyLocale) {
   EXPECT_THAT(List({"--filter", "x|commonName=Jürgen|0"}), Contains(Key("4fa107 Jürgen 山田")));
 }
 
-TEST_F(ListTest, ATableThatCannotBeWrittenIsAFailure) {
+TEST_F(ListTest, FailsIfTableCannotBeWritten) {
   const Finished run = RunProgram(
       {"sh", "-c", "\"$@\" >/dev/full", "sh", CARDCERT_PROGRAM, "list", "-m", SOFTHSM2_LIBRARY},
       environment_);
@@ -248,7 +248,7 @@ TEST_F(ListTest, ATableThatCannotBeWrittenIsAFailure) {
   EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write to standard output: No space left"));
 }
 
-TEST_F(ListTest, AClosedStandardOutputIsAFailureAndNoOtherFileTakesItsPlace) {
+TEST_F(ListTest, FailsIfStandardOutputIsClosedAndWritesToNoOtherFile) {
   const Finished run = RunProgram({"sh", "-c", "\"$@\" >&-", "sh", CARDCERT_PROGRAM, "list", "-m",
                                    SOFTHSM2_LIBRARY, "--log-file", File("log")},
                                   environment_);
@@ -257,7 +257,7 @@ TEST_F(ListTest, AClosedStandardOutputIsAFailureAndNoOtherFileTakesItsPlace) {
   EXPECT_THAT(ReadWhole(File("log")), Not(HasSubstr("KEY USAGE")));
 }
 
-TEST_F(ListTest, AReaderThatHasGoneAwayNeedsNoWords) {
+TEST_F(ListTest, BrokenPipeIsSilent) {
   const Finished run =
       RunProgram({"bash", "-c", "\"$@\" 2>" + File("err") + " | true; exit ${PIPESTATUS[0]}",
                   "bash", CARDCERT_PROGRAM, "list", "-m", SOFTHSM2_LIBRARY},

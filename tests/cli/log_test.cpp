@@ -11,13 +11,13 @@ using testing::Not;
 
 class LogTest : public CardcertTest {};
 
-TEST_F(LogTest, WithoutAnOptionThereIsNoLog) {
+TEST_F(LogTest, IsOffByDefault) {
   const Finished run = Cardcert({"list"});
   EXPECT_THAT(run.err, Not(HasSubstr("Loaded PKCS#11 module")));
   EXPECT_TRUE(AllLinesAreMessages(run.err));
 }
 
-TEST_F(LogTest, GoesToStandardErrorUpToTheLevel) {
+TEST_F(LogTest, WritesToStandardErrorUpToTheLevel) {
   const std::string level3 = Cardcert({"list", "--log-level", "3"}).err;
   EXPECT_THAT(level3, ContainsRegex("Z 3 Loaded PKCS#11 module '" SOFTHSM2_LIBRARY "'"));
   EXPECT_THAT(level3, Not(ContainsRegex("Z 5 ")));
@@ -29,7 +29,7 @@ TEST_F(LogTest, GoesToStandardErrorUpToTheLevel) {
   EXPECT_THAT(Cardcert({"list", "--log-level", "0"}).err, Not(HasSubstr("Loaded")));
 }
 
-TEST_F(LogTest, CannotSteerTheTerminal) {
+TEST_F(LogTest, EscapesControlCharactersOnStandardError) {
   const std::string found = Cardcert({"list", "--log-level", "5"}).err;
   EXPECT_THAT(found, HasSubstr("\\u{202e}txt.exe"));
   EXPECT_THAT(found, Not(HasSubstr("\u202e")));
@@ -39,7 +39,7 @@ TEST_F(LogTest, CannotSteerTheTerminal) {
   EXPECT_THAT(lost, Not(HasSubstr("\u009b")));
 }
 
-TEST_F(LogTest, AFileGetsEverything) {
+TEST_F(LogTest, WritesEverythingToTheFileByDefault) {
   const Finished run = Cardcert({"list", "--log-file", File("log")});
   EXPECT_TRUE(AllLinesAreMessages(run.err));
   const std::string log = ReadWhole(File("log"));
@@ -50,13 +50,13 @@ TEST_F(LogTest, AFileGetsEverything) {
   EXPECT_EQ(info.st_mode & 0777, 0600U);
 }
 
-TEST_F(LogTest, AFileGetsNoMoreThanTheLevel) {
+TEST_F(LogTest, LimitsTheFileToTheLevel) {
   Cardcert({"list", "--log-file", File("log"), "--log-level", "3"});
   EXPECT_THAT(ReadWhole(File("log")), HasSubstr(" 3 Loaded"));
   EXPECT_THAT(ReadWhole(File("log")), Not(HasSubstr(" 5 ")));
 }
 
-TEST_F(LogTest, TheReasonOfAFailureIsShownWhateverTheLog) {
+TEST_F(LogTest, ShowsReasonOfFailureAtEveryLevel) {
   const Finished quiet = Bare({"list", "-m", "/no/such.so", "--log-level", "0"});
   EXPECT_THAT(quiet.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
   const Finished to_file = Bare({"list", "-m", "/no/such.so", "--log-file", File("log")});
@@ -64,7 +64,7 @@ TEST_F(LogTest, TheReasonOfAFailureIsShownWhateverTheLog) {
   EXPECT_THAT(ReadWhole(File("log")), HasSubstr(" 2 Unable to load PKCS#11 module '/no/such.so':"));
 }
 
-TEST_F(LogTest, WhatItHasShownOfASignatureIsExplained) {
+TEST_F(LogTest, ExplainsASignatureFailureThatItHasShown) {
   const std::string in = Write("in", "x");
   const std::string said = Cardcert({"sign", "6e6f", "--in", in, "--out", File("out"),
                                      "--log-level", "3", "--pin-file", PinFile()})
@@ -74,7 +74,7 @@ TEST_F(LogTest, WhatItHasShownOfASignatureIsExplained) {
   EXPECT_THAT(said, Not(HasSubstr("cardcert: Signature operation failed")));
 }
 
-TEST_F(LogTest, NeverHoldsAPin) {
+TEST_F(LogTest, NeverContainsAPin) {
   const std::string in = Write("in", "x");
   const Finished run = Cardcert({"sign", "4fa107", "--in", in, "--out", File("out"), "--log-level",
                                  "5", "--pin-file", PinFile("739174")});

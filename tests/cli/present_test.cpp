@@ -7,7 +7,7 @@ using testing::HasSubstr;
 
 class PresentTest : public CardcertTest {};
 
-TEST_F(PresentTest, TellsPresentFromAbsent) {
+TEST_F(PresentTest, DistinguishesPresentFromAbsent) {
   const Finished there = Cardcert({"present", "1024"});
   EXPECT_EQ(there.status, 0);
   EXPECT_THAT(there.out, HasSubstr("Short  1024  1024 bits  any  SoftHSM slot"));
@@ -18,16 +18,16 @@ TEST_F(PresentTest, TellsPresentFromAbsent) {
               HasSubstr("cardcert: no token has a certificate with the serial 'abcdef'"));
 }
 
-TEST_F(PresentTest, TakesSerialsAsPeopleHaveThem) {
+TEST_F(PresentTest, AcceptsSerialSpellings) {
   for (const char* const serial : {"4fa107", "4FA107", "0x4fa107", "4F:A1:07", "00:4f:a1:07"})
     EXPECT_EQ(Cardcert({"present", serial}).status, 0) << serial;
 }
 
-TEST_F(PresentTest, ACopyOnAnotherTokenIsNotAmbiguous) {
+TEST_F(PresentTest, AcceptsCopiesOfOneCertificate) {
   EXPECT_EQ(Cardcert({"present", "4fa107"}).status, 0);
 }
 
-TEST_F(PresentTest, TwoCertificatesWithOneSerialAreAnErrorThatListsThem) {
+TEST_F(PresentTest, ListsDifferentCertificatesWithOneSerial) {
   const Finished run = Cardcert({"present", "f1e2"});
   EXPECT_EQ(run.status, 5);
   EXPECT_EQ(run.out, "");
@@ -41,12 +41,12 @@ TEST_F(PresentTest, TwoCertificatesWithOneSerialAreAnErrorThatListsThem) {
   }
 }
 
-TEST_F(PresentTest, ACertificateThatCannotBeListedIsPresentAllTheSame) {
+TEST_F(PresentTest, FindsCertificatesWithoutAnRsaKey) {
   EXPECT_EQ(Cardcert({"present", "0c25"}).status, 0);
   EXPECT_EQ(Cardcert({"present", "C25"}).status, 0);
 }
 
-TEST_F(PresentTest, SaysWhatWasLeftOutWhereItMayBeWhatIsMissing) {
+TEST_F(PresentTest, NotesSkippedCertificatesIfNoneIsFound) {
   for (const char* const serial : {"0c25", "abcdef"})
     EXPECT_THAT(Cardcert({"present", serial}).err,
                 HasSubstr("cardcert: note: Unable to read public key from certificate for token "

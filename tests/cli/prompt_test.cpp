@@ -15,7 +15,7 @@ class PromptTest : public CardcertTest {
   void ExpectASignature() const { EXPECT_EQ(ReadWhole(File("sig")).size(), 256U); }
 };
 
-TEST_F(PromptTest, ThePinIsNotShownAndTheEchoComesBack) {
+TEST_F(PromptTest, HidesThePinAndRestoresEcho) {
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("Signing with 'Jürgen 山田' in 'SoftHSM slot"));
   ASSERT_TRUE(terminal.Shows("PIN: "));
@@ -27,7 +27,7 @@ TEST_F(PromptTest, ThePinIsNotShownAndTheEchoComesBack) {
   ExpectASignature();
 }
 
-TEST_F(PromptTest, AWrongPinIsAskedForAgain) {
+TEST_F(PromptTest, AsksAgainAfterAWrongPin) {
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("PIN: "));
   terminal.Type("9999\n");
@@ -41,7 +41,7 @@ TEST_F(PromptTest, AWrongPinIsAskedForAgain) {
   ExpectASignature();
 }
 
-TEST_F(PromptTest, NothingEnteredCancels) {
+TEST_F(PromptTest, EmptyLineAndControlDCancel) {
   for (const char* const keys : {"\n", "\x04"}) {
     PseudoTerminal terminal(Sign(), environment_);
     ASSERT_TRUE(terminal.Shows("PIN: "));
@@ -63,7 +63,7 @@ TEST_F(PromptTest, ControlCCancels) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(PromptTest, AnErrorBringsTheEchoBack) {
+TEST_F(PromptTest, RestoresEchoAfterAnError) {
   PseudoTerminal terminal(Command({"sign", "6e6f", "--in", Write("in", "x"), "--out", File("sig")}),
                           environment_);
   ASSERT_TRUE(terminal.Shows("PIN: "));
@@ -73,7 +73,7 @@ TEST_F(PromptTest, AnErrorBringsTheEchoBack) {
   EXPECT_TRUE(terminal.Echoes());
 }
 
-TEST_F(PromptTest, ASignalThatEndsTheProgramLeavesTheEchoOn) {
+TEST_F(PromptTest, RestoresEchoBeforeAFatalSignal) {
   for (const int signal : {SIGTERM, SIGHUP, SIGQUIT}) {
     PseudoTerminal terminal(Sign(), environment_);
     ASSERT_TRUE(terminal.Shows("PIN: "));
@@ -84,7 +84,7 @@ TEST_F(PromptTest, ASignalThatEndsTheProgramLeavesTheEchoOn) {
   }
 }
 
-TEST_F(PromptTest, ControlZBringsTheEchoBackAndFgAsksAgain) {
+TEST_F(PromptTest, RestoresEchoOnControlZAndAsksAgainOnFg) {
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("PIN: "));
   for (int i = 0; i < 2; ++i) {
@@ -102,7 +102,7 @@ TEST_F(PromptTest, ControlZBringsTheEchoBackAndFgAsksAgain) {
   ExpectASignature();
 }
 
-TEST_F(PromptTest, ALineThatIsTooLongIsNotOffered) {
+TEST_F(PromptTest, DoesNotOfferALineThatIsTooLong) {
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("PIN: "));
   terminal.Type(std::string(129, '1') + "\n");
@@ -113,7 +113,7 @@ TEST_F(PromptTest, ALineThatIsTooLongIsNotOffered) {
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("wrong")));
 }
 
-TEST_F(PromptTest, StandardInputAndOutputArePipesAllTheSame) {
+TEST_F(PromptTest, AsksOnTheTerminalIfInputAndOutputArePipes) {
   Words command = {"sh", "-c", "printf x | \"$@\" > '" + File("sig") + "'", "sh"};
   const Words sign = Command({"sign", "4fa107"});
   command.insert(command.end(), sign.begin(), sign.end());
@@ -125,7 +125,7 @@ TEST_F(PromptTest, StandardInputAndOutputArePipesAllTheSame) {
   ExpectASignature();
 }
 
-TEST_F(PromptTest, SaysThatItReadsFromTheTerminal) {
+TEST_F(PromptTest, NotesThatDataIsReadFromTheTerminal) {
   PseudoTerminal terminal(Command({"sign", "4fa107", "--out", File("sig")}), environment_);
   ASSERT_TRUE(terminal.Shows("cardcert: what is to be signed is read from the terminal"));
   terminal.Type("x\n\x04");
@@ -136,13 +136,13 @@ TEST_F(PromptTest, SaysThatItReadsFromTheTerminal) {
   ExpectASignature();
 }
 
-TEST_F(PromptTest, ARawSignatureIsNotForATerminal) {
+TEST_F(PromptTest, RefusesToWriteARawSignatureToATerminal) {
   PseudoTerminal terminal(Command({"sign", "4fa107", "--in", Write("in", "x")}), environment_);
   EXPECT_EQ(terminal.Wait(), 2);
   EXPECT_THAT(terminal.screen(), HasSubstr("a raw signature is not for a terminal"));
 }
 
-TEST_F(PromptTest, AFileOfPinsIsNoTerminal) {
+TEST_F(PromptTest, RefusesTheTerminalAsPinFile) {
   Words command = Sign();
   command.insert(command.end(), {"--pin-file", "/dev/tty"});
   PseudoTerminal terminal(command, environment_);
@@ -150,7 +150,7 @@ TEST_F(PromptTest, AFileOfPinsIsNoTerminal) {
   EXPECT_THAT(terminal.screen(), HasSubstr("--pin-file: it is a terminal"));
 }
 
-TEST_F(PromptTest, BatchAndGivenPinsNeverAsk) {
+TEST_F(PromptTest, NeverAsksWithBatchOrGivenPins) {
   const std::string wrong = PinFile("9999");
   for (const Words& more : {Words{"--batch"}, Words{"--pin-file", wrong}}) {
     Words command = Sign();

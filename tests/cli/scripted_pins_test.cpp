@@ -27,14 +27,14 @@ class ScriptedPinsTest : public CardcertTest {
   }
 };
 
-TEST_F(ScriptedPinsTest, APinComesFromAFileOrAVariable) {
+TEST_F(ScriptedPinsTest, ReadsThePinFromAFileOrVariable) {
   EXPECT_EQ(Sign({"--pin-file", PinFile()}).status, 0);
   environment_["MY_PIN"] = "1234";
   EXPECT_EQ(Sign({"--pin", "env:MY_PIN"}).status, 0);
   EXPECT_EQ(Sign({"--pin", "env:MY_PIN", "--batch"}).status, 0);
 }
 
-TEST_F(ScriptedPinsTest, AWrongPinIsOfferedOnce) {
+TEST_F(ScriptedPinsTest, OffersAWrongPinOnce) {
   const Finished run = Sign({"--pin-file", PinFile("9999"), "--log-level", "5"});
   EXPECT_EQ(run.status, 7);
   EXPECT_EQ(Count(run.err, "Token login error"), 1U);
@@ -43,7 +43,7 @@ TEST_F(ScriptedPinsTest, AWrongPinIsOfferedOnce) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(ScriptedPinsTest, WithoutAPinTheAnswerIsCancel) {
+TEST_F(ScriptedPinsTest, BatchWithoutPinIsStatus6) {
   const Finished run = Sign({"--batch"});
   EXPECT_EQ(run.status, 6);
   EXPECT_THAT(run.err, HasSubstr("cardcert: the token asks for the PIN, which was not given: use "
@@ -51,19 +51,19 @@ TEST_F(ScriptedPinsTest, WithoutAPinTheAnswerIsCancel) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(ScriptedPinsTest, ThePinsOfOthersDoNotMakeUpForIt) {
+TEST_F(ScriptedPinsTest, SoPinAndNewPinDoNotReplaceThePin) {
   EXPECT_EQ(Sign({"--so-pin-file", PinFile("87654321"), "--new-pin-file", PinFile("5678")}).status,
             6);
 }
 
-TEST_F(ScriptedPinsTest, APinThatCannotBeReadIsStatus2) {
+TEST_F(ScriptedPinsTest, UnreadablePinIsStatus2) {
   EXPECT_EQ(Sign({"--pin-file", File("missing")}).status, 2);
   EXPECT_EQ(Sign({"--pin", "env:NO_SUCH_VARIABLE_HERE"}).status, 2);
   EXPECT_EQ(Sign({"--so-pin", "87654321"}).status, 2);
   EXPECT_EQ(Sign({"--new-pin-file", Write("two-lines", "1\n2\n")}).status, 2);
 }
 
-TEST_F(ScriptedPinsTest, AVariableIsForgottenBeforeTheProviderIsLoaded) {
+TEST_F(ScriptedPinsTest, ClearsTheVariableBeforeLoadingTheProvider) {
   environment_["MY_PIN"] = "sentinel-2718281828";
   const std::string pipe = File("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -80,7 +80,7 @@ TEST_F(ScriptedPinsTest, AVariableIsForgottenBeforeTheProviderIsLoaded) {
   EXPECT_EQ(process.Wait().status, 7);  // It was read: a wrong PIN.
 }
 
-TEST_F(ScriptedPinsTest, ATokenWithoutSuchAPinIsNotAsked) {
+TEST_F(ScriptedPinsTest, CancelsWithoutPinAndTerminal) {
   // No PIN at all, and no terminal either.
   const Finished run = Sign({});
   EXPECT_EQ(run.status, 6);

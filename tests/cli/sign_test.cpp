@@ -34,9 +34,9 @@ struct Case {
   const char* serial;
 };
 
-class EveryKeyTest : public SignTest, public testing::WithParamInterface<Case> {};
+class KeyLengthTest : public SignTest, public testing::WithParamInterface<Case> {};
 
-TEST_P(EveryKeyTest, EachDigestVerifies) {
+TEST_P(KeyLengthTest, OpenSslVerifiesEachDigest) {
   const std::string in = Write("in", "The quick brown fox\n");
   for (const char* const digest : {"sha256", "sha384", "sha512", "sha224", "sha1"}) {
     const Finished run = Sign(GetParam().serial, in, {"--digest", digest});
@@ -51,7 +51,7 @@ TEST_P(EveryKeyTest, EachDigestVerifies) {
   }
 }
 
-TEST_P(EveryKeyTest, WithoutADigestItIsWhatOpenSslMakes) {
+TEST_P(KeyLengthTest, SignsUnhashedDataLikeOpenSsl) {
   for (const std::string& content : {std::string("any bytes\0\xff", 11), std::string()}) {
     const std::string in = Write("in", content);
     const Finished run = Sign(GetParam().serial, in, {"--digest", "none"});
@@ -63,7 +63,7 @@ TEST_P(EveryKeyTest, WithoutADigestItIsWhatOpenSslMakes) {
   }
 }
 
-TEST_P(EveryKeyTest, WithoutADigestTheKeysLengthIsTheLimit) {
+TEST_P(KeyLengthTest, LimitsUnhashedDataToKeyLength) {
   const std::string key = GetParam().name;
   const std::size_t limit = (key == "sign" ? 2048U : std::stoul(key.substr(3))) / 8 - 11;
   EXPECT_EQ(
@@ -75,12 +75,12 @@ TEST_P(EveryKeyTest, WithoutADigestTheKeysLengthIsTheLimit) {
   EXPECT_THAT(run.err, HasSubstr("at most " + std::to_string(limit) + " bytes"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, EveryKeyTest,
+INSTANTIATE_TEST_SUITE_P(Keys, KeyLengthTest,
                          testing::Values(Case{"rsa1024", "1024"}, Case{"sign", "4fa107"},
                                          Case{"rsa3072", "3072"}, Case{"rsa4096", "4096"}),
                          [](const auto& test) { return test.param.name; });
 
-TEST_F(SignTest, Sha256AndRawAreTheDefault) {
+TEST_F(SignTest, UsesSha256AndRawByDefault) {
   const std::string in = Write("in", "x");
   ASSERT_EQ(Sign("4fa107", in).status, 0);
   EXPECT_EQ(Verify("sign", "sha256", in), "Verified OK\n");
@@ -97,7 +97,7 @@ std::string Hex(const std::string& bytes) {
   return text;
 }
 
-TEST_F(SignTest, EncodingsHoldTheSameSignatureWithEachDigest) {
+TEST_F(SignTest, WritesTheSameSignatureInEachEncoding) {
   const std::string in = Write("in", "x");
   for (const char* const digest : {"sha256", "sha384", "sha512", "sha224", "sha1", "none"}) {
     SCOPED_TRACE(digest);
@@ -119,7 +119,7 @@ TEST_F(SignTest, ReadsStandardInputAndWritesStandardOutput) {
   EXPECT_EQ(Verify("sign", "sha256", in), "Verified OK\n");
 }
 
-TEST_F(SignTest, APinOnStandardInputNeedsAnotherFileToSign) {
+TEST_F(SignTest, DoesNotReadPinAndDataFromStandardInput) {
   for (const char* const option : {"--pin-file", "--so-pin-file", "--new-pin-file"}) {
     const Finished run =
         Cardcert({"sign", "4fa107", option, "/dev/stdin", "--out", File("sig")}, PinFile());
@@ -135,7 +135,7 @@ TEST_F(SignTest, APinOnStandardInputNeedsAnotherFileToSign) {
   EXPECT_EQ(Verify("sign", "sha256", in), "Verified OK\n");
 }
 
-TEST_F(SignTest, AClosedStandardInputIsStatus2) {
+TEST_F(SignTest, ClosedStandardInputIsStatus2) {
   const Finished run =
       RunProgram({"sh", "-c", "\"$@\" <&-", "sh", CARDCERT_PROGRAM, "sign", "4fa107", "-m",
                   SOFTHSM2_LIBRARY, "--out", File("sig"), "--pin-file", PinFile()},
@@ -145,13 +145,13 @@ TEST_F(SignTest, AClosedStandardInputIsStatus2) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(SignTest, TakesSerialsAsPeopleHaveThem) {
+TEST_F(SignTest, AcceptsSerialSpellings) {
   const std::string in = Write("in", "x");
   for (const char* const serial : {"4FA107", "0x4fa107", "4f:a1:07", "0x00:4F:A1:07"})
     EXPECT_EQ(Sign(serial, in).status, 0) << serial;
 }
 
-TEST_F(SignTest, LeavesOnlyTheSignatureBehind) {
+TEST_F(SignTest, LeavesNoTemporaryFiles) {
   const std::string in = Write("in", "x");
   PinFile();
   const std::size_t before = NumFiles();
@@ -159,14 +159,14 @@ TEST_F(SignTest, LeavesOnlyTheSignatureBehind) {
   EXPECT_EQ(NumFiles(), before + 1);
 }
 
-TEST_F(SignTest, AnUnknownSerialIsStatus4) {
+TEST_F(SignTest, UnknownSerialIsStatus4) {
   const Finished run = Sign("abcdef", Write("in", "x"));
   EXPECT_EQ(run.status, 4);
   EXPECT_THAT(run.err, HasSubstr("cardcert: no token has a certificate with the serial 'abcdef'"));
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(SignTest, AnAmbiguousSerialIsStatus5) {
+TEST_F(SignTest, AmbiguousSerialIsStatus5) {
   const Finished run = Sign("0xF1E2", Write("in", "x"));
   EXPECT_EQ(run.status, 5);
   EXPECT_THAT(run.err, HasSubstr("CN=Plain"));
@@ -174,7 +174,7 @@ TEST_F(SignTest, AnAmbiguousSerialIsStatus5) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(SignTest, ACertificateWithoutAPrivateKeyIsStatus1) {
+TEST_F(SignTest, FailsWithoutAPrivateKey) {
   const Finished run = Sign("6e6f", Write("in", "x"));
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("cardcert: Signature operation failed (102): the token has no "
@@ -182,13 +182,13 @@ TEST_F(SignTest, ACertificateWithoutAPrivateKeyIsStatus1) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(SignTest, ACertificateWithoutAnRsaKeyIsStatus1) {
+TEST_F(SignTest, FailsWithoutAnRsaKey) {
   const Finished run = Sign("c25", Write("in", "x"));
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("it has no RSA key"));
 }
 
-TEST_F(SignTest, ASignatureThatDoesNotFitTheCertificateIsNotWritten) {
+TEST_F(SignTest, DoesNotWriteASignatureThatDoesNotVerify) {
   // The certificate of one key beside the private key of another, under one CKA_ID: that of plain.
   const Words tool = {"pkcs11-tool", "--module", SOFTHSM2_LIBRARY, "--token-label", "first",
                       "--login",     "--pin",    "1234",           "--type",        "cert"};
@@ -209,20 +209,20 @@ TEST_F(SignTest, ASignatureThatDoesNotFitTheCertificateIsNotWritten) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
-TEST_F(SignTest, AFailureLeavesAnOldFileAlone) {
+TEST_F(SignTest, KeepsTheOldFileOnFailure) {
   Write("sig", "old");
   EXPECT_EQ(Sign("6e6f", Write("in", "x")).status, 1);
   EXPECT_EQ(ReadWhole(File("sig")), "old");
 }
 
-TEST_F(SignTest, ASignatureThatCannotBeWrittenIsStatus1) {
+TEST_F(SignTest, FailsIfSignatureCannotBeWritten) {
   const Finished run = Cardcert(
       {"sign", "4fa107", "--in", Write("in", "x"), "--out", "/dev/full", "--pin-file", PinFile()});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write '/dev/full': No space left on device"));
 }
 
-TEST_F(SignTest, NoFileThatIsReadIsReplaced) {
+TEST_F(SignTest, DoesNotReplaceAnInputFile) {
   const std::string in = Write("in", "x");
   const std::string pin = PinFile();
   const std::string log = Write("log", "");

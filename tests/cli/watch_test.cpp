@@ -30,20 +30,20 @@ class WatchTest : public CardcertTest {
   }
 };
 
-TEST_F(WatchTest, BeginsWithTheList) {
+TEST_F(WatchTest, StartsWithTheList) {
   const Finished watch = Cardcert({"watch", "--count", "1"});
   EXPECT_EQ(watch.status, 0);
   EXPECT_EQ(std::count(watch.out.begin(), watch.out.end(), '\n'), 11);
   EXPECT_EQ(watch.out.compare(0, 4, "NAME"), 0);
 }
 
-TEST_F(WatchTest, LooksAsOftenAsAsked) {
+TEST_F(WatchTest, ChecksAtTheGivenInterval) {
   const auto before = std::chrono::steady_clock::now();
   EXPECT_EQ(Cardcert({"watch", "--count", "3", "--interval", "0.3"}).status, 0);
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(600));
 }
 
-TEST_F(WatchTest, TheIntervalHasAPointWhereACommaIsTheCustom) {
+TEST_F(WatchTest, ReadsADecimalPointInALocaleWithCommas) {
   Write("comma.def",
         "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n");
   RunProgram({"localedef", "--force", "--inputfile", File("comma.def"), File("comma")});
@@ -57,7 +57,7 @@ TEST_F(WatchTest, TheIntervalHasAPointWhereACommaIsTheCustom) {
   EXPECT_EQ(watch.status, 0) << watch.err;
 }
 
-TEST_F(WatchTest, ShowsEachChangeAlsoWhereNoEventIsReported) {
+TEST_F(WatchTest, ShowsChangesWithoutEvents) {
   Process watch(Command({"watch", "--interval", "0.1"}), environment_);
   ASSERT_TRUE(watch.WaitForOutput("listing again every 3 seconds"));
   Remove("rsa1024");
@@ -71,7 +71,7 @@ TEST_F(WatchTest, ShowsEachChangeAlsoWhereNoEventIsReported) {
   EXPECT_EQ(finished.err.find("listing again"), finished.err.rfind("listing again"));
 }
 
-TEST_F(WatchTest, SaysHowOftenItReallyListsAgain) {
+TEST_F(WatchTest, ReportsTheEffectiveInterval) {
   EXPECT_THAT(Cardcert({"watch", "--count", "2", "--interval", "2"}).err,
               testing::HasSubstr("listing again every 4 seconds\n"));
 }

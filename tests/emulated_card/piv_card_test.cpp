@@ -123,20 +123,20 @@ class PivCardTest : public testing::Test {
   std::unique_ptr<ApduLayer> apdus_;
 };
 
-TEST_F(PivCardTest, SelectsItsApplicationWithAndWithoutVersion) {
+TEST_F(PivCardTest, SelectsTheApplicationWithOrWithoutVersion) {
   const std::string answer = "61114f0600001000010079074f05a0000003089000";
   EXPECT_EQ(Send("00a404000ba00000030800001000010000"), answer);
   EXPECT_EQ(Send("00a4040009a0000003080000100000"), answer);
   EXPECT_EQ(Send("00a4040009a0000000030000000000"), "6a82");
 }
 
-TEST_F(PivCardTest, GivesOutADataObjectAndKnowsNoOther) {
+TEST_F(PivCardTest, ReturnsOnlyExistingDataObjects) {
   EXPECT_EQ(Send(kDiscovery), "7e124f0ba0000003080000100001005f2f0240009000");
   EXPECT_EQ(Send("00cb3fff055c035fc10c00"), "6a82");
   EXPECT_EQ(Send("00cb3fff055c035fc10b00"), "6a82") << "there is no key 9D on this card";
 }
 
-TEST_F(PivCardTest, GivesOutACertificateInPieces) {
+TEST_F(PivCardTest, ReturnsACertificateInSeveralResponses) {
   std::string answer = Send("00cb3fff055c035fc10500");
   while (answer.substr(answer.size() - 4, 2) == "61")
     answer = answer.substr(0, answer.size() - 4) + Send("00c0000000");
@@ -145,7 +145,7 @@ TEST_F(PivCardTest, GivesOutACertificateInPieces) {
             std::string::npos);
 }
 
-TEST_F(PivCardTest, CountsWrongPinsAndBlocks) {
+TEST_F(PivCardTest, BlocksThePinAfterThreeWrongTries) {
   EXPECT_EQ(Send("00200080"), "63c3");
   EXPECT_EQ(Send(kWrongPinCommand), "63c2");
   EXPECT_EQ(Send(kWrongPinCommand), "63c1");
@@ -156,27 +156,27 @@ TEST_F(PivCardTest, CountsWrongPinsAndBlocks) {
   EXPECT_EQ(Send(kRightPin), "6983");
 }
 
-TEST_F(PivCardTest, RemembersTriesWhenItIsOutOfTheReader) {
+TEST_F(PivCardTest, KeepsTryCounterAcrossInsertions) {
   Send(kWrongPinCommand);
   Insert();
   EXPECT_EQ(Send("00200080"), "63c2");
 }
 
-TEST_F(PivCardTest, TakesNoTryForAPinOfTheWrongForm) {
+TEST_F(PivCardTest, MalformedPinCostsNoTry) {
   EXPECT_EQ(Send("0020008008ffffffffffffffff"), "6a80");
   EXPECT_EQ(Send("0020008008313233ff34353637"), "6a80");
   EXPECT_EQ(Send("0020008004313233343536ff"), "6700") << "Lc says four, seven follow";
   EXPECT_EQ(Send("00200080"), "63c3");
 }
 
-TEST_F(PivCardTest, IsUnblockedWithThePuk) {
+TEST_F(PivCardTest, ResetsThePinWithThePuk) {
   for (int i = 0; i < 3; ++i)
     Send(kWrongPinCommand);
   EXPECT_EQ(Send("002c0080103132333435363738363534333231ffff"), "9000");
   EXPECT_EQ(Send("0020008008363534333231ffff"), "9000");
 }
 
-TEST_F(PivCardTest, IsUnblockedByASecurityOfficerWhoIsLoggedIn) {
+TEST_F(PivCardTest, ResetsThePinAfterPukLogin) {
   EXPECT_EQ(Send("002c028008363534333231ffff"), "6982");
   EXPECT_EQ(Send(kRightPuk), "9000");
   EXPECT_EQ(Send("002c028008363534333231ffff"), "9000");
@@ -185,7 +185,7 @@ TEST_F(PivCardTest, IsUnblockedByASecurityOfficerWhoIsLoggedIn) {
   EXPECT_EQ(Send(kRightPin), "9000");
 }
 
-TEST_F(PivCardTest, BlocksThePukAfterThreeWrongOnes) {
+TEST_F(PivCardTest, BlocksThePukAfterThreeWrongTries) {
   for (const char* answer : {"63c2", "63c1", "6983"})
     EXPECT_EQ(Send("002c0080103939393939393939363534333231ffff"), answer);
   EXPECT_EQ(Send(kRightPuk), "6983");
@@ -209,7 +209,7 @@ TEST_F(PivCardTest, SignsOnlyAfterThePin) {
   EXPECT_EQ(SignWith("9a", Block()), "6982");
 }
 
-TEST_F(PivCardTest, SignsWithTheSignatureKeyOnlyRightAfterThePin) {
+TEST_F(PivCardTest, RequiresThePinDirectlyBeforeEachUseOfTheSignatureKey) {
   Send(kRightPin);
   Send(kDiscovery);
   EXPECT_EQ(SignWith("9c", Block()), "6982");
@@ -218,15 +218,15 @@ TEST_F(PivCardTest, SignsWithTheSignatureKeyOnlyRightAfterThePin) {
   EXPECT_EQ(SignWith("9c", Block()), "6982") << "once";
 }
 
-TEST_F(PivCardTest, OpensDoorsWithoutAPin) {
+TEST_F(PivCardTest, UsesTheCardAuthenticationKeyWithoutPin) {
   EXPECT_EQ(SignWith("9e", Block()).size(), 2 * (4 + 4 + 256 + 2));
 }
 
-TEST_F(PivCardTest, RefusesABlockThatIsNotLessThanTheModulus) {
+TEST_F(PivCardTest, RefusesABlockNotLessThanTheModulus) {
   EXPECT_EQ(SignWith("9e", Bytes(256, 0xff)), "6a80");
 }
 
-TEST_F(PivCardTest, RefusesWhatItDoesNotKnow) {
+TEST_F(PivCardTest, RefusesUnknownAndMalformedCommands) {
   EXPECT_EQ(Send("00fd000000"), "6d00");
   EXPECT_EQ(Send("0087119a00"), "6a86");
   EXPECT_EQ(Send("00cb"), "6700");

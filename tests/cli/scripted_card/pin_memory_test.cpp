@@ -66,7 +66,7 @@ class PinMemoryTest : public ScriptedCardTest {
   }
 };
 
-TEST_F(PinMemoryTest, TheSearchFindsWhatIsThere) {
+TEST_F(PinMemoryTest, SearchFindsTextInMemory) {
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("PIN: "));
   EXPECT_GT(CountInMemory(terminal.program(), "Scripted reader"), 0U);
@@ -74,7 +74,7 @@ TEST_F(PinMemoryTest, TheSearchFindsWhatIsThere) {
   EXPECT_GT(CountInMemory(terminal.program(), File("sig")), 0U);
 }
 
-TEST_F(PinMemoryTest, PinsThatWereTypedAreGone) {
+TEST_F(PinMemoryTest, ClearsTypedPins) {
   const std::string wrong = "qzx81-wrong";
   const std::string wrong_so = "qzx82-wrong-so";
   const std::string new_pin = "qzx83-new";
@@ -103,7 +103,7 @@ TEST_F(PinMemoryTest, PinsThatWereTypedAreGone) {
   EXPECT_EQ(CountInMemory(unlock.program(), "qzx8"), 0U);
 }
 
-TEST_F(PinMemoryTest, ThePinThatWasTypedLastIsGone) {
+TEST_F(PinMemoryTest, ClearsTheLastTypedPin) {
   // Nothing is asked after it that could overwrite it.
   ASSERT_EQ(mkfifo(File("pipe").c_str(), 0600), 0);
   Card("left=0");
@@ -126,7 +126,7 @@ TEST_F(PinMemoryTest, ThePinThatWasTypedLastIsGone) {
   EXPECT_EQ(terminal.Wait(), 0);
 }
 
-TEST_F(PinMemoryTest, PinsThatWereGivenAreGone) {
+TEST_F(PinMemoryTest, ClearsGivenPins) {
   ASSERT_EQ(mkfifo(File("pipe").c_str(), 0600), 0);
   for (const bool from_file : {true, false}) {
     SCOPED_TRACE(from_file);

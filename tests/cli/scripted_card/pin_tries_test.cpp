@@ -6,7 +6,7 @@ namespace {
 using testing::HasSubstr;
 using testing::SizeIs;
 
-class NoLockTest : public ScriptedCardTest {
+class PinTriesTest : public ScriptedCardTest {
  protected:
   Words Pin(const std::string& pin) const { return {"--pin-file", PinFile(pin)}; }
   // All three kinds of PIN.
@@ -16,26 +16,26 @@ class NoLockTest : public ScriptedCardTest {
   }
 };
 
-TEST_F(NoLockTest, TheRightPinSigns) {
+TEST_F(PinTriesTest, SignsWithTheRightPin) {
   EXPECT_EQ(RunSign(Pin("1234")).status, 0);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
   ExpectASignature();
 }
 
-TEST_F(NoLockTest, AWrongPinCostsOneTry) {
+TEST_F(PinTriesTest, WrongPinCostsOneTry) {
   const Finished run = RunSign(Pin("9999"));
   EXPECT_EQ(run.status, 7);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, APinOfTheWrongLengthIsOfferedOnce) {
+TEST_F(PinTriesTest, OffersAPinOfWrongLengthOnce) {
   EXPECT_EQ(RunSign(Pin("99")).status, 7);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, TheLastTryIsLeftAlone) {
+TEST_F(PinTriesTest, DoesNotUseTheLastTryForAWrongPin) {
   Card("left=1");
   const Finished run = RunSign(Pin("9999"));
   EXPECT_EQ(run.status, 9);
@@ -44,13 +44,13 @@ TEST_F(NoLockTest, TheLastTryIsLeftAlone) {
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, TheLastTryIsLeftAloneByTheRightPinToo) {
+TEST_F(PinTriesTest, DoesNotUseTheLastTryForTheRightPin) {
   Card("left=1");
   EXPECT_EQ(RunSign(Pin("1234")).status, 9);
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
 }
 
-TEST_F(NoLockTest, ALockedPinIsStatus8) {
+TEST_F(PinTriesTest, LockedPinIsStatus8) {
   Card("left=0");
   const Finished run = RunSign(Pin("1234"));
   EXPECT_EQ(run.status, 8);
@@ -60,7 +60,7 @@ TEST_F(NoLockTest, ALockedPinIsStatus8) {
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, ACardThatDoesNotTellOfItsTriesIsTriedOnce) {
+TEST_F(PinTriesTest, OffersThePinOnceIfTheCardReportsNoTries) {
   Card("left=1 pin-flags=0 locks-at-once");
   const Finished run = RunSign(Pin("9999"));
   EXPECT_EQ(run.status, 8);
@@ -68,7 +68,7 @@ TEST_F(NoLockTest, ACardThatDoesNotTellOfItsTriesIsTriedOnce) {
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, ALockedPinIsUnlockedWithThePinsForIt) {
+TEST_F(PinTriesTest, UnlocksALockedPinWithSoPinAndNewPin) {
   Card("left=0");
   const Finished run = RunSign(Pins("1234", "87654321", "5678"));
   EXPECT_EQ(run.status, 0) << run.err;
@@ -77,7 +77,7 @@ TEST_F(NoLockTest, ALockedPinIsUnlockedWithThePinsForIt) {
   ExpectASignature();
 }
 
-TEST_F(NoLockTest, EachPinMayComeFromAVariable) {
+TEST_F(PinTriesTest, ReadsEachPinFromAVariable) {
   Card("left=0");
   environment_["P"] = "1234";
   environment_["S"] = "87654321";
@@ -88,20 +88,20 @@ TEST_F(NoLockTest, EachPinMayComeFromAVariable) {
   ExpectASignature();
 }
 
-TEST_F(NoLockTest, AWrongPinThatIsNotTheLastIsNotOfferedAtTheLast) {
+TEST_F(PinTriesTest, LeavesTheLastTryAfterAWrongPin) {
   Card("left=2");
   EXPECT_EQ(RunSign(Pin("9999")).status, 7);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));  // One is left.
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, TheNewPinIsOfferedEvenIfTheCardStillTellsOfTheOldOne) {
+TEST_F(PinTriesTest, OffersTheNewPinDespiteStaleFlags) {
   Card("left=0 pin-flags=0x60000");  // CKF_USER_PIN_LOCKED, CKF_USER_PIN_FINAL_TRY
   EXPECT_EQ(RunSign(Pins("1234", "87654321", "5678")).status, 0);
   ExpectASignature();
 }
 
-TEST_F(NoLockTest, ANewPinThatIsRefusedIsOfferedOnce) {
+TEST_F(PinTriesTest, OffersARefusedNewPinOnce) {
   Card("left=0");
   const Finished run = RunSign(Pins("1234", "87654321", "567"));
   EXPECT_EQ(run.status, 7);
@@ -109,14 +109,14 @@ TEST_F(NoLockTest, ANewPinThatIsRefusedIsOfferedOnce) {
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, AWrongSoPinCostsOneTry) {
+TEST_F(PinTriesTest, WrongSoPinCostsOneTry) {
   Card("left=0");
   EXPECT_EQ(RunSign(Pins("1234", "11111111", "5678")).status, 7);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, TheLastTryOfTheSoPinIsLeftAlone) {
+TEST_F(PinTriesTest, DoesNotUseTheLastTryOfTheSoPin) {
   Card("left=0 so-left=1");
   const Finished run = RunSign(Pins("1234", "87654321", "5678"));
   EXPECT_EQ(run.status, 9);
@@ -124,14 +124,14 @@ TEST_F(NoLockTest, TheLastTryOfTheSoPinIsLeftAlone) {
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, ALockedSoPinIsStatus8) {
+TEST_F(PinTriesTest, LockedSoPinIsStatus8) {
   Card("left=0 so-left=0");
   EXPECT_EQ(RunSign(Pins("1234", "87654321", "5678")).status, 8);
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, NoPinIsSpentWhereTheComponentWouldTakeAnotherCertificate) {
+TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasTheSerial) {
   Card("first=curve");  // It is not listed, and comes before the one that is meant.
   const Finished run = RunSign(Pin("1234"));
   EXPECT_EQ(run.status, 5);
@@ -143,7 +143,7 @@ TEST_F(NoLockTest, NoPinIsSpentWhereTheComponentWouldTakeAnotherCertificate) {
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, WhereNobodyIsAskedNobodyHasCancelled) {
+TEST_F(PinTriesTest, DoesNotSayCancelledWithoutAUser) {
   const Finished run = RunSign({"--batch"});
   EXPECT_EQ(run.status, 6);
   EXPECT_EQ(run.err,
@@ -155,7 +155,7 @@ TEST_F(NoLockTest, WhereNobodyIsAskedNobodyHasCancelled) {
   ExpectNoSignature();
 }
 
-TEST_F(NoLockTest, ACardWithoutAPinNeedsNone) {
+TEST_F(PinTriesTest, NeedsNoPinForACardWithoutOne) {
   Card("user=no");
   EXPECT_EQ(RunSign({"--batch"}).status, 0);
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));

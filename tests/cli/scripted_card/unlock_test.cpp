@@ -17,7 +17,7 @@ class UnlockTest : public ScriptedCardTest {};
     (terminal).Type(std::string(keys) + "\n"); \
   } while (false)
 
-TEST_F(UnlockTest, FromTheFirstWrongPinToTheSignatureWithTheNewOne) {
+TEST_F(UnlockTest, SignsAfterLockingAndUnlockingThePin) {
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("Signing with 'Jürgen 山田' in 'Scripted reader'."));
   ENTER(terminal, "PIN: ", "1111");
@@ -53,7 +53,7 @@ TEST_F(UnlockTest, FromTheFirstWrongPinToTheSignatureWithTheNewOne) {
   ExpectASignature();
 }
 
-TEST_F(UnlockTest, TheOldPinIsNoLongerGood) {
+TEST_F(UnlockTest, OldPinIsWrongAfterUnlocking) {
   Card("left=0");
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("[y/N] "));
@@ -68,7 +68,7 @@ TEST_F(UnlockTest, TheOldPinIsNoLongerGood) {
   ExpectASignature();
 }
 
-TEST_F(UnlockTest, WhatATokenSaysOfThePinBeforeIsNoWarningForTheNewOne) {
+TEST_F(UnlockTest, DoesNotWarnAboutTheNewPinBecauseOfStaleFlags) {
   // Some tokens' flags lag behind: "final try" and "locked", after the unlocking, too.
   Card("left=0 pin-flags=0x60000");
   PseudoTerminal terminal(Sign(), environment_);
@@ -84,7 +84,7 @@ TEST_F(UnlockTest, WhatATokenSaysOfThePinBeforeIsNoWarningForTheNewOne) {
   ExpectASignature();
 }
 
-TEST_F(UnlockTest, WithoutATerminalThePinStaysLocked) {
+TEST_F(UnlockTest, LeavesThePinLockedWithoutATerminal) {
   Card("left=0");
   const Finished run = RunSign({});
   EXPECT_EQ(run.status, 8);
@@ -96,7 +96,7 @@ TEST_F(UnlockTest, WithoutATerminalThePinStaysLocked) {
   ExpectNoSignature();
 }
 
-TEST_F(UnlockTest, AQuestionThatMayNotBeShownInTheBackgroundWaits) {
+TEST_F(UnlockTest, WaitsForTheForegroundBeforeAsking) {
   Card("left=0");
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("[y/N] "));
@@ -112,7 +112,7 @@ TEST_F(UnlockTest, AQuestionThatMayNotBeShownInTheBackgroundWaits) {
   ExpectNoSignature();
 }
 
-TEST_F(UnlockTest, WithoutConsentThePinStaysLocked) {
+TEST_F(UnlockTest, LeavesThePinLockedWithoutConsent) {
   for (const char* const answer : {"n\n", "\n", "yikes\n"}) {
     Card("left=0");
     PseudoTerminal terminal(Sign(), environment_);
@@ -125,7 +125,7 @@ TEST_F(UnlockTest, WithoutConsentThePinStaysLocked) {
   }
 }
 
-TEST_F(UnlockTest, EveryQuestionCanBeCancelled) {
+TEST_F(UnlockTest, ControlCCancelsEveryQuestion) {
   // How far the user goes before Ctrl-C.
   for (int steps = 0; steps < 4; ++steps) {
     SCOPED_TRACE(steps);
@@ -152,7 +152,7 @@ TEST_F(UnlockTest, EveryQuestionCanBeCancelled) {
   }
 }
 
-TEST_F(UnlockTest, ALockedSoPinIsTheEnd) {
+TEST_F(UnlockTest, FailsIfSoPinIsLocked) {
   Card("left=0 so-left=0");
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("[y/N] "));
@@ -163,7 +163,7 @@ TEST_F(UnlockTest, ALockedSoPinIsTheEnd) {
   ExpectNoSignature();
 }
 
-TEST_F(UnlockTest, TheLastTryOfTheSoPinIsWarnedOf) {
+TEST_F(UnlockTest, WarnsBeforeTheLastTryOfTheSoPin) {
   Card("left=0 so-left=1");
   PseudoTerminal terminal(Sign(), environment_);
   ASSERT_TRUE(terminal.Shows("[y/N] "));
@@ -175,7 +175,7 @@ TEST_F(UnlockTest, TheLastTryOfTheSoPinIsWarnedOf) {
   ExpectNoSignature();
 }
 
-TEST_F(UnlockTest, APinOfTheWrongLengthIsNotCalledWrong) {
+TEST_F(UnlockTest, DistinguishesWrongLengthFromWrongPin) {
   PseudoTerminal terminal(Sign(), environment_);
   ENTER(terminal, "PIN: ", "12");
   ASSERT_TRUE(terminal.Shows("cardcert: the token does not accept a PIN of this length or form"));

@@ -36,27 +36,27 @@ TEST(KeyUsageTest, NamesEveryBit) {
   EXPECT_THAT(KeyUsageNames(-1), SizeIs(9));
 }
 
-TEST(KeyUsageTest, TellsAnyFromAll) {
+TEST(KeyUsageTest, DistinguishesUnrestrictedFromAllBits) {
   EXPECT_EQ(KeyUsageText(-1), "any");
   EXPECT_EQ(KeyUsageText(0), "none");
   EXPECT_EQ(KeyUsageText(4 + 2), "keyCertSign, cRLSign");
   EXPECT_THAT(KeyUsageText(0x80ff), HasSubstr("digitalSignature"));
 }
 
-TEST(DescribeTest, ALeadingZeroByteDoesNotChangeTheLengthOfAKey) {
+TEST(DescribeTest, IgnoresALeadingZeroByteInKeyLength) {
   pkcs11_certificate record = Record();
   EXPECT_EQ(KeyBits(record), 2048U);
   record.modulus_len = 257;
   EXPECT_EQ(KeyBits(record), 2048U);
 }
 
-TEST(DescribeTest, APieceThatCouldNotBeProducedKeepsItsPlace) {
+TEST(DescribeTest, ShowsADashForAMissingPartOfTheName) {
   pkcs11_certificate record = Record();
   record.presentable_name = {"Card", "", "Jane"};
   EXPECT_EQ(NameText(record), "Card / - / Jane");
 }
 
-TEST(TableTest, ColumnsLineUpWhateverTheNamesAre) {
+TEST(TableTest, AlignsColumnsForWideCharacters) {
   pkcs11_certificate wide = Record();
   wide.presentable_name = {"山田"};
   wide.is_ca = true;
@@ -66,7 +66,7 @@ TEST(TableTest, ColumnsLineUpWhateverTheNamesAre) {
             "山田  00ab    2048  digitalSignature  yes  yes      Reader\n");
 }
 
-TEST(TableTest, HasOneLineACertificate) {
+TEST(TableTest, PrintsOneLinePerCertificate) {
   pkcs11_certificate record = Record();
   record.presentable_name = {"a\nb\033[31m"};
   record.slot_description = "slot\r\nspoof";
@@ -76,7 +76,7 @@ TEST(TableTest, HasOneLineACertificate) {
   EXPECT_THAT(table, Not(HasSubstr("\r")));
 }
 
-TEST(TableTest, ANameCannotForgeAnotherField) {
+TEST(TableTest, CollapsesBlanksThatCouldForgeAField) {
   pkcs11_certificate record = Record();
   record.presentable_name = {"Jane  4fa107  2048 bits", "any\u00a0\u2003x"};
   record.slot_description = "Reader  CA";
@@ -95,7 +95,7 @@ TEST(TableTest, CutsLongNamesButNeverSerials) {
   EXPECT_THAT(table, HasSubstr("…  " + std::string(400, 'a')));
 }
 
-TEST(JsonTest, TakesAnyBytes) {
+TEST(JsonTest, WritesAsciiForAnyBytes) {
   pkcs11_certificate record = Record();
   record.presentable_name = {"\xff\xfe", "Jürgen\033\u009b"};
   record.slot_description = "\xe5";
@@ -106,11 +106,11 @@ TEST(JsonTest, TakesAnyBytes) {
     EXPECT_TRUE(c == '\n' || (' ' <= c && c < 0x7f)) << static_cast<int>(c);
 }
 
-TEST(JsonTest, NoCertificatesAreAnEmptyArray) {
+TEST(JsonTest, WritesAnEmptyArrayWithoutCertificates) {
   EXPECT_EQ(CertificatesAsJson({}, "m.so"), "[]\n");
 }
 
-TEST(JsonTest, AnEventIsOneLine) {
+TEST(JsonTest, WritesAnEventOnOneLine) {
   const std::string line = EventAsJsonLine("added", Record(), "m.so");
   EXPECT_EQ(line.find('\n'), line.size() - 1);
   EXPECT_THAT(line, HasSubstr(R"({"event":"added","certificate":{"name":["Jane"])"));

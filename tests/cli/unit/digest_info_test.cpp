@@ -15,7 +15,7 @@ struct Known {
 
 class DigestInfoTest : public testing::TestWithParam<Known> {};
 
-TEST_P(DigestInfoTest, IsThatOfTheStandard) {
+TEST_P(DigestInfoTest, MatchesTheStandard) {
   const TempFolder folder;
   const auto data = ReadDataToSign(folder.Write("abc", "abc"), GetParam().digest);
   ASSERT_TRUE(data);
@@ -43,7 +43,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Known{"none", "616263"}),
     [](const auto& test) { return test.param.digest; });
 
-TEST(DataToSignTest, AFileOfSeveralPiecesIsHashedWhole) {
+TEST(DataToSignTest, HashesAFileLargerThanTheReadBuffer) {
   const TempFolder folder;
   const auto data = ReadDataToSign(folder.Write("a", std::string(1000000, 'a')), "sha256");
   ASSERT_TRUE(data);
@@ -51,20 +51,20 @@ TEST(DataToSignTest, AFileOfSeveralPiecesIsHashedWhole) {
             "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
 }
 
-TEST(DataToSignTest, WithoutADigestThereIsALimit) {
+TEST(DataToSignTest, LimitsLengthWithoutDigest) {
   const TempFolder folder;
   EXPECT_TRUE(ReadDataToSign(folder.Write("fits", std::string(8192, 'a')), "none"));
   EXPECT_FALSE(ReadDataToSign(folder.Write("long", std::string(8193, 'a')), "none"));
 }
 
-TEST(DataToSignTest, WhatCannotBeReadGivesNothing) {
+TEST(DataToSignTest, FailsIfFileCannotBeRead) {
   const TempFolder folder;
   EXPECT_FALSE(ReadDataToSign(folder.File("missing"), "sha256"));
   EXPECT_FALSE(ReadDataToSign(folder.path(), "sha256"));
   EXPECT_FALSE(ReadDataToSign(folder.path(), "none"));
 }
 
-TEST(EncodingTest, WritesEachForm) {
+TEST(EncodingTest, WritesRawHexAndBase64) {
   const std::vector<unsigned char> bytes = {0x00, 0xab, 0xff};
   EXPECT_EQ(Encode(bytes, "raw"), std::string("\0\xab\xff", 3));
   EXPECT_EQ(Encode(bytes, "hex"), "00abff\n");

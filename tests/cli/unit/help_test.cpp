@@ -14,7 +14,7 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
-TEST(HelpTest, TellsOfEveryCommandAndOption) {
+TEST(HelpTest, MentionsEveryCommandAndOption) {
   const std::vector<std::string> words = KnownWords();
   EXPECT_THAT(words, Contains("--filter"));
   EXPECT_THAT(words, Contains("sign"));
@@ -22,14 +22,14 @@ TEST(HelpTest, TellsOfEveryCommandAndOption) {
     EXPECT_THAT(HelpText(), HasSubstr(word));
 }
 
-TEST(HelpTest, TellsOfEveryExitStatus) {
+TEST(HelpTest, ListsEveryExitStatus) {
   const std::string text = HelpText();
   const std::string table = text.substr(text.find("\nExit status:\n"));
   for (int status = kExitSuccess; status <= kExitFinalTryRefused; ++status)
     EXPECT_THAT(table, HasSubstr("\n  " + std::to_string(status) + "  "));
 }
 
-TEST(HelpTest, FitsAScreen) {
+TEST(HelpTest, FitsIn80Columns) {
   std::istringstream lines(HelpText());
   for (std::string line; std::getline(lines, line);)
     EXPECT_LE(DisplayWidth(line), 80U) << line;

@@ -28,7 +28,7 @@ class OutputFileTest : public testing::Test {
   TempFolder folder_;
 };
 
-TEST_F(OutputFileTest, IsMadeWithTheUsualPermissions) {
+TEST_F(OutputFileTest, CreatesFilesWithDefaultPermissions) {
   const mode_t before = umask(027);
   const bool written = OutputFile(folder_.File("new")).Write("data");
   umask(before);
@@ -38,7 +38,7 @@ TEST_F(OutputFileTest, IsMadeWithTheUsualPermissions) {
   EXPECT_EQ(NumFiles(), 1U);
 }
 
-TEST_F(OutputFileTest, ReplacesAFileAndKeepsItsPermissions) {
+TEST_F(OutputFileTest, KeepsPermissionsOfAReplacedFile) {
   const std::string path = folder_.Write("old", "a longer text than the new one");
   chmod(path.c_str(), 0600);
   EXPECT_TRUE(OutputFile(path).Write("data"));
@@ -47,7 +47,7 @@ TEST_F(OutputFileTest, ReplacesAFileAndKeepsItsPermissions) {
   EXPECT_EQ(NumFiles(), 1U);
 }
 
-TEST_F(OutputFileTest, FollowsALink) {
+TEST_F(OutputFileTest, FollowsASymbolicLink) {
   const std::string path = folder_.Write("file", "old");
   ASSERT_EQ(symlink(path.c_str(), folder_.File("link").c_str()), 0);
   EXPECT_TRUE(OutputFile(folder_.File("link")).Write("data"));
@@ -55,7 +55,7 @@ TEST_F(OutputFileTest, FollowsALink) {
   EXPECT_TRUE(std::filesystem::is_symlink(folder_.File("link")));
 }
 
-TEST_F(OutputFileTest, FollowsLinksToAFileThatIsYetToBe) {
+TEST_F(OutputFileTest, FollowsSymbolicLinksToAMissingFile) {
   ASSERT_EQ(symlink("second", folder_.File("first").c_str()), 0);
   ASSERT_EQ(symlink("new", folder_.File("second").c_str()), 0);
   EXPECT_TRUE(OutputFile(folder_.File("first")).Check());
@@ -66,13 +66,13 @@ TEST_F(OutputFileTest, FollowsLinksToAFileThatIsYetToBe) {
   EXPECT_EQ(NumFiles(), 3U);
 }
 
-TEST_F(OutputFileTest, RefusesLinksWithoutEnd) {
+TEST_F(OutputFileTest, RefusesSymbolicLinkLoops) {
   ASSERT_EQ(symlink("b", folder_.File("a").c_str()), 0);
   ASSERT_EQ(symlink("a", folder_.File("b").c_str()), 0);
   EXPECT_FALSE(OutputFile(folder_.File("a")).Check());
 }
 
-TEST_F(OutputFileTest, TakesAnyNameThatAFileMayHave) {
+TEST_F(OutputFileTest, AcceptsNamesOfMaximumLength) {
   const std::string longest = folder_.File(std::string(255, 'x'));
   EXPECT_TRUE(OutputFile(longest).Check());
   EXPECT_TRUE(OutputFile(longest).Write("data"));
@@ -81,7 +81,7 @@ TEST_F(OutputFileTest, TakesAnyNameThatAFileMayHave) {
   EXPECT_FALSE(OutputFile(longest + "x").Check());
 }
 
-TEST_F(OutputFileTest, SaysWhatIsAFolder) {
+TEST_F(OutputFileTest, RefusesFolders) {
   for (const std::string& path : {folder_.path(), folder_.File("letter/")}) {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(OutputFile(path).Check());
@@ -90,7 +90,7 @@ TEST_F(OutputFileTest, SaysWhatIsAFolder) {
   }
 }
 
-TEST_F(OutputFileTest, ADeviceIsWrittenToAndStaysOne) {
+TEST_F(OutputFileTest, WritesToDevicesAndPipesInPlace) {
   EXPECT_TRUE(OutputFile("/dev/null").Check());
   EXPECT_TRUE(OutputFile("/dev/null").Write("data"));
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
@@ -106,7 +106,7 @@ TEST_F(OutputFileTest, ADeviceIsWrittenToAndStaysOne) {
   EXPECT_FALSE(OutputFile("/dev/full").Write("data"));
 }
 
-TEST_F(OutputFileTest, StandardOutputByItsNameIsNoFileToReplace) {
+TEST_F(OutputFileTest, TreatsDevStdoutAsStandardOutput) {
   testing::internal::CaptureStdout();
   std::printf("before ");
   std::fflush(stdout);
@@ -114,7 +114,7 @@ TEST_F(OutputFileTest, StandardOutputByItsNameIsNoFileToReplace) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "before data");
 }
 
-TEST_F(OutputFileTest, AFileThatMayNotBeWrittenToIsNotReplaced) {
+TEST_F(OutputFileTest, DoesNotReplaceAReadOnlyFile) {
   const std::string path = folder_.Write("old", "old");
   ASSERT_EQ(chmod(path.c_str(), 0444), 0);
   ASSERT_EQ(chmod(folder_.path().c_str(), 0777), 0);
@@ -127,7 +127,7 @@ TEST_F(OutputFileTest, AFileThatMayNotBeWrittenToIsNotReplaced) {
       testing::ExitedWithCode(0), "cannot write '.*/old': Permission denied");
 }
 
-TEST_F(OutputFileTest, AMistakeShowsBeforehand) {
+TEST_F(OutputFileTest, CheckFindsMistakesBeforeWriting) {
   EXPECT_TRUE(OutputFile(folder_.File("new")).Check());
   EXPECT_FALSE(OutputFile(folder_.path()).Check());
   EXPECT_FALSE(OutputFile(folder_.File("no/such/folder")).Check());
@@ -135,7 +135,7 @@ TEST_F(OutputFileTest, AMistakeShowsBeforehand) {
   EXPECT_EQ(NumFiles(), 0U);
 }
 
-TEST_F(OutputFileTest, StaysAsItWasWhenTheDiskIsFull) {
+TEST_F(OutputFileTest, KeepsTheOldFileIfTheDiskIsFull) {
   const std::string path = folder_.Write("old", "old");
   // No file may grow beyond ten bytes: the write fails halfway.
   const auto before = std::signal(SIGXFSZ, SIG_IGN);

@@ -38,7 +38,7 @@ class PinFileTest : public testing::Test {
   std::string said_;
 };
 
-TEST_F(PinFileTest, HasOneLineWithOrWithoutItsEnd) {
+TEST_F(PinFileTest, ReadsOneLineWithOrWithoutLineEnd) {
   EXPECT_EQ(Read("1234\n"), "1234");
   EXPECT_EQ(Read("1234"), "1234");
   EXPECT_EQ(Read("1234\r\n"), "1234");
@@ -48,7 +48,7 @@ TEST_F(PinFileTest, HasOneLineWithOrWithoutItsEnd) {
   EXPECT_EQ(Read(std::string(128, 'x') + "\n"), std::string(128, 'x'));
 }
 
-TEST_F(PinFileTest, IsRefusedWhenItIsSomethingElse) {
+TEST_F(PinFileTest, RefusesEmptyLongAndMultipleLines) {
   EXPECT_EQ(Read(""), "none");
   EXPECT_THAT(said_, HasSubstr("it is empty"));
   EXPECT_EQ(Read("\n"), "none");
@@ -60,7 +60,7 @@ TEST_F(PinFileTest, IsRefusedWhenItIsSomethingElse) {
   EXPECT_THAT(said_, Not(HasSubstr("xxxx")));
 }
 
-TEST_F(PinFileTest, IsRefusedWhenItIsNoPlainText) {
+TEST_F(PinFileTest, RefusesByteOrderMarkAndZeroBytes) {
   EXPECT_EQ(Read("\xef\xbb\xbf"
                  "1234\n"),
             "none");
@@ -70,7 +70,7 @@ TEST_F(PinFileTest, IsRefusedWhenItIsNoPlainText) {
   EXPECT_EQ(Read("\xef\xbb"), "\xef\xbb");
 }
 
-TEST_F(PinFileTest, IsReadNoFurtherThanAPinIsLong) {
+TEST_F(PinFileTest, StopsReadingAfterTheMaximumLength) {
   int ends[2] = {};
   ASSERT_EQ(pipe(ends), 0);  // Which stays open: to its end nobody could read.
   const std::string many(200, '1');
@@ -82,7 +82,7 @@ TEST_F(PinFileTest, IsReadNoFurtherThanAPinIsLong) {
   close(ends[1]);
 }
 
-TEST_F(PinFileTest, IsNotNamedWhenItIsNotThere) {
+TEST_F(PinFileTest, DoesNotNameAMissingFileOrVariable) {
   PinSource source;
   source.file = "246810";
   testing::internal::CaptureStderr();
@@ -97,7 +97,7 @@ TEST_F(PinFileTest, IsNotNamedWhenItIsNotThere) {
             "cardcert: no PIN from the variable of --pin: there is no such environment variable\n");
 }
 
-TEST_F(PinFileTest, IsRefusedWhenItCannotBeRead) {
+TEST_F(PinFileTest, FailsIfFileCannotBeRead) {
   PinSource source;
   source.file = folder_.path();
   EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
@@ -105,7 +105,7 @@ TEST_F(PinFileTest, IsRefusedWhenItCannotBeRead) {
   EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
 }
 
-TEST(PinVariableTest, IsReadAndThenForgotten) {
+TEST(PinVariableTest, IsReadAndThenCleared) {
   setenv("CARDCERT_TEST_PIN", "987654", 1);
   PinSource source;
   source.variable = "env:CARDCERT_TEST_PIN";
@@ -118,7 +118,7 @@ TEST(PinVariableTest, IsReadAndThenForgotten) {
   EXPECT_EQ(std::string(value, 6), std::string(6, '\0'));  // Where it was.
 }
 
-TEST(PinVariableTest, IsRefusedWhenItIsNotSetOrEmpty) {
+TEST(PinVariableTest, RefusesUnsetAndEmptyVariables) {
   PinSource source;
   source.variable = "env:CARDCERT_TEST_NO_SUCH_PIN";
   EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
@@ -127,7 +127,7 @@ TEST(PinVariableTest, IsRefusedWhenItIsNotSetOrEmpty) {
   EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
 }
 
-TEST(PinVariableTest, APinInItsPlaceIsNotRepeated) {
+TEST(PinVariableTest, DoesNotEchoAPinGivenInsteadOfAName) {
   PinSource source;
   source.variable = "246810";
   testing::internal::CaptureStderr();
@@ -137,7 +137,7 @@ TEST(PinVariableTest, APinInItsPlaceIsNotRepeated) {
   EXPECT_THAT(said, Not(HasSubstr("246810")));
 }
 
-TEST(SecretTest, KnowsWhenSomethingDidNotFit) {
+TEST(SecretTest, ReportsInputThatIsTooLong) {
   Secret secret;
   for (int i = 0; i < 128; ++i)
     secret.Append('x');
@@ -150,7 +150,7 @@ TEST(SecretTest, KnowsWhenSomethingDidNotFit) {
   EXPECT_FALSE(secret.too_long());
 }
 
-TEST(SecretTest, IsGoneFromMemoryWithItsScope) {
+TEST(SecretTest, ClearsItsMemoryOnDestruction) {
   alignas(Secret) unsigned char place[sizeof(Secret)];
   auto* const secret = new (place) Secret;
   for (const char c : std::string("sentinel"))

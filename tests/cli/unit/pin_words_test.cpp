@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(PinWordsTest, EveryTypeAndErrorHasWordsOfItsOwn) {
+TEST(PinWordsTest, NamesEveryTypeAndError) {
   std::set<std::string> texts;
   std::set<std::string> names;
   for (const auto type : {PIN_TYPE_USER, PIN_TYPE_SO, PIN_TYPE_UNLOCK, PIN_TYPE_NEW_USER}) {

@@ -15,9 +15,9 @@ pkcs11_certificate Record(const std::string& serial, const std::string& subject)
   return record;
 }
 
-class SpellingTest : public testing::TestWithParam<const char*> {};
+class SerialSpellingTest : public testing::TestWithParam<const char*> {};
 
-TEST_P(SpellingTest, FindsTheCertificate) {
+TEST_P(SerialSpellingTest, FindsTheCertificate) {
   const std::list<pkcs11_certificate> records = {Record("4fa108", "other"),
                                                  Record("004fa107", "it")};
   const std::optional<Serial> serial = Serial::Parse(GetParam());
@@ -25,29 +25,29 @@ TEST_P(SpellingTest, FindsTheCertificate) {
   EXPECT_THAT(serial->Find(records), ElementsAre(&records.back()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Serials, SpellingTest,
+INSTANTIATE_TEST_SUITE_P(Serials, SerialSpellingTest,
                          testing::Values("4fa107", "4FA107", "0x4fa107", "0X4FA107", "4f:a1:07",
                                          "00:4F:A1:07", "004fa107", "0x0004fa107", "04fa107",
                                          "4f:a1:7", "0x4F:A1:7", "0:4f:a1:7"));
 
-class NoSerialTest : public testing::TestWithParam<const char*> {};
+class InvalidSerialTest : public testing::TestWithParam<const char*> {};
 
-TEST_P(NoSerialTest, IsRefused) {
+TEST_P(InvalidSerialTest, IsRefused) {
   EXPECT_FALSE(Serial::Parse(GetParam()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Serials, NoSerialTest,
+INSTANTIATE_TEST_SUITE_P(Serials, InvalidSerialTest,
                          testing::Values("", ":", "0x", "0x:", "-1", "4f a1", "4fg1", "x4f", "4f\n",
                                          "0x0x4f"));
 
-TEST(SerialTest, ZeroIsANumber) {
+TEST(SerialTest, AcceptsZero) {
   const std::list<pkcs11_certificate> records = {Record("00", "zero")};
   EXPECT_THAT(Serial::Parse("0")->Find(records), SizeIs(1));
   EXPECT_THAT(Serial::Parse("0x0000")->Find(records), SizeIs(1));
   EXPECT_THAT(Serial::Parse("1")->Find(records), SizeIs(0));
 }
 
-TEST(SerialTest, AnExactSpellingWinsOverAnEqualNumber) {
+TEST(SerialTest, PrefersTheExactSpelling) {
   const std::list<pkcs11_certificate> records = {Record("f1", "negative"),
                                                  Record("00f1", "positive")};
   EXPECT_THAT(Serial::Parse("00F1")->Find(records), ElementsAre(&records.back()));
@@ -55,7 +55,7 @@ TEST(SerialTest, AnExactSpellingWinsOverAnEqualNumber) {
   EXPECT_THAT(Serial::Parse("000f1")->Find(records), SizeIs(2));
 }
 
-TEST(SerialTest, ADigitBetweenColonsIsAByte) {
+TEST(SerialTest, ReadsASingleDigitBetweenColonsAsAByte) {
   EXPECT_EQ(Serial::Parse("4:f:a1")->Spellings().front(), "040fa1");
   EXPECT_EQ(Serial::Parse("4f:a")->Spellings().front(), "4f0a");
   EXPECT_EQ(Serial::Parse("123:4")->Spellings().front(), "12304");
@@ -63,12 +63,12 @@ TEST(SerialTest, ADigitBetweenColonsIsAByte) {
   EXPECT_EQ(Serial::Parse("123")->Spellings().front(), "123");
 }
 
-TEST(SerialTest, SpellsANumberAsATokenMay) {
+TEST(SerialTest, ListsPossibleEncodings) {
   EXPECT_THAT(Serial::Parse("0xF1E2")->Spellings(), ElementsAre("f1e2", "00f1e2"));
   EXPECT_THAT(Serial::Parse("123")->Spellings(), ElementsAre("123", "0123", "000123"));
 }
 
-TEST(SerialTest, ACopyOnAnotherTokenIsTheSameCertificate) {
+TEST(SerialTest, TreatsACopyOnAnotherTokenAsTheSameCertificate) {
   pkcs11_certificate a = Record("01", "A");
   pkcs11_certificate copy = a;
   copy.slot_description = "another";
@@ -76,7 +76,7 @@ TEST(SerialTest, ACopyOnAnotherTokenIsTheSameCertificate) {
   EXPECT_THAT(WithoutCopies({&a, &copy}), ElementsAre(&a));
 }
 
-TEST(SerialTest, AnotherKeySubjectOrUseIsAnotherCertificate) {
+TEST(SerialTest, DistinguishesCertificatesByKeySubjectAndUsage) {
   const pkcs11_certificate a = Record("01", "A");
   pkcs11_certificate other_key = a;
   other_key.modulus_len = 1;

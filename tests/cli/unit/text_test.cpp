@@ -12,7 +12,7 @@ struct Escape {
 
 class EscapeTest : public testing::TestWithParam<Escape> {};
 
-TEST_P(EscapeTest, KeepsTheTerminalSafe) {
+TEST_P(EscapeTest, EscapesUnsafeCharacters) {
   EXPECT_EQ(EscapeForTerminal(GetParam().text), GetParam().escaped);
 }
 
@@ -41,28 +41,28 @@ INSTANTIATE_TEST_SUITE_P(
         Escape{"CutOff", "a\xe5\xb1", "a\\xe5\\xb1"}),
     [](const auto& test) { return test.param.what; });
 
-TEST(TextTest, MakesOneBlankOfSeveral) {
+TEST(TextTest, CollapsesBlanks) {
   EXPECT_EQ(WithSingleBlanks("a b  c   d"), "a b c d");
   EXPECT_EQ(WithSingleBlanks("  a  "), " a ");
   EXPECT_EQ(WithSingleBlanks("山\u3000\u2003 田\u00a0x\u2800\u3164y"), "山 田 x y");
   EXPECT_EQ(WithSingleBlanks("Jürgen"), "Jürgen");
 }
 
-TEST(TextTest, CountsColumnsNotBytes) {
+TEST(TextTest, CountsDisplayColumns) {
   EXPECT_EQ(DisplayWidth("Jürgen"), 6U);
   EXPECT_EQ(DisplayWidth("山田"), 4U);
   EXPECT_EQ(DisplayWidth("e\u0301"), 1U);
   EXPECT_EQ(DisplayWidth(""), 0U);
 }
 
-TEST(TextTest, CutsAtACharacterAndSaysSo) {
+TEST(TextTest, TruncatesAtACharacterWithAnEllipsis) {
   EXPECT_EQ(CutToWidth("abcdef", 6), "abcdef");
   EXPECT_EQ(CutToWidth("abcdefg", 6), "abcde…");
   EXPECT_EQ(CutToWidth("山田山田", 6), "山田…");
   EXPECT_EQ(DisplayWidth(CutToWidth("山田山田", 6)), 5U);
 }
 
-TEST(TextTest, WritesBytesAsHexadecimal) {
+TEST(TextTest, WritesHexadecimal) {
   const unsigned char bytes[] = {0x00, 0xab, 0x7f};
   EXPECT_EQ(Hex(bytes, sizeof bytes), "00ab7f");
   EXPECT_EQ(Hex(bytes, 0), "");

@@ -1,0 +1,62 @@
+// Slots and certificates that cannot be listed or read.
+#include <algorithm>
+
+#include "cli/scripted_card/scripted_card_fixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+class SlotListFailureTest : public ScriptedCardTest {};
+
+TEST_F(SlotListFailureTest, FailsIfSlotsCannotBeListed) {
+  const std::string in = Write("in", "x");
+  for (const Words& words :
+       {Words{"list"}, Words{"list", "--json"}, Words{"present", "4fa107"},
+        Words{"watch", "--count", "1"}, Words{"watch", "--json", "--count", "1"},
+        Words{"sign", "4fa107", "--in", in, "--out", File("sig"), "--pin-file", PinFile()}}) {
+    // Neither how many there are, nor which.
+    for (const char* const nth : {"1", "2"}) {
+      Card(std::string("fail-from=C_GetSlotList/0x30/") + nth);
+      const Finished run = RunCard(words);
+      EXPECT_EQ(run.status, 1) << words[0];
+      EXPECT_EQ(run.out, "");
+      EXPECT_THAT(run.err, HasSubstr("cardcert: the provider could not list its slots"));
+      EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+      ExpectNoViolations();
+    }
+  }
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
+TEST_F(SlotListFailureTest, DoesNotAskForTheCardIfCertificatesCannotBeRead) {
+  Card("fail-from=C_GetAttributeValue/0x11/1");  // CKR_ATTRIBUTE_SENSITIVE
+  const Finished run = RunCard({"list"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.err, testing::StartsWith("cardcert: note: "));
+  EXPECT_THAT(run.err, testing::EndsWith("\ncardcert: no certificates that can be used\n"));
+  ExpectNoViolations();
+}
+
+TEST_F(SlotListFailureTest, PresentExplainsAWriteProtectedToken) {
+  Card("fail-from=C_OpenSession/0xe2/2");  // CKR_TOKEN_WRITE_PROTECTED, but for the list
+  const Finished run = RunCard({"present", "4fa107"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err,
+            "cardcert: the certificate is listed, but its token cannot be opened for reading and "
+            "writing:\n"
+            "cardcert:   Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
+            "Scripted reader\n");
+  ExpectNoViolations();
+}
+
+TEST_F(SlotListFailureTest, ListsAgainIfASlotAppearsMeanwhile) {
+  Card("fail=C_GetSlotList/0x150");  // CKR_BUFFER_TOO_SMALL
+  const Finished run = RunCard({"list"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, HasSubstr("4fa107"));
+  ExpectNoViolations();
+}
+
+}  // namespace
