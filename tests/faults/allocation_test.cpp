@@ -10,7 +10,7 @@
 #include "faults/direct_loader.h"
 #include "faults/failing_memory.h"
 #include "pkcs11/pkcs11.h"
-#include "scripted_provider/control.h"
+#include "scripted_provider/provider.h"
 #include "x509/der_writer.h"
 
 namespace {
@@ -110,24 +110,24 @@ void PrintTo(const Case& operation, std::ostream* out) {
 
 class EveryAllocationFails : public testing::TestWithParam<Case> {
  protected:
-  EveryAllocationFails() : world(scripted::World::Instance()) {
+  EveryAllocationFails() : provider(scripted::Provider::Instance()) {
     direct_loader::TamperWith(Quieten);
   }
   ~EveryAllocationFails() override { direct_loader::Reset(); }
 
   void MakeWorld() {
-    world.Reset();
+    provider.Reset();
     scripted::Trace::Instance().Clear();
     for (const CK_SLOT_ID slot : {1UL, 2UL}) {
       const char id[] = {static_cast<char>(slot), 0};
       der::Certificate cert;
       cert.Serial(id).Subject({{"CN", "A name that is long enough to be allocated"}});
       cert.Issuer({{"O", "Test"}, {"CN", "Test CA"}}).KeyUsage(128).Ca(false);
-      world.Slot(slot).Token("Token").UserPin("1234").SoPin("12345678");
-      world.Slot(slot).Token().Certificate(cert.Der(), id).PrivateKey(id, Key());
+      provider.Slot(slot).Token("Token").UserPin("1234").SoPin("12345678");
+      provider.Slot(slot).Token().Certificate(cert.Der(), id).PrivateKey(id, Key());
     }
     if (GetParam().locked)
-      world.Slot(2).Token().UserTriesLeft(0);
+      provider.Slot(2).Token().UserTriesLeft(0);
   }
 
   // An object that has a filter and a name, and a provider.
@@ -140,10 +140,10 @@ class EveryAllocationFails : public testing::TestWithParam<Case> {
   }
 
   void ExpectBalance(const PKCS11Module& module) {
-    EXPECT_TRUE(world.sessions().empty());
-    for (const std::string& violation : world.Violations(false))
+    EXPECT_TRUE(provider.sessions().empty());
+    for (const std::string& violation : provider.ViolationsSoFar())
       ADD_FAILURE() << violation;
-    EXPECT_EQ(world.initialized, module.library_handle != nullptr);
+    EXPECT_EQ(provider.initialized, module.library_handle != nullptr);
     EXPECT_EQ(direct_loader::open_libraries(), module.library_handle != nullptr ? 1 : 0);
     EXPECT_EQ(module.GetLibraryPath().empty(), module.library_handle == nullptr);
   }
@@ -161,7 +161,7 @@ class EveryAllocationFails : public testing::TestWithParam<Case> {
     return key;
   }
 
-  scripted::World& world;
+  scripted::Provider& provider;
 };
 
 TEST_P(EveryAllocationFails, OnceAndNothingIsHalfChanged) {

@@ -8,7 +8,7 @@
 #include <filesystem>
 
 #include "pkcs11/pkcs11.h"
-#include "scripted_provider/control.h"
+#include "scripted_provider/provider.h"
 #include "x509/der_writer.h"
 
 namespace {
@@ -28,7 +28,7 @@ struct Resources {
   std::ptrdiff_t threads;
 
   static Resources Now() {
-    scripted::World::Instance().Reset();
+    scripted::Provider::Instance().Reset();
     scripted::Trace::Instance().Clear();
     return {mallinfo2().uordblks, Entries("/proc/self/fd"), Entries("/proc/self/task")};
   }
@@ -53,11 +53,11 @@ bool Ask(pkcs11_pin_type, unsigned char* buffer, unsigned long* length, void*) {
 void MakeWorld() {
   static const auto key = scripted::RsaKey::Generate(1024);
   static const std::string der = der::Certificate().Serial("\x01").KeyUsage(128).Ca(false).Der();
-  scripted::World& world = scripted::World::Instance();
-  world.Reset();
+  scripted::Provider& provider = scripted::Provider::Instance();
+  provider.Reset();
   scripted::Trace::Instance().Clear();
-  world.Slot(1).Token("Alice (PIN1)").UserPin("1234").Certificate(der, "A").PrivateKey("A", key);
-  world.Slot(2).Token("Bob").Certificate(der, "B");
+  provider.Slot(1).Token("Alice (PIN1)").UserPin("1234").Certificate(der, "A").PrivateKey("A", key);
+  provider.Slot(2).Token("Bob").Certificate(der, "B");
 }
 
 const char kProvider[] = SCRIPTED_PROVIDER_FOLDER "scripted.so";
@@ -96,7 +96,7 @@ TEST(Endurance, AnHourOfPolling) {
     int changes = 0;
     for (int second = 0; second < 3600; ++second) {
       if (second % 60 == 59)
-        scripted::World::Instance().Event(1);
+        scripted::Provider::Instance().AddSlotEvent(1);
       if (module.HasChanged()) {
         ASSERT_EQ(module.GetCertificates().size(), 2u);
         ++changes;

@@ -48,8 +48,8 @@ class ErringHost : public FaultsTest {
   // The user PIN of slot 2 is locked: consent, the security officer's PIN, a new PIN, the PIN.
   void BeginLocked() {
     Begin();
-    SetPins(world);
-    world.Slot(2).Token().UserTriesLeft(0);
+    SetPins(provider);
+    provider.Slot(2).Token().UserTriesLeft(0);
     mischief = Mischief();
     mischief.module = &module;
   }
@@ -85,12 +85,12 @@ TEST_F(ErringHost, AnExceptionFromTheErrorCallbackPassesAndLeavesNothingOpen) {
         SCOPED_TRACE(std::string(function) + ' ' + std::to_string(rv));
         BeginLocked();
         if (!locked)
-          world.Slot(2).Token().PinFlags(0);
+          provider.Slot(2).Token().ReportedPinFlags(0);
         mischief.tell_throws = true;
         mischief.limit = 10;
-        world.On(function).Return(rv);
+        provider.On(function).Return(rv);
         EXPECT_THROW(Sign(), Thrown);
-        world.ClearScript();
+        provider.ClearScript();
         ExpectBalance();
         ExpectStillWorks();
       }
@@ -101,7 +101,7 @@ TEST_F(ErringHost, AnExceptionFromTheErrorCallbackPassesAndLeavesNothingOpen) {
 TEST_F(ErringHost, AnyLengthUpTo128IsPassedOn) {
   for (const unsigned long told : {0UL, 4UL, 127UL, 128UL}) {
     Begin();
-    SetPins(world);
+    SetPins(provider);
     mischief = {&module, 0, false, told, 1, 0};
     EXPECT_EQ(Sign(), told == 4);
     const std::string trace = scripted::Trace::Instance().Take();
@@ -114,11 +114,11 @@ TEST_F(ErringHost, AnyLengthUpTo128IsPassedOn) {
 TEST_F(ErringHost, ALengthBeyondTheBufferReachesNoToken) {
   for (const unsigned long told : {129UL, 1UL << 31, 1UL << 63, ~0UL}) {
     Begin();
-    SetPins(world);
+    SetPins(provider);
     mischief = {&module, 0, false, told, 1, 0};
     EXPECT_FALSE(Sign());
     EXPECT_EQ(FailureLines(), "Signature operation failed (7)\n");
-    EXPECT_EQ(world.calls("C_Login"), 0);
+    EXPECT_EQ(provider.num_calls("C_Login"), 0);
     EXPECT_EQ(mischief.requests, 1);
     ExpectBalance();
     ExpectStillWorks();
@@ -131,7 +131,7 @@ class ErringService : public FaultsTest, public testing::WithParamInterface<Oper
   void Prepare() {
     Begin();
     module.AddFilter("|commonName=Example CA|0");
-    GetParam().prepare(world, module);
+    GetParam().prepare(provider, module);
     scripted::Trace::Instance().Clear();
   }
 
@@ -145,7 +145,7 @@ class ErringService : public FaultsTest, public testing::WithParamInterface<Oper
     } catch (const scripted_host::Thrown&) {
       thrown = true;
     }
-    EXPECT_LE(world.sessions().size(), GetParam().sessions);
+    EXPECT_LE(provider.sessions().size(), GetParam().sessions);
     // Only what was never called did not throw.
     EXPECT_EQ(host.Violations().size(), thrown ? 0u : 1u);
     for (const std::string& violation : host.Violations())

@@ -32,21 +32,21 @@ std::string LastLogLine() {
 
 class EveryCallFails : public FaultsTest, public testing::WithParamInterface<Operation> {
  protected:
-  // A healthy world, in which the operation may begin.
+  // Healthy tokens, ready for the operation.
   void Prepare() {
     Begin();
-    GetParam().prepare(world, module);
+    GetParam().prepare(provider, module);
     scripted::Trace::Instance().Clear();
-    calls_before_ = world.calls();
+    calls_before_ = provider.num_calls();
   }
 
-  int calls() const { return world.calls() - calls_before_; }
+  int calls() const { return provider.num_calls() - calls_before_; }
 
   // What is in the caller's hands is as it has to be, and the same object works.
   void ExpectInvariants(const std::string& result) {
     const Operation& operation = GetParam();
     const bool holds_session = operation.sessions > 0 && result != "not found";
-    EXPECT_EQ(world.sessions().size(), holds_session ? 1u : 0u);
+    EXPECT_EQ(provider.sessions().size(), holds_session ? 1u : 0u);
     EXPECT_EQ(host.certificates_alive(), 0u);
     EXPECT_LE(calls(), static_cast<int>(operation.calls.size()) + kMostExtraCalls);
     Finish();
@@ -96,9 +96,9 @@ TEST_P(EveryCallFails, Once) {
       SCOPED_TRACE(std::string(row.function) + ", call " + std::to_string(k + 1) + ", " +
                    scripted::ResultName(rv));
       Prepare();
-      const int earlier = world.calls(row.function);
-      world.OnCall(static_cast<int>(k) + 1).Return(rv).Before([&, earlier] {
-        EXPECT_EQ(world.calls(row.function), earlier + 1 + Earlier(k)) << "another call";
+      const int earlier = provider.num_calls(row.function);
+      provider.OnAnyCall(static_cast<int>(k) + 1).Return(rv).Before([&, earlier] {
+        EXPECT_EQ(provider.num_calls(row.function), earlier + 1 + Earlier(k)) << "another call";
       });
       User user;
       const std::string result = operation.act(module, user);
@@ -125,7 +125,7 @@ TEST_P(EveryCallFails, WithEverythingAfterIt) {
         continue;
       SCOPED_TRACE("from call " + std::to_string(k + 1) + ", " + scripted::ResultName(rv));
       Prepare();
-      world.OnCall(static_cast<int>(k) + 1).Return(rv).Always();
+      provider.OnAnyCall(static_cast<int>(k) + 1).Return(rv).Always();
       User user;
       ExpectInvariants(operation.act(module, user));
       ++combinations;

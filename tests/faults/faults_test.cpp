@@ -20,14 +20,17 @@ const scripted::RsaKey& HealthyKey() {
   return *Key();
 }
 
-void MakeHealthyWorld(scripted::World& world) {
-  world.Slot(1, "Left").Token("Alice").Certificate("A", "\x0a").PrivateKey("\x0a", Key());
-  world.Slot(2, "Right").Token("Bob").Certificate("B;serial=02", "\x0b").PrivateKey("\x0b", Key());
+void AddHealthyTokens(scripted::Provider& provider) {
+  provider.Slot(1, "Left").Token("Alice").Certificate("A", "\x0a").PrivateKey("\x0a", Key());
+  provider.Slot(2, "Right")
+      .Token("Bob")
+      .Certificate("B;serial=02", "\x0b")
+      .PrivateKey("\x0b", Key());
 }
 
-void SetPins(scripted::World& world) {
+void SetPins(scripted::Provider& provider) {
   for (const CK_SLOT_ID slot : {1UL, 2UL}) {
-    scripted::Token& token = world.Slot(slot).Token();
+    scripted::Token& token = provider.Slot(slot).Token();
     token.UserPin(kUserPin).SoPin(kSoPin);
   }
 }
@@ -73,8 +76,8 @@ std::string FailureLines() {
 }
 
 FaultsTest::FaultsTest()
-    : world(scripted::World::Instance()), host(scripted_host::Host::Instance()) {
-  world.Reset();
+    : provider(scripted::Provider::Instance()), host(scripted_host::Host::Instance()) {
+  provider.Reset();
   host.Reset();
   direct_loader::Reset();
   scripted::Trace::Instance().Clear();
@@ -89,31 +92,31 @@ FaultsTest::~FaultsTest() {
 
 void FaultsTest::Begin() {
   module.Close();
-  world.Reset();
+  provider.Reset();
   host.Reset();
-  MakeHealthyWorld(world);
+  AddHealthyTokens(provider);
   ASSERT_EQ(module.Open("direct"), 0);
   scripted::Trace::Instance().Clear();
 }
 
 void FaultsTest::ExpectBalance(std::size_t sessions) {
-  EXPECT_THAT(world.Violations(false), testing::IsEmpty());
-  EXPECT_EQ(world.sessions().size(), sessions);
-  for (const scripted::SlotModel& slot : world.slots())
+  EXPECT_THAT(provider.ViolationsSoFar(), testing::IsEmpty());
+  EXPECT_EQ(provider.sessions().size(), sessions);
+  for (const scripted::SlotModel& slot : provider.slots())
     EXPECT_FALSE(slot.token && slot.token->login) << "slot " << slot.id << " is logged in";
   EXPECT_THAT(host.Violations(), testing::IsEmpty());
-  EXPECT_EQ(world.initialized, module.library_handle != nullptr);
+  EXPECT_EQ(provider.initialized, module.library_handle != nullptr);
   EXPECT_EQ(direct_loader::open_libraries(), module.library_handle != nullptr ? 1 : 0);
 }
 
 void FaultsTest::Finish() {
-  world.ClearScript();
-  for (const scripted::SlotModel& slot : world.slots()) {
-    if (slot.token && slot.token->login && !world.sessions().empty())
-      module.function_list->C_Logout(world.sessions().front().handle);
+  provider.ClearScript();
+  for (const scripted::SlotModel& slot : provider.slots()) {
+    if (slot.token && slot.token->login && !provider.sessions().empty())
+      module.function_list->C_Logout(provider.sessions().front().handle);
   }
-  while (!world.sessions().empty())
-    module.function_list->C_CloseSession(world.sessions().front().handle);
+  while (!provider.sessions().empty())
+    module.function_list->C_CloseSession(provider.sessions().front().handle);
 }
 
 void FaultsTest::ExpectStillWorks() {

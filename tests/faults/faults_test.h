@@ -1,4 +1,4 @@
-// The fixture of the tests that let something go wrong: a healthy world of two slots, a user who
+// The fixture of the tests that let something go wrong: two slots with healthy tokens, a user who
 // answers everything, and what has to hold whatever went wrong.
 #pragma once
 
@@ -11,14 +11,14 @@
 #include "faults/direct_loader.h"
 #include "pkcs11/pkcs11.h"
 #include "scripted_host/scripted_host.h"
-#include "scripted_provider/control.h"
+#include "scripted_provider/provider.h"
 
 namespace faults {
 
 // Slot 1 holds "Alice" with the certificate A (serial 01), slot 2 "Bob" with B (02), each with its
 // key. With PINs they want a login.
-void MakeHealthyWorld(scripted::World& world);
-void SetPins(scripted::World& world);
+void AddHealthyTokens(scripted::Provider& provider);
+void SetPins(scripted::Provider& provider);
 const scripted::RsaKey& HealthyKey();
 
 // Answers every request with the right PIN, and consents; cancels after so many requests, so that a
@@ -43,7 +43,7 @@ class FaultsTest : public testing::Test {
   FaultsTest();
   ~FaultsTest() override;
 
-  // A healthy world, and the provider loaded; the trace begins here.
+  // Adds the healthy tokens, loads the provider and clears the trace.
   void Begin();
 
   // Sessions, logins, certificates and libraries are as they have to be after any operation; the
@@ -56,7 +56,7 @@ class FaultsTest : public testing::Test {
   // The same module still works: it is closed, opened, and lists what is there.
   void ExpectStillWorks();
 
-  scripted::World& world;
+  scripted::Provider& provider;
   scripted_host::Host& host;
   PKCS11Module module;
 };

@@ -28,15 +28,15 @@ TEST_F(LyingProvider, AboutTheLengthOfACertificate) {
   for (const CK_ULONG length : kLies) {
     SCOPED_TRACE(length);
     Begin();
-    world.Slot(1).Token().objects.front().attributes[CKA_VALUE] = "Longer";
-    world.On("C_GetAttributeValue").Claim(length);
+    provider.Slot(1).Token().objects.front().attributes[CKA_VALUE] = "Longer";
+    provider.On("C_GetAttributeValue").ReportNumber(length);
     EXPECT_EQ(List(), "B");
     // One byte is not enough for what is then read; more than an int is not even allocated.
     EXPECT_EQ(FailureLines(),
               std::string(length <= INT_MAX ? "Unable to read certificate\n"
                                             : "Unable to allocate certificate storage\n") +
                   kNoneOfAlice);
-    EXPECT_EQ(world.calls("C_GetAttributeValue"), length <= INT_MAX ? 4 : 3);
+    EXPECT_EQ(provider.num_calls("C_GetAttributeValue"), length <= INT_MAX ? 4 : 3);
     ExpectBalance();
   }
 }
@@ -47,7 +47,7 @@ TEST_F(LyingProvider, AboutTheLengthOfACertificateThatItHasWritten) {
   for (const CK_ULONG length : kLies) {
     SCOPED_TRACE(length);
     Begin();
-    world.On("C_GetAttributeValue", 2).Claim(length);
+    provider.On("C_GetAttributeValue", 2).ReportNumber(length);
     EXPECT_EQ(List(), length == 1 ? "A B" : "B");  // One byte is the whole certificate "A".
     const std::string reason =
         length == 0 ? "Error parsing certificate\n" : "Unable to read certificate\n";
@@ -61,9 +61,9 @@ TEST_F(LyingProvider, AboutTheLengthOfACertificateThatGrowsOrShrinksMeanwhile) {
   for (const std::string& value : {std::string("Longer;serial=0303"), std::string("S")}) {
     SCOPED_TRACE(value);
     Begin();
-    world.Slot(1).Token().objects.front().attributes[CKA_VALUE] = "Middle";
-    world.On("C_GetAttributeValue").After([&] {
-      world.Slot(1).Token().objects.front().attributes[CKA_VALUE] = value;
+    provider.Slot(1).Token().objects.front().attributes[CKA_VALUE] = "Middle";
+    provider.On("C_GetAttributeValue").After([&] {
+      provider.Slot(1).Token().objects.front().attributes[CKA_VALUE] = value;
     });
     EXPECT_EQ(List(), value == "S" ? "S B" : "B");
     ExpectBalance();
@@ -74,7 +74,7 @@ TEST_F(LyingProvider, AboutTheLengthOfAKeyId) {
   for (const CK_ULONG length : kLies) {
     SCOPED_TRACE(length);
     Begin();
-    world.On("C_GetAttributeValue", 5).Claim(length);
+    provider.On("C_GetAttributeValue", 5).ReportNumber(length);
     // One byte is the truth. No key has an ID of no bytes.
     EXPECT_EQ(Sign(), length == 1 ? "signed" : "not signed");
     EXPECT_EQ(FailureLines(),
@@ -91,7 +91,7 @@ TEST_F(LyingProvider, AboutTheLengthOfASignature) {
   for (const CK_ULONG length : kLies) {
     SCOPED_TRACE(length);
     Begin();
-    world.On("C_Sign").Claim(length);
+    provider.On("C_Sign").ReportNumber(length);
     const bool plausible = length <= 200;
     EXPECT_EQ(Sign(), plausible ? "rubbish" : "not signed");
     EXPECT_EQ(FailureLines(), plausible ? "" : "Signature operation failed (5)\n");
@@ -106,7 +106,7 @@ TEST_F(LyingProvider, ASignatureMayFillTheBufferButNotMore) {
   for (const CK_ULONG told : {128UL, 129UL}) {
     std::vector<unsigned char> signature(128);
     unsigned long length = signature.size();
-    world.On("C_Sign").Claim(told);
+    provider.On("C_Sign").ReportNumber(told);
     EXPECT_EQ(
         module.Sign("01", data, sizeof data, signature.data(), &length, nullptr, nullptr, nullptr),
         told == 128);
@@ -122,7 +122,7 @@ TEST_F(LyingProvider, AboutTheNumberOfSlotsThatItHasWritten) {
     SCOPED_TRACE(count);
     for (const char* operation : {"GetCertificates", "CertificatePresent"}) {
       Begin();
-      world.On("C_GetSlotList", 2).Claim(count);
+      provider.On("C_GetSlotList", 2).ReportNumber(count);
       User user;
       const std::string result = OperationNamed(operation).act(module, user);
       if (operation == std::string("GetCertificates"))
@@ -138,12 +138,12 @@ TEST_F(LyingProvider, AboutTheNumberOfSlotsThatItHasWritten) {
 TEST_F(LyingProvider, AboutTheNumberOfSlotsBeforeTheyAreFetched) {
   Begin();
   for (const CK_ULONG too_few : {0UL, 1UL}) {
-    world.On("C_GetSlotList").Claim(too_few);
+    provider.On("C_GetSlotList").ReportNumber(too_few);
     EXPECT_EQ(List(), "");
     EXPECT_TRUE(module.changed);  // It asks again.
     ExpectBalance();
   }
-  world.On("C_GetSlotList").Claim(10000);
+  provider.On("C_GetSlotList").ReportNumber(10000);
   EXPECT_EQ(List(), "A B");
   EXPECT_FALSE(module.changed);
   ExpectStillWorks();
@@ -152,8 +152,8 @@ TEST_F(LyingProvider, AboutTheNumberOfSlotsBeforeTheyAreFetched) {
 TEST_F(LyingProvider, ASlotListThatChangesBetweenEveryTwoCalls) {
   Begin();
   CK_SLOT_ID next = 10;
-  world.On("C_GetSlotList").Always().After([&] {
-    world.Slot(next).Token("More").Certificate("More;serial=" + std::to_string(next));
+  provider.On("C_GetSlotList").Always().After([&] {
+    provider.Slot(next).Token("More").Certificate("More;serial=" + std::to_string(next));
     ++next;
   });
   for (int i = 0; i < 20; ++i) {
@@ -162,19 +162,19 @@ TEST_F(LyingProvider, ASlotListThatChangesBetweenEveryTwoCalls) {
     EXPECT_FALSE(module.CertificatePresent("01"));
     ExpectBalance();
   }
-  world.ClearScript();
+  provider.ClearScript();
   EXPECT_THAT(List(), testing::StartsWith("A B More"));
   ExpectBalance();
 }
 
 TEST_F(LyingProvider, NoSlotOneSlotAndTenThousand) {
   for (const int slots : {0, 1, 10000}) {
-    world.Reset();
+    provider.Reset();
     for (int i = 0; i < slots; ++i)
-      world.Slot(static_cast<CK_SLOT_ID>(i));
+      provider.Slot(static_cast<CK_SLOT_ID>(i));
     if (slots > 0)
-      world.Slot(static_cast<CK_SLOT_ID>(slots - 1)).Token("Last").Certificate("L;serial=ff");
-    for (scripted::SlotModel& slot : world.slots()) {
+      provider.Slot(static_cast<CK_SLOT_ID>(slots - 1)).Token("Last").Certificate("L;serial=ff");
+    for (scripted::SlotModel& slot : provider.slots()) {
       if (!slot.token)
         slot.Token("Blank");
     }
@@ -192,7 +192,7 @@ TEST_F(LyingProvider, NoSlotOneSlotAndTenThousand) {
 TEST_F(LyingProvider, MoreObjectsThanAskedForAreOne) {
   for (const CK_ULONG count : {CK_ULONG{2}, CK_ULONG{1} << 32, CK_UNAVAILABLE_INFORMATION}) {
     Begin();
-    world.On("C_FindObjects").Claim(count);
+    provider.On("C_FindObjects").ReportNumber(count);
     EXPECT_EQ(List(), "A B");
     ExpectBalance();
   }
@@ -200,7 +200,7 @@ TEST_F(LyingProvider, MoreObjectsThanAskedForAreOne) {
 
 TEST_F(LyingProvider, NoObjectFoundLeavesItsHandleUnread) {
   Begin();
-  world.On("C_FindObjects").Claim(0);
+  provider.On("C_FindObjects").ReportNumber(0);
   EXPECT_EQ(List(), "B");
   ExpectBalance();
 }
@@ -208,9 +208,9 @@ TEST_F(LyingProvider, NoObjectFoundLeavesItsHandleUnread) {
 // CK_INVALID_HANDLE, 0, is never the handle of an object (section 3.4).
 TEST_F(LyingProvider, AnObjectWithoutAHandleIsNoCertificate) {
   Begin();
-  world.On("C_FindObjects").Handle(CK_INVALID_HANDLE);
+  provider.On("C_FindObjects").ReportHandle(CK_INVALID_HANDLE);
   EXPECT_EQ(List(), "B");
-  world.On("C_FindObjects").Handle(CK_INVALID_HANDLE);
+  provider.On("C_FindObjects").ReportHandle(CK_INVALID_HANDLE);
   EXPECT_FALSE(module.CertificatePresent("01"));
   ExpectBalance();
   ExpectStillWorks();
@@ -218,29 +218,35 @@ TEST_F(LyingProvider, AnObjectWithoutAHandleIsNoCertificate) {
 
 TEST_F(LyingProvider, TheSameObjectForEverEndsTheListing) {
   Begin();
-  world.On("C_FindObjects").Always().Claim(1).Handle(world.Slot(1).Token().objects.front().handle);
+  provider.On("C_FindObjects")
+      .Always()
+      .ReportNumber(1)
+      .ReportHandle(provider.Slot(1).Token().objects.front().handle);
   const std::list<certificate*> certificates = module.GetTokenCertificates(1);
   EXPECT_EQ(certificates.size(), 10000u);
   for (certificate* cert : certificates)
     cert_free(cert);
   EXPECT_EQ(FailureLines(), "Giving up the search after 10000 objects\n");
   EXPECT_EQ(LogLines().back(), "3: Giving up the search after 10000 objects");
-  EXPECT_EQ(world.calls("C_FindObjects"), 10001);
-  EXPECT_EQ(world.calls("C_FindObjectsFinal"), 1);
-  world.ClearScript();
+  EXPECT_EQ(provider.num_calls("C_FindObjects"), 10001);
+  EXPECT_EQ(provider.num_calls("C_FindObjectsFinal"), 1);
+  provider.ClearScript();
   ExpectBalance();
   ExpectStillWorks();
 }
 
 TEST_F(LyingProvider, TheSameObjectForEverEndsTheLookup) {
   Begin();
-  world.On("C_FindObjects").Always().Claim(1).Handle(world.Slot(1).Token().objects.front().handle);
+  provider.On("C_FindObjects")
+      .Always()
+      .ReportNumber(1)
+      .ReportHandle(provider.Slot(1).Token().objects.front().handle);
   EXPECT_EQ(module.FindCertificate("77"), nullptr);
   // The second token has no object of that handle.
   const std::string given_up = "Giving up the search after 10000 objects\n";
   EXPECT_EQ(FailureLines(), given_up + Repeated(10000, "Unable to read certificate\n") + given_up);
-  EXPECT_LE(world.calls(), 70000);
-  world.ClearScript();
+  EXPECT_LE(provider.num_calls(), 70000);
+  provider.ClearScript();
   ExpectBalance();
   ExpectStillWorks();
 }

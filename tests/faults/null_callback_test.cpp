@@ -41,14 +41,14 @@ TEST_F(NullCallbackDeathTest, StopsAnUnlock) {
 
 TEST_F(NullCallback, ThatAsksForAPinFailsASignatureThatNeedsOne) {
   Begin();
-  SetPins(world);
+  SetPins(provider);
   unsigned char signature[200];
   unsigned long length = sizeof signature;
   EXPECT_FALSE(
       module.Sign("02", kData, sizeof kData, signature, &length, nullptr, nullptr, nullptr));
   EXPECT_EQ(FailureLines(), "Signature operation failed (160)\n");
   EXPECT_EQ(length, sizeof signature);
-  EXPECT_EQ(world.calls("C_Login"), 0);
+  EXPECT_EQ(provider.num_calls("C_Login"), 0);
   ExpectBalance();
   ExpectStillWorks();
 }
@@ -61,15 +61,15 @@ TEST_F(NullCallback, ThatTellsOfErrorsIsNotMissed) {
       for (const CK_RV rv : {CKR_PIN_INCORRECT, CKR_PIN_LEN_RANGE, CKR_PIN_LOCKED}) {
         SCOPED_TRACE(std::string(function) + ' ' + std::to_string(nth) + ' ' + std::to_string(rv));
         Begin();
-        SetPins(world);
-        world.Slot(2).Token().UserTriesLeft(0);
-        world.On(function, nth).Return(rv);
+        SetPins(provider);
+        provider.Slot(2).Token().UserTriesLeft(0);
+        provider.On(function, nth).Return(rv);
         User user;
         unsigned char signature[200];
         unsigned long length = sizeof signature;
         module.Sign("02", kData, sizeof kData, signature, &length, User::Ask, nullptr, &user);
         EXPECT_EQ(user.told, 0);
-        world.ClearScript();
+        provider.ClearScript();
         ExpectBalance();
         ExpectStillWorks();
       }

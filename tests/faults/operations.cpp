@@ -117,44 +117,44 @@ Rows UnlockRows(const char* failed) {
               {"C_Logout", kHealthy, "", kHealthy}};
 }
 
-void WithPins(scripted::World& world, PKCS11Module&) {
-  SetPins(world);
+void WithPins(scripted::Provider& provider, PKCS11Module&) {
+  SetPins(provider);
 }
 
 // The user PIN of slot 2 is locked; the token says so with its flags, or when it is used.
-void WithLockedPin(scripted::World& world, PKCS11Module&) {
-  SetPins(world);
-  world.Slot(2).Token().UserTriesLeft(0);
+void WithLockedPin(scripted::Provider& provider, PKCS11Module&) {
+  SetPins(provider);
+  provider.Slot(2).Token().UserTriesLeft(0);
 }
-void WithPinLockedUnseen(scripted::World& world, PKCS11Module& module) {
-  WithLockedPin(world, module);
-  world.Slot(2).Token().PinFlags(0);
+void WithPinLockedUnseen(scripted::Provider& provider, PKCS11Module& module) {
+  WithLockedPin(provider, module);
+  provider.Slot(2).Token().ReportedPinFlags(0);
 }
 
-void WithSession(scripted::World& world, PKCS11Module& module) {
-  SetPins(world);
+void WithSession(scripted::Provider& provider, PKCS11Module& module) {
+  SetPins(provider);
   CK_SESSION_HANDLE session = CK_INVALID_HANDLE;
   module.function_list->C_OpenSession(1, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr,
                                       &session);
 }
 
 CK_SESSION_HANDLE OpenedSession() {
-  return scripted::World::Instance().sessions().front().handle;
+  return scripted::Provider::Instance().sessions().front().handle;
 }
 
-void Nothing(scripted::World&, PKCS11Module&) {}
+void Nothing(scripted::Provider&, PKCS11Module&) {}
 
-void WithEvents(scripted::World& world, PKCS11Module& module) {
+void WithEvents(scripted::Provider& provider, PKCS11Module& module) {
   module.changed = false;
-  world.Event(1);
-  world.Event(2);
+  provider.AddSlotEvent(1);
+  provider.AddSlotEvent(2);
 }
-void WithLateEvent(scripted::World& world, PKCS11Module& module) {
+void WithLateEvent(scripted::Provider& provider, PKCS11Module& module) {
   module.changed = false;
-  world.NoEvent();
-  world.Event(1);
+  provider.AddPollResult(CKR_NO_EVENT);
+  provider.AddSlotEvent(1);
 }
-void WithoutEvents(scripted::World&, PKCS11Module& module) {
+void WithoutEvents(scripted::Provider&, PKCS11Module& module) {
   module.changed = false;
 }
 
@@ -202,7 +202,7 @@ std::string ReadAll(PKCS11Module& module, User&) {
 
 std::string ReadOne(PKCS11Module& module, User&) {
   const CK_OBJECT_HANDLE object =
-      scripted::World::Instance().Slot(1).Token().objects.front().handle;
+      scripted::Provider::Instance().Slot(1).Token().objects.front().handle;
   certificate* const cert = module.GetTokenCertificate(OpenedSession(), object);
   if (cert == nullptr)
     return "null";

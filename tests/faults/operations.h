@@ -1,4 +1,4 @@
-// Every operation that calls the provider, on the healthy world, and what becomes of it when one of
+// Every operation that calls the provider, on healthy tokens, and what becomes of it when one of
 // its calls fails.
 #pragma once
 
@@ -36,8 +36,8 @@ struct CallRow {
 
 struct Operation {
   const char* name;
-  // Beyond the healthy world; the provider is loaded.
-  std::function<void(scripted::World&, PKCS11Module&)> prepare;
+  // Further set-up; the provider is loaded already.
+  std::function<void(scripted::Provider&, PKCS11Module&)> prepare;
   // Its result as text.
   std::function<std::string(PKCS11Module&, User&)> act;
   const char* result;

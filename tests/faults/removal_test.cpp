@@ -13,17 +13,17 @@ TEST_P(Removal, BeforeAnyCall) {
     for (const CK_SLOT_ID slot : {1UL, 2UL}) {
       SCOPED_TRACE("call " + std::to_string(k) + ", slot " + std::to_string(slot));
       Begin();
-      operation.prepare(world, module);
+      operation.prepare(provider, module);
       std::shared_ptr<scripted::Token> removed;
-      world.OnCall(k).Before([&] { removed = world.Slot(slot).Remove(); });
+      provider.OnAnyCall(k).Before([&] { removed = provider.Slot(slot).Remove(); });
       User user;
       operation.act(module, user);
-      world.ClearScript();
-      while (!world.sessions().empty() && operation.sessions > 0)
-        module.function_list->C_CloseSession(world.sessions().front().handle);
+      provider.ClearScript();
+      while (!provider.sessions().empty() && operation.sessions > 0)
+        module.function_list->C_CloseSession(provider.sessions().front().handle);
       ExpectBalance();
       if (removed)
-        world.Slot(slot).Insert(removed);
+        provider.Slot(slot).Insert(removed);
       ExpectStillWorks();
     }
   }

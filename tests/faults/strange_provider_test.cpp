@@ -21,10 +21,10 @@ class StrangeProvider : public FaultsTest {
 TEST_F(StrangeProvider, TextFieldsWithoutABlankOrAZeroEndWhereTheyEnd) {
   Begin();
   module.SetNameComponents("card_label");
-  world.manufacturer = std::string(32, 'm');
-  world.library_description = std::string(32, '\xff');
-  world.Slot(1).Description(std::string(64, 'd'));
-  world.Slot(1).Token().Label(std::string(32, 'l'));
+  provider.manufacturer = std::string(32, 'm');
+  provider.library_description = std::string(32, '\xff');
+  provider.Slot(1).Description(std::string(64, 'd'));
+  provider.Slot(1).Token().Label(std::string(32, 'l'));
   module.Open("direct");
   EXPECT_EQ(FailureLines(),
             "Loaded PKCS#11 module 'direct'\nManufacturer: " + std::string(32, 'm') +
@@ -65,10 +65,10 @@ TEST_F(StrangeProvider, FunctionsWithoutAnEntryAreNotSupported) {
   for (const auto& gap : kGaps) {
     const char* const name = gap.first;
     SCOPED_TRACE(name);
-    world.Reset();
-    MakeHealthyWorld(world);
-    SetPins(world);
-    world.Slot(2).Token().UserTriesLeft(0);
+    provider.Reset();
+    AddHealthyTokens(provider);
+    SetPins(provider);
+    provider.Slot(2).Token().UserTriesLeft(0);
     CK_FUNCTION_LIST list = {};
     direct_loader::TamperWith([&](CK_FUNCTION_LIST_PTR own) {
       list = *own;
@@ -76,19 +76,19 @@ TEST_F(StrangeProvider, FunctionsWithoutAnEntryAreNotSupported) {
       return &list;
     });
     ASSERT_EQ(module.Open("direct"), 0);
-    EXPECT_EQ(world.calls(name), 0);
+    EXPECT_EQ(provider.num_calls(name), 0);
     User user;
     OperationNamed("Sign with a login").act(module, user);
     module.GetCertificates();
     module.HasChanged();
     module.CertificatePresent("02");
     module.Close();
-    EXPECT_EQ(world.calls(name), 0);
+    EXPECT_EQ(provider.num_calls(name), 0);
     EXPECT_EQ(direct_loader::open_libraries(), 0);
     direct_loader::Reset();
     host.Reset();
   }
-  world.Reset();
+  provider.Reset();
 }
 
 TEST_F(StrangeProvider, WithoutC_InitializeThereIsNoProvider) {
@@ -124,8 +124,8 @@ TEST_F(StrangeProvider, VersionsAreNotLookedAt) {
       list.version = version;
       return &list;
     });
-    world.Reset();
-    MakeHealthyWorld(world);
+    provider.Reset();
+    AddHealthyTokens(provider);
     ASSERT_EQ(module.Open("direct"), 0);
     EXPECT_EQ(List(), "A B");
     module.Close();
@@ -136,8 +136,8 @@ TEST_F(StrangeProvider, VersionsAreNotLookedAt) {
 TEST_F(StrangeProvider, AnObjectThatVanishesBetweenItsFindingAndItsReading) {
   for (const int read : {1, 2}) {
     Begin();
-    world.On("C_GetAttributeValue", read).Before([&] {
-      world.Slot(1).Token().Delete(world.Slot(1).Token().objects.front().handle);
+    provider.On("C_GetAttributeValue", read).Before([&] {
+      provider.Slot(1).Token().Delete(provider.Slot(1).Token().objects.front().handle);
     });
     EXPECT_EQ(List(), "B");
     EXPECT_EQ(FailureLines(),
@@ -148,8 +148,8 @@ TEST_F(StrangeProvider, AnObjectThatVanishesBetweenItsFindingAndItsReading) {
 
 TEST_F(StrangeProvider, AKeyThatVanishesBeforeItSigns) {
   Begin();
-  world.On("C_SignInit").Before([&] {
-    world.Slot(2).Token().Delete(world.Slot(2).Token().objects.back().handle);
+  provider.On("C_SignInit").Before([&] {
+    provider.Slot(2).Token().Delete(provider.Slot(2).Token().objects.back().handle);
   });
   User user;
   const unsigned char data[] = {'d'};
@@ -164,7 +164,7 @@ TEST_F(StrangeProvider, AKeyThatVanishesBeforeItSigns) {
 // The component gives a provider nothing to call back: no notification (C_OpenSession), no mutexes
 // (C_Initialize).
 TEST_F(StrangeProvider, HasNothingToCallBackInto) {
-  MakeHealthyWorld(world);
+  AddHealthyTokens(provider);
   module.Open("direct");
   module.GetCertificates();
   module.CertificatePresent("02");
@@ -182,7 +182,7 @@ TEST_F(StrangeProvider, HasNothingToCallBackInto) {
 
 TEST_F(StrangeProvider, TakesItsTime) {
   Begin();
-  world.OnCall(1).Always().Before([] { usleep(1000); });
+  provider.OnAnyCall(1).Always().Before([] { usleep(1000); });
   EXPECT_EQ(List(), "A B");
   EXPECT_EQ(Sign(), "signed");
   ExpectBalance();

@@ -11,8 +11,8 @@ using testing::ElementsAre;
 class Exceptions : public ModuleTest {
  protected:
   void OpenWithTwoTokens() {
-    world.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=02");
-    world.Slot(2).Token("Bob").Certificate("C;serial=03");
+    provider.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=02");
+    provider.Slot(2).Token("Bob").Certificate("C;serial=03");
     Open();
   }
 
@@ -48,7 +48,7 @@ TEST_P(DuringOpen, NothingStaysLoaded) {
   EXPECT_EQ(after.substr(after.find('\n') + 1), GetParam().undone) << trace;
   EXPECT_EQ(module.library_handle, nullptr);
   EXPECT_EQ(module.GetLibraryPath(), "");
-  EXPECT_FALSE(world.initialized);
+  EXPECT_FALSE(provider.initialized);
   module.Close();
   EXPECT_TRACE("");
   EXPECT_EQ(module.Open(ProviderPath("scripted")), 0);
@@ -73,11 +73,11 @@ INSTANTIATE_TEST_SUITE_P(
                              "dlclose(failing_initialize.so), unloaded\n"}));
 
 TEST_F(Exceptions, AMissingIdentityMayThrowToo) {
-  world.On("C_GetInfo").Return(CKR_GENERAL_ERROR);
+  provider.On("C_GetInfo").Return(CKR_GENERAL_ERROR);
   host.ThrowAtMessage("Error getting info");
   EXPECT_THROW(module.Open(ProviderPath("scripted")), Thrown);
   EXPECT_EQ(module.library_handle, nullptr);
-  EXPECT_FALSE(world.initialized);
+  EXPECT_FALSE(provider.initialized);
 }
 
 TEST_F(Exceptions, ThePathsConversionThrowsBeforeAnythingIsLoaded) {
@@ -109,7 +109,7 @@ TEST_P(DuringGetCertificates, SessionsAreClosedAndTheChangeStays) {
   else
     host.ThrowAtCall(GetParam().function);
   EXPECT_THROW(module.GetCertificates(), Thrown);
-  EXPECT_TRUE(world.sessions().empty());
+  EXPECT_TRUE(provider.sessions().empty());
   EXPECT_TRUE(module.changed);
   EXPECT_EQ(host.certificates_alive(), GetParam().lost);
   host.FreeLostCertificates();
@@ -134,16 +134,16 @@ INSTANTIATE_TEST_SUITE_P(
         ListCase{"Key length: 2048 bits", "", 2}, ListCase{"", "cert_free", 2}));
 
 TEST_F(Exceptions, AFailureMessageOfGetTokenMayThrow) {
-  world.Slot(1).Token("Empty");
+  provider.Slot(1).Token("Empty");
   Open();
   for (const char* function : {"C_GetSlotInfo", "C_GetTokenInfo"}) {
-    world.On(function).Return(CKR_DEVICE_ERROR);
+    provider.On(function).Return(CKR_DEVICE_ERROR);
     host.ThrowAtMessage("Unable");  // The misspelt message begins with it, too.
     EXPECT_THROW(module.GetToken(1), Thrown) << function;
   }
   host.ThrowAtMessage("No certificate associated");
   EXPECT_THROW(module.GetToken(1), Thrown);
-  EXPECT_TRUE(world.sessions().empty());
+  EXPECT_TRUE(provider.sessions().empty());
 }
 
 // What GetTokenCertificates has read is freed, after its session was closed.
@@ -160,7 +160,7 @@ TEST_F(Exceptions, OutOfGetTokenCertificatesCloseAndFree) {
 
 TEST_F(Exceptions, OutOfTheMessageOfABrokenSearchFree) {
   OpenWithTwoTokens();
-  world.On("C_FindObjects", 2).Return(CKR_DEVICE_ERROR);
+  provider.On("C_FindObjects", 2).Return(CKR_DEVICE_ERROR);
   host.ThrowAtMessage("Error enumerating certificates");
   EXPECT_THROW(module.GetTokenCertificates(1), Thrown);
   EXPECT_TRACE(BeginSearch(1, 1) + Found(1, 1) + Reading(1, 1, "A") + R"(
@@ -172,12 +172,12 @@ TEST_F(Exceptions, OutOfTheMessageOfABrokenSearchFree) {
 }
 
 TEST_F(Exceptions, OutOfTheMessageOfAFailedParseFree) {
-  world.Slot(1).Token("Alice").Certificate("A;fail.parse=1");
+  provider.Slot(1).Token("Alice").Certificate("A;fail.parse=1");
   Open();
   host.ThrowAtMessage("Error parsing certificate");
   EXPECT_THROW(module.GetTokenCertificates(1), Thrown);
   EXPECT_EQ(host.certificates_alive(), 0u);
-  EXPECT_TRUE(world.sessions().empty());
+  EXPECT_TRUE(provider.sessions().empty());
 }
 
 class DuringFindCertificate : public Exceptions, public testing::WithParamInterface<ListCase> {};
@@ -189,7 +189,7 @@ TEST_P(DuringFindCertificate, NoSessionIsLeftOpen) {
   else
     host.ThrowAtCall(GetParam().function);
   EXPECT_THROW(module.FindCertificate("03"), Thrown);
-  EXPECT_TRUE(world.sessions().empty());
+  EXPECT_TRUE(provider.sessions().empty());
   EXPECT_EQ(host.certificates_alive(), GetParam().lost);
   host.FreeLostCertificates();
   EXPECT_TRUE(module.CertificatePresent("03"));
@@ -208,7 +208,7 @@ TEST_F(Exceptions, OutOfAVainSearchLeaveNothingOpen) {
   OpenWithTwoTokens();
   host.ThrowAtMessage("Failed to find the certificate");
   EXPECT_THROW(module.CertificatePresent("04"), Thrown);
-  EXPECT_TRUE(world.sessions().empty());
+  EXPECT_TRUE(provider.sessions().empty());
 }
 
 TEST_F(Exceptions, OutOfARefusedTextChangeNothing) {

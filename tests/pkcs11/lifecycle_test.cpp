@@ -62,7 +62,7 @@ TEST_F(Lifecycle, ClosingIsNoChangeAndEndsNone) {
 
 TEST_F(Lifecycle, AFailingFinalizeDoesNotKeepTheLibrary) {
   Open();
-  world.On("C_Finalize").Return(CKR_DEVICE_ERROR);
+  provider.On("C_Finalize").Return(CKR_DEVICE_ERROR);
   module.Close();
   EXPECT_TRACE(R"(
     C_Finalize(NULL) = DEVICE_ERROR
@@ -88,11 +88,11 @@ TEST_F(Lifecycle, ADestructorWithoutAProviderDoesNothing) {
 }
 
 TEST_F(Lifecycle, TheConfigurationOutlivesTheProvider) {
-  world.Slot(1).Token("Alice").Certificate("A;usage=128").Certificate("B;usage=1");
+  provider.Slot(1).Token("Alice").Certificate("A;usage=128").Certificate("B;usage=1");
   ASSERT_TRUE(module.SetNameComponents("card_label,subject_commonName"));
   ASSERT_TRUE(module.AddFilter("Signing||128"));
-  for (const char* provider : {"scripted", "copy"}) {
-    Open(provider);
+  for (const char* name : {"scripted", "copy"}) {
+    Open(name);
     const std::list<pkcs11_certificate> records = module.GetCertificates();
     EXPECT_THAT(Names(records), ElementsAre("Alice/A", "Alice/B"));
     EXPECT_TRUE(records.front().matches_filter);
@@ -136,7 +136,7 @@ TEST_F(Polling, AClosedProviderHasNotChangedEither) {
 
 TEST_F(Polling, AProviderWithoutEventsHasNotChanged) {
   OpenUnchanged();
-  world.On("C_WaitForSlotEvent").Return(CKR_FUNCTION_NOT_SUPPORTED).Always();
+  provider.On("C_WaitForSlotEvent").Return(CKR_FUNCTION_NOT_SUPPORTED).Always();
   EXPECT_FALSE(module.HasChanged());
   EXPECT_TRACE(R"(
     C_WaitForSlotEvent(DONT_BLOCK) = FUNCTION_NOT_SUPPORTED
@@ -154,8 +154,8 @@ TEST_F(Polling, EveryErrorCountsAsNoEvent) {
   for (const CK_RV rv : scripted::AllResults()) {
     if (rv == CKR_OK)
       continue;
-    world.NoEvent(rv);
-    world.NoEvent(rv);
+    provider.AddPollResult(rv);
+    provider.AddPollResult(rv);
     EXPECT_FALSE(module.HasChanged()) << rv;
     EXPECT_FALSE(module.changed) << rv;
   }
@@ -164,7 +164,7 @@ TEST_F(Polling, EveryErrorCountsAsNoEvent) {
 TEST_F(Polling, AllQueuedEventsAreConsumedByOneCall) {
   OpenUnchanged();
   for (const CK_SLOT_ID slot : {1UL, 2UL, 1UL})
-    world.Event(slot);
+    provider.AddSlotEvent(slot);
   EXPECT_TRUE(module.HasChanged());
   EXPECT_TRACE(R"(
     C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 1
@@ -181,7 +181,7 @@ TEST_F(Polling, HoweverManyEventsAreQueuedOneCallConsumesThem) {
   constexpr int kEvents = 25;
   OpenUnchanged();
   for (int i = 0; i < kEvents; ++i)
-    world.Event(1);
+    provider.AddSlotEvent(1);
   EXPECT_TRUE(module.HasChanged());
   EXPECT_TRACE(Repeated(kEvents, "C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 1\n") +
                "C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT\n");
@@ -189,8 +189,8 @@ TEST_F(Polling, HoweverManyEventsAreQueuedOneCallConsumesThem) {
 
 TEST_F(Polling, AnEventMayShowOnlyAfterTheSlotsWereListed) {
   OpenUnchanged();
-  world.NoEvent();
-  world.Event(3);
+  provider.AddPollResult(CKR_NO_EVENT);
+  provider.AddSlotEvent(3);
   EXPECT_TRUE(module.HasChanged());
   EXPECT_TRACE(R"(
     C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
@@ -202,9 +202,9 @@ TEST_F(Polling, AnEventMayShowOnlyAfterTheSlotsWereListed) {
 
 TEST_F(Polling, ThatTheSlotsCannotBeListedDoesNotMatter) {
   OpenUnchanged();
-  world.NoEvent();
-  world.Event(3);
-  world.On("C_GetSlotList").Return(CKR_DEVICE_ERROR);
+  provider.AddPollResult(CKR_NO_EVENT);
+  provider.AddSlotEvent(3);
+  provider.On("C_GetSlotList").Return(CKR_DEVICE_ERROR);
   EXPECT_TRUE(module.HasChanged());
   EXPECT_TRACE(R"(
     C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT
@@ -216,8 +216,8 @@ TEST_F(Polling, ThatTheSlotsCannotBeListedDoesNotMatter) {
 
 TEST_F(Polling, AnErrorEndsTheConsumingOfEvents) {
   OpenUnchanged();
-  world.Event(1);
-  world.NoEvent(CKR_GENERAL_ERROR);
+  provider.AddSlotEvent(1);
+  provider.AddPollResult(CKR_GENERAL_ERROR);
   EXPECT_TRUE(module.HasChanged());
   EXPECT_TRACE(R"(
     C_WaitForSlotEvent(DONT_BLOCK) = OK, slot 1

@@ -37,7 +37,7 @@ TEST_F(Listing, WithoutAProviderIsEmptyAndSilent) {
 }
 
 TEST_F(Listing, WithoutTokensIsEmptyAndComplete) {
-  world.Slot(1);
+  provider.Slot(1);
   Open();
   EXPECT_THAT(module.GetCertificates(), IsEmpty());
   EXPECT_TRACE(R"(
@@ -50,9 +50,9 @@ TEST_F(Listing, WithoutTokensIsEmptyAndComplete) {
 }
 
 TEST_F(Listing, JoinsTheSlotsInTheirOrder) {
-  world.Slot(7, "Left").Token("Alice").Certificate("A").Certificate("B");
-  world.Slot(8, "Empty");
-  world.Slot(3, "Right").Token("Bob").Certificate("C");
+  provider.Slot(7, "Left").Token("Alice").Certificate("A").Certificate("B");
+  provider.Slot(8, "Empty");
+  provider.Slot(3, "Right").Token("Bob").Certificate("C");
   Open();
   const std::list<pkcs11_certificate> records = module.GetCertificates();
   EXPECT_THAT(Names(records), ElementsAre("A", "B", "C"));
@@ -75,10 +75,10 @@ TEST_F(Listing, JoinsTheSlotsInTheirOrder) {
 }
 
 TEST_F(Listing, ASlotThatFailsDoesNotEndTheWalk) {
-  world.Slot(1).Token("Alice").Certificate("A");
-  world.Slot(2).Token("Bob").Certificate("B");
+  provider.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(2).Token("Bob").Certificate("B");
   Open();
-  world.On("C_GetSlotInfo").Return(CKR_DEVICE_REMOVED);
+  provider.On("C_GetSlotInfo").Return(CKR_DEVICE_REMOVED);
   EXPECT_THAT(Names(module.GetCertificates()), ElementsAre("B"));
   EXPECT_TRACE(R"(
     log 5: Fetching tokens...
@@ -93,7 +93,7 @@ TEST_F(Listing, ASlotThatFailsDoesNotEndTheWalk) {
 }
 
 TEST_F(Listing, OneSlotIsWrittenInThePluralToo) {
-  world.Slot(1).Token("Empty");
+  provider.Slot(1).Token("Empty");
   Open();
   EXPECT_THAT(module.GetCertificates(), IsEmpty());
   EXPECT_TRACE(R"(
@@ -106,7 +106,7 @@ TEST_F(Listing, OneSlotIsWrittenInThePluralToo) {
 
 TEST_F(Listing, SlotsThatCannotBeCountedLeaveTheChange) {
   Open();
-  world.On("C_GetSlotList").Return(CKR_GENERAL_ERROR);
+  provider.On("C_GetSlotList").Return(CKR_GENERAL_ERROR);
   EXPECT_THAT(module.GetCertificates(), IsEmpty());
   EXPECT_TRACE(R"(
     log 5: Fetching tokens...
@@ -116,9 +116,9 @@ TEST_F(Listing, SlotsThatCannotBeCountedLeaveTheChange) {
 }
 
 TEST_F(Listing, ACountThatIsNotWrittenIsNone) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
-  world.On("C_GetSlotList").Pretend().Always();
+  provider.On("C_GetSlotList").DoNothing().Always();
   EXPECT_THAT(module.GetCertificates(), IsEmpty());
   EXPECT_TRACE(R"(
     log 5: Fetching tokens...
@@ -132,16 +132,16 @@ TEST_F(Listing, ACountThatIsNotWrittenIsNone) {
 TEST_F(Listing, SlotsThatCannotBeReadAreNoChangeEither) {
   for (const int nth : {1, 2}) {
     OpenUnchanged();
-    world.On("C_GetSlotList", nth).Return(CKR_DEVICE_ERROR);
+    provider.On("C_GetSlotList", nth).Return(CKR_DEVICE_ERROR);
     EXPECT_THAT(module.GetCertificates(), IsEmpty());
     EXPECT_FALSE(module.changed);
   }
 }
 
 TEST_F(Listing, ATokenThatComesInBetweenLeavesTheChange) {
-  world.Slot(1).Token("Empty");
+  provider.Slot(1).Token("Empty");
   Open();
-  world.On("C_GetSlotList").After([this] { world.Slot(2).Token("Bob"); });
+  provider.On("C_GetSlotList").After([this] { provider.Slot(2).Token("Bob"); });
   EXPECT_THAT(module.GetCertificates(), IsEmpty());
   EXPECT_TRACE(R"(
     log 5: Fetching tokens...
@@ -154,10 +154,10 @@ TEST_F(Listing, ATokenThatComesInBetweenLeavesTheChange) {
 }
 
 TEST_F(Listing, ATokenThatGoesInBetweenIsNotWalked) {
-  world.Slot(1).Token("Empty");
-  world.Slot(2).Token("Bob");
+  provider.Slot(1).Token("Empty");
+  provider.Slot(2).Token("Bob");
   Open();
-  world.On("C_GetSlotList").After([this] { world.Slot(2).Remove(); });
+  provider.On("C_GetSlotList").After([this] { provider.Slot(2).Remove(); });
   EXPECT_THAT(module.GetCertificates(), IsEmpty());
   EXPECT_TRACE(R"(
     log 5: Fetching tokens...
@@ -170,9 +170,9 @@ TEST_F(Listing, ATokenThatGoesInBetweenIsNotWalked) {
 
 // Only the slots of the array are walked, whatever their number is said to be.
 TEST_F(Listing, ACountBeyondTheArrayIsNotBelieved) {
-  world.Slot(1).Token("Empty");
+  provider.Slot(1).Token("Empty");
   Open();
-  world.On("C_GetSlotList", 2).Claim(CK_UNAVAILABLE_INFORMATION);
+  provider.On("C_GetSlotList", 2).ReportNumber(CK_UNAVAILABLE_INFORMATION);
   EXPECT_THAT(module.GetCertificates(), IsEmpty());
   EXPECT_TRACE(R"(
     log 5: Fetching tokens...
@@ -187,7 +187,7 @@ TEST_F(Listing, AnImpossibleCountIsTheAllocatorsException) {
   if (kImpossibleAllocationsAbort)
     GTEST_SKIP() << "clang's AddressSanitizer ends the program at an impossible allocation";
   Open();
-  world.On("C_GetSlotList").Claim(CK_UNAVAILABLE_INFORMATION);
+  provider.On("C_GetSlotList").ReportNumber(CK_UNAVAILABLE_INFORMATION);
   EXPECT_THROW(module.GetCertificates(), std::bad_alloc);
   EXPECT_TRACE(R"(
     log 5: Fetching tokens...
@@ -200,12 +200,12 @@ TEST_F(Listing, AnImpossibleCountIsTheAllocatorsException) {
 // The array is not written to before the provider has filled it.
 TEST_F(Listing, ACountThatLiesCostsAddressesButNoMemory) {
   constexpr CK_ULONG kSlots = 1UL << 24;
-  world.Slot(1).Token("Empty");
+  provider.Slot(1).Token("Empty");
   Open();
-  world.On("C_GetSlotList").Claim(kSlots);
+  provider.On("C_GetSlotList").ReportNumber(kSlots);
   const long before = ResidentBytes();
   long during = 0;
-  world.On("C_GetSlotList", 2).Before([&during] { during = ResidentBytes(); });
+  provider.On("C_GetSlotList", 2).Before([&during] { during = ResidentBytes(); });
   EXPECT_THAT(module.GetCertificates(), IsEmpty());
   EXPECT_LT(during - before, static_cast<long>(kSlots * sizeof(CK_SLOT_ID) / 2));
   EXPECT_TRACE(R"(
@@ -223,7 +223,7 @@ TEST_F(Listing, NothingHasChangedUntilSomethingDoes) {
     return module.HasChanged();
   };
   EXPECT_FALSE(fetch());
-  world.Event(1);
+  provider.AddSlotEvent(1);
   EXPECT_TRUE(module.HasChanged());
   EXPECT_FALSE(fetch());
   ASSERT_TRUE(module.AddFilter("x||0"));

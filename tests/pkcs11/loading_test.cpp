@@ -136,7 +136,7 @@ TEST_F(Loading, AProviderThatIsInitialisedAlreadyIsRefused) {
 }
 
 TEST_F(Loading, AProviderThatCannotBeInitialisedIsNotFinalized) {
-  world.On("C_Initialize").Return(CKR_GENERAL_ERROR);
+  provider.On("C_Initialize").Return(CKR_GENERAL_ERROR);
   EXPECT_EQ(OpenProvider("scripted"), -1);
   EXPECT_TRACE(R"(
     dlopen(scripted.so, RTLD_LAZY) = OK
@@ -150,7 +150,7 @@ TEST_F(Loading, AProviderThatCannotBeInitialisedIsNotFinalized) {
 }
 
 TEST_F(Loading, AProviderThatCannotDescribeItselfIsLoadedAllTheSame) {
-  world.On("C_GetInfo").Return(CKR_FUNCTION_FAILED);
+  provider.On("C_GetInfo").Return(CKR_FUNCTION_FAILED);
   EXPECT_EQ(OpenProvider("scripted"), 0);
   EXPECT_TRACE(R"(
     dlopen(scripted.so, RTLD_LAZY) = OK
@@ -173,8 +173,8 @@ struct IdentityCase {
 class Identity : public Loading, public testing::WithParamInterface<IdentityCase> {};
 
 TEST_P(Identity, IsLoggedWithoutItsPadding) {
-  world.manufacturer = scripted::Padded(GetParam().field, 32);
-  world.library_description = world.manufacturer;
+  provider.manufacturer = scripted::Padded(GetParam().field, 32);
+  provider.library_description = provider.manufacturer;
   EXPECT_EQ(OpenProvider("scripted"), 0);
   const std::vector<std::string> lines = scripted::Trace::Instance().lines();
   ASSERT_EQ(lines.size(), 8u);
@@ -281,7 +281,7 @@ INSTANTIATE_TEST_SUITE_P(Providers, Unusable, testing::ValuesIn(kUnusableProvide
 // The largest value of PKCS#11 is minus one: numbers are signed in messages.
 TEST_F(Loading, AMissingIdentityIsReportedUnderTheOriginalPathAndWithASignedNumber) {
   host.TranscodeTo(ProviderPath("scripted"));
-  world.On("C_GetInfo").Return(~CK_RV{0});
+  provider.On("C_GetInfo").Return(~CK_RV{0});
   EXPECT_EQ(module.Open("original.so"), 0);
   EXPECT_TRACE(
       "dlopen(scripted.so, RTLD_LAZY) = OK\n"
@@ -311,8 +311,8 @@ TEST_F(Loading, OpeningTheSamePathAgainUnloadsItFirst) {
     log 3: Manufacturer: Example Ltd
     log 3: Library description: Scripted tokens
   )");
-  EXPECT_EQ(world.calls("C_Initialize"), 2);
-  EXPECT_EQ(world.calls("C_Finalize"), 1);
+  EXPECT_EQ(provider.num_calls("C_Initialize"), 2);
+  EXPECT_EQ(provider.num_calls("C_Finalize"), 1);
 }
 
 TEST_F(Loading, OpeningAnotherProviderUnloadsTheFirst) {
@@ -336,12 +336,12 @@ TEST_F(Loading, OpeningAnotherProviderUnloadsTheFirst) {
 TEST_F(Loading, AFailureKeepsTheConfigurationAndWhetherAnythingChanged) {
   ASSERT_TRUE(module.SetNameComponents("card_label"));
   ASSERT_TRUE(module.AddFilter("x||128"));
-  for (const char* provider :
+  for (const char* name :
        {"absent", "no_function_list", "failing_function_list", "failing_initialize"}) {
     for (const bool changed : {false, true}) {
       module.changed = changed;
-      EXPECT_EQ(OpenProvider(provider), -1) << provider;
-      EXPECT_EQ(module.changed, changed) << provider;
+      EXPECT_EQ(OpenProvider(name), -1) << name;
+      EXPECT_EQ(module.changed, changed) << name;
     }
   }
   EXPECT_EQ(module.filters.size(), 1u);

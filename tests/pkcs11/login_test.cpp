@@ -32,7 +32,7 @@ TEST_F(LoginTest, LogsInAsSecurityOfficer) {
 
 TEST_F(LoginTest, PassesOnExactlyTheBytesThatWereTyped) {
   AddToken().UserPin(std::string("12\0\xff", 4));
-  world.TracePins();
+  provider.TracePins();
   OpenSession();
   pad.Type(PIN_TYPE_USER, std::string("12\0\xff", 4));
   EXPECT_EQ(Login(CKU_USER), CKR_OK);
@@ -56,7 +56,7 @@ TEST_F(LoginTest, AnotherUserTypeIsRefusedUnheard) {
 TEST_F(LoginTest, AnUnreadableTokenEndsIt) {
   AddToken();
   OpenSession();
-  world.On("C_GetTokenInfo").Return(CKR_DEVICE_ERROR);
+  provider.On("C_GetTokenInfo").Return(CKR_DEVICE_ERROR);
   EXPECT_EQ(Login(CKU_USER), CKR_DEVICE_ERROR);
   EXPECT_TRACE(R"(
     C_GetTokenInfo(slot 1) = DEVICE_ERROR
@@ -76,7 +76,7 @@ class LoginWarning : public LoginTest, public testing::WithParamInterface<FlagCa
 
 TEST_P(LoginWarning, StandsBeforeTheRequest) {
   const FlagCase& flag = GetParam();
-  AddToken().PinFlags(flag.flags);
+  AddToken().ReportedPinFlags(flag.flags);
   OpenSession();
   const bool user = flag.user_type == CKU_USER;
   pad.Cancel(user ? PIN_TYPE_USER : PIN_TYPE_SO);
@@ -131,7 +131,7 @@ TEST_F(LoginTest, ALockedUserPinStaysLockedWithoutConsent) {
 
 TEST_F(LoginTest, AfterTheUnlockOfALockedPinTheSameCallAsksForTheNewOne) {
   // The flags are those from before the unlock.
-  AddToken().UserTriesLeft(0).PinFlags(CKF_USER_PIN_LOCKED | CKF_USER_PIN_FINAL_TRY);
+  AddToken().UserTriesLeft(0).ReportedPinFlags(CKF_USER_PIN_LOCKED | CKF_USER_PIN_FINAL_TRY);
   OpenSession();
   pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
   pad.Type(PIN_TYPE_USER, "4321");
@@ -181,7 +181,7 @@ TEST_F(LoginTest, AWrongPinAfterAnUnlockReportsBoth) {
 }
 
 TEST_F(LoginTest, APinThatIsLockedByTheLoginIsUnlockedAndAskedForAgainByTheCaller) {
-  AddToken().UserTriesLeft(1).SaysLockedAtOnce();
+  AddToken().UserTriesLeft(1).ReturnsPinLockedOnLastTry();
   OpenSession();
   pad.Type(PIN_TYPE_USER, "9999");
   pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
@@ -206,8 +206,8 @@ TEST_F(LoginTest, APinThatIsLockedByTheLoginIsUnlockedAndAskedForAgainByTheCalle
 }
 
 TEST_F(LoginTest, AFailedUnlockIsAnsweredAsItIs) {
-  AddToken().UserTriesLeft(1).SaysLockedAtOnce();
-  world.On("C_InitPIN").Return(CKR_DEVICE_MEMORY);
+  AddToken().UserTriesLeft(1).ReturnsPinLockedOnLastTry();
+  provider.On("C_InitPIN").Return(CKR_DEVICE_MEMORY);
   OpenSession();
   pad.Type(PIN_TYPE_USER, "9999");
   pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
@@ -234,7 +234,7 @@ TEST_F(LoginTest, AFailedUnlockIsAnsweredAsItIs) {
 // The user PIN is not asked for when it is locked still.
 TEST_F(LoginTest, AFailedUnlockOfALockedPinIsAnsweredAsItIs) {
   AddToken().UserTriesLeft(0);
-  world.On("C_InitPIN").Return(CKR_PIN_INCORRECT);
+  provider.On("C_InitPIN").Return(CKR_PIN_INCORRECT);
   OpenSession();
   pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
   EXPECT_EQ(Login(CKU_USER), CKR_GENERAL_ERROR);
@@ -255,7 +255,7 @@ TEST_F(LoginTest, AFailedUnlockOfALockedPinIsAnsweredAsItIs) {
 }
 
 TEST_F(LoginTest, AnSoPinThatIsLockedByTheLoginIsNotUnlocked) {
-  AddToken().SoTriesLeft(1).SaysLockedAtOnce();
+  AddToken().SoTriesLeft(1).ReturnsPinLockedOnLastTry();
   OpenSession();
   pad.Type(PIN_TYPE_SO, "99999999");
   EXPECT_EQ(Login(CKU_SO), CKR_PIN_LOCKED);
@@ -378,7 +378,7 @@ class LoginResult : public LoginTest, public testing::WithParamInterface<CK_RV> 
 TEST_P(LoginResult, OfTheUserIsClassified) {
   AddToken();
   OpenSession();
-  world.On("C_Login").Return(GetParam());
+  provider.On("C_Login").Return(GetParam());
   pad.Type(PIN_TYPE_USER, "1234");
   const bool locked = GetParam() == CKR_PIN_LOCKED;
   if (locked)
@@ -394,7 +394,7 @@ TEST_P(LoginResult, OfTheUserIsClassified) {
 TEST_P(LoginResult, OfTheSecurityOfficerIsClassified) {
   AddToken();
   OpenSession();
-  world.On("C_Login").Return(GetParam());
+  provider.On("C_Login").Return(GetParam());
   pad.Type(PIN_TYPE_SO, "12345678");
   EXPECT_EQ(Login(CKU_SO), ExpectedResult());
   EXPECT_TRACE(

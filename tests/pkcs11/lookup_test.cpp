@@ -33,27 +33,27 @@ class Lookup : public ModuleTest {
   void ExpectNotFound(const std::string& serial, const std::string& expected) {
     EXPECT_EQ(module.FindCertificate(serial), nullptr);
     EXPECT_TRACE(Looking(serial) + expected + kNotFound);
-    EXPECT_TRUE(world.sessions().empty());
+    EXPECT_TRUE(provider.sessions().empty());
   }
 
   // Closes the session that a search has handed over.
   void Close(const pkcs11_certificate_location* location) {
     ASSERT_NE(location, nullptr);
-    ASSERT_EQ(world.sessions().size(), 1u) << "exactly one session is left open";
-    EXPECT_FALSE(world.sessions().front().search.has_value()) << "and no search in it";
+    ASSERT_EQ(provider.sessions().size(), 1u) << "exactly one session is left open";
+    EXPECT_FALSE(provider.sessions().front().search.has_value()) << "and no search in it";
     EXPECT_EQ(module.function_list->C_CloseSession(location->session), CKR_OK);
     ClearTrace();
   }
 };
 
 TEST_F(Lookup, WithoutTokensFindsNothing) {
-  world.Slot(1);
+  provider.Slot(1);
   Open();
   ExpectNotFound("01", SlotLists("no slots", 0));
 }
 
 TEST_F(Lookup, HandsOverTheSessionInWhichItFoundTheCertificate) {
-  world.Slot(4096).Token("Alice").Certificate("A").Certificate("B;serial=00ab7f");
+  provider.Slot(4096).Token("Alice").Certificate("A").Certificate("B;serial=00ab7f");
   Open();
   const pkcs11_certificate_location* const location = module.FindCertificate("00ab7f");
   EXPECT_TRACE(Looking("00ab7f") + SlotLists("slots 4096", 1) + BeginSearch(4096, 1, kReadWrite) +
@@ -68,7 +68,7 @@ TEST_F(Lookup, HandsOverTheSessionInWhichItFoundTheCertificate) {
 }
 
 TEST_F(Lookup, AsksForTheSerialWithRoomFor16834Bytes) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
   host.RecordInspection();
   const pkcs11_certificate_location* const location = module.FindCertificate("01");
@@ -82,7 +82,7 @@ TEST_F(Lookup, AsksForTheSerialWithRoomFor16834Bytes) {
 }
 
 TEST_F(Lookup, TheAnswerIsOneRecordForAllCalls) {
-  world.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=02");
+  provider.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=02");
   Open();
   const pkcs11_certificate_location* const first = module.FindCertificate("01");
   Close(first);
@@ -96,7 +96,7 @@ TEST_F(Lookup, TheAnswerIsOneRecordForAllCalls) {
 }
 
 TEST_F(Lookup, TheAnswerIsOneRecordForAllModulesAndThreads) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
   const pkcs11_certificate_location* const ours = module.FindCertificate("01");
   Close(ours);
@@ -115,8 +115,8 @@ TEST_F(Lookup, TheAnswerIsOneRecordForAllModulesAndThreads) {
 
 // What a vain search leaves in the record: the last slot, its session, which is closed, no object.
 TEST_F(Lookup, AVainSearchLeavesTheLastSlotInTheRecord) {
-  world.Slot(5).Token("Alice").Certificate("A");
-  world.Slot(4096).Token("Bob").Certificate("B;serial=02");
+  provider.Slot(5).Token("Alice").Certificate("A");
+  provider.Slot(4096).Token("Bob").Certificate("B;serial=02");
   Open();
   const pkcs11_certificate_location* const location = module.FindCertificate("01");
   Close(location);
@@ -128,12 +128,12 @@ TEST_F(Lookup, AVainSearchLeavesTheLastSlotInTheRecord) {
 
 // The last session is then that of a slot before.
 TEST_F(Lookup, ALastSlotWithoutASessionIsInTheRecordAllTheSame) {
-  world.Slot(5).Token("Alice").Certificate("A");
-  world.Slot(4096).Token("Bob").Certificate("B;serial=02");
+  provider.Slot(5).Token("Alice").Certificate("A");
+  provider.Slot(4096).Token("Bob").Certificate("B;serial=02");
   Open();
   const pkcs11_certificate_location* const location = module.FindCertificate("01");
   Close(location);
-  world.On("C_OpenSession", 2).Return(CKR_TOKEN_WRITE_PROTECTED);
+  provider.On("C_OpenSession", 2).Return(CKR_TOKEN_WRITE_PROTECTED);
   EXPECT_EQ(module.FindCertificate("03"), nullptr);
   EXPECT_EQ(location->slot, 4096u);
   EXPECT_EQ(location->session, 2u);
@@ -143,11 +143,11 @@ TEST_F(Lookup, ALastSlotWithoutASessionIsInTheRecordAllTheSame) {
 // A search that does not get as far as a slot leaves nothing of the answer before.
 TEST_F(Lookup, ASearchWithoutSlotsEmptiesTheRecord) {
   const std::function<void()> kObstacles[] = {
-      [this] { world.On("C_GetSlotList", 1).Return(CKR_DEVICE_ERROR); },
-      [this] { world.On("C_GetSlotList", 2).Return(CKR_DEVICE_ERROR); },
-      [this] { world.Slot(5).Remove(); }};
+      [this] { provider.On("C_GetSlotList", 1).Return(CKR_DEVICE_ERROR); },
+      [this] { provider.On("C_GetSlotList", 2).Return(CKR_DEVICE_ERROR); },
+      [this] { provider.Slot(5).Remove(); }};
   for (const std::function<void()>& obstruct : kObstacles) {
-    world.Slot(5).Token("Alice").Certificate("A");
+    provider.Slot(5).Token("Alice").Certificate("A");
     Open();
     const pkcs11_certificate_location* const location = module.FindCertificate("01");
     Close(location);
@@ -161,7 +161,7 @@ TEST_F(Lookup, ASearchWithoutSlotsEmptiesTheRecord) {
 
 // Bytes are compared: case counts, and so does a leading zero byte.
 TEST_F(Lookup, ASerialMatchesByteForByte) {
-  world.Slot(1).Token("Alice").Certificate("A;serial=00ab7f");
+  provider.Slot(1).Token("Alice").Certificate("A;serial=00ab7f");
   Open();
   // To their ends, which a zero byte is not.
   const std::string zero(1, '\0');
@@ -176,7 +176,7 @@ TEST_F(Lookup, ASerialMatchesByteForByte) {
 }
 
 TEST_F(Lookup, AnEmptyRequestMatchesASerialWithoutBytes) {
-  world.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=");
+  provider.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=");
   Open();
   const pkcs11_certificate_location* const location = module.FindCertificate("");
   ASSERT_NE(location, nullptr);
@@ -189,8 +189,8 @@ TEST_F(Lookup, AnEmptyRequestMatchesASerialWithoutBytes) {
 }
 
 TEST_F(Lookup, TheFirstSlotWinsAndTheSecondIsNotVisited) {
-  world.Slot(2).Token("Bob").Certificate("A");
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(2).Token("Bob").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
   const pkcs11_certificate_location* const location = module.FindCertificate("01");
   EXPECT_TRACE(Looking("01") + SlotLists("slots 2 1", 2) + BeginSearch(2, 1, kReadWrite) +
@@ -202,8 +202,8 @@ TEST_F(Lookup, TheFirstSlotWinsAndTheSecondIsNotVisited) {
 }
 
 TEST_F(Lookup, EachSessionWithoutItIsClosedBeforeTheNextSlot) {
-  world.Slot(1).Token("Alice").Certificate("A");
-  world.Slot(2).Token("Bob").Certificate("B;serial=02");
+  provider.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(2).Token("Bob").Certificate("B;serial=02");
   Open();
   const pkcs11_certificate_location* const location = module.FindCertificate("02");
   EXPECT_TRACE(Looking("02") + SlotLists("slots 1 2", 2) + BeginSearch(1, 1, kReadWrite) +
@@ -216,21 +216,21 @@ TEST_F(Lookup, EachSessionWithoutItIsClosedBeforeTheNextSlot) {
 
 TEST_F(Lookup, SlotsThatCannotBeCountedAreNotSearched) {
   Open();
-  world.On("C_GetSlotList").Return(CKR_DEVICE_ERROR);
+  provider.On("C_GetSlotList").Return(CKR_DEVICE_ERROR);
   ExpectNotFound("01", "C_GetSlotList(TOKEN_PRESENT, NULL) = DEVICE_ERROR\n");
 }
 
 TEST_F(Lookup, ACountThatIsNotWrittenIsNone) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
-  world.On("C_GetSlotList").Pretend().Always();
+  provider.On("C_GetSlotList").DoNothing().Always();
   ExpectNotFound("01", SlotLists("no slots", 0));
 }
 
 TEST_F(Lookup, SlotsThatCannotBeListedAreNotSearched) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
-  world.On("C_GetSlotList", 2).Return(CKR_BUFFER_TOO_SMALL);
+  provider.On("C_GetSlotList", 2).Return(CKR_BUFFER_TOO_SMALL);
   ExpectNotFound("01", R"(
     C_GetSlotList(TOKEN_PRESENT, NULL) = OK, 1 slots
     C_GetSlotList(TOKEN_PRESENT, room for 1) = BUFFER_TOO_SMALL
@@ -238,18 +238,18 @@ TEST_F(Lookup, SlotsThatCannotBeListedAreNotSearched) {
 }
 
 TEST_F(Lookup, ACountBeyondTheArrayIsNotBelieved) {
-  world.Slot(1).Token("Alice");
+  provider.Slot(1).Token("Alice");
   Open();
-  world.On("C_GetSlotList", 2).Claim(1UL << 32);
+  provider.On("C_GetSlotList", 2).ReportNumber(1UL << 32);
   ExpectNotFound("01", SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) + FoundNoMore(1) +
                            EndSearch(1));
 }
 
 TEST_F(Lookup, AsManySlotsAreSearchedAsAreListed) {
-  world.Slot(1).Token("Alice");
-  world.Slot(2).Token("Bob");
+  provider.Slot(1).Token("Alice");
+  provider.Slot(2).Token("Bob");
   Open();
-  world.On("C_GetSlotList").After([this] { world.Slot(1).Remove(); });
+  provider.On("C_GetSlotList").After([this] { provider.Slot(1).Remove(); });
   ExpectNotFound("01", R"(
     C_GetSlotList(TOKEN_PRESENT, NULL) = OK, 2 slots
     C_GetSlotList(TOKEN_PRESENT, room for 2) = OK, slots 2
@@ -258,10 +258,10 @@ TEST_F(Lookup, AsManySlotsAreSearchedAsAreListed) {
 }
 
 TEST_F(Lookup, ASlotWithoutASessionIsPassedOver) {
-  world.Slot(1).Token("Alice").Certificate("A");
-  world.Slot(2).Token("Bob").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(2).Token("Bob").Certificate("A");
   Open();
-  world.On("C_OpenSession").Return(CKR_TOKEN_WRITE_PROTECTED);
+  provider.On("C_OpenSession").Return(CKR_TOKEN_WRITE_PROTECTED);
   EXPECT_TRUE(module.CertificatePresent("01"));
   EXPECT_TRACE(Looking("01") + SlotLists("slots 1 2", 2) + R"(
     log 5: Getting certificates for slot 1
@@ -273,10 +273,10 @@ TEST_F(Lookup, ASlotWithoutASessionIsPassedOver) {
 }
 
 TEST_F(Lookup, ASlotWithoutASearchIsClosedAndPassedOver) {
-  world.Slot(1).Token("Alice").Certificate("A");
-  world.Slot(2).Token("Bob").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(2).Token("Bob").Certificate("A");
   Open();
-  world.On("C_FindObjectsInit").Return(CKR_DEVICE_ERROR);
+  provider.On("C_FindObjectsInit").Return(CKR_DEVICE_ERROR);
   EXPECT_TRUE(module.CertificatePresent("01"));
   EXPECT_TRACE(Looking("01") + SlotLists("slots 1 2", 2) + R"(
     log 5: Getting certificates for slot 1
@@ -290,9 +290,9 @@ TEST_F(Lookup, ASlotWithoutASearchIsClosedAndPassedOver) {
 
 // Unlike the reading of a token, this search is finished in any case.
 TEST_F(Lookup, ASearchThatBreaksOffIsFinishedAndPassedOver) {
-  world.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=02");
+  provider.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=02");
   Open();
-  world.On("C_FindObjects", 2).Return(CKR_DEVICE_ERROR);
+  provider.On("C_FindObjects", 2).Return(CKR_DEVICE_ERROR);
   ExpectNotFound("02", SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) + Found(1, 1) +
                            Reading(1, 1, "A") + "cert_free(A)\n" + NotThis("01") + R"(
     C_FindObjects(session 1, max 1) = DEVICE_ERROR
@@ -300,9 +300,9 @@ TEST_F(Lookup, ASearchThatBreaksOffIsFinishedAndPassedOver) {
 }
 
 TEST_F(Lookup, ACertificateThatCannotBeReadIsPassedOver) {
-  world.Slot(1).Token("Alice").Certificate("A").Certificate("B");
+  provider.Slot(1).Token("Alice").Certificate("A").Certificate("B");
   Open();
-  world.On("C_GetAttributeValue").Return(CKR_DEVICE_ERROR);
+  provider.On("C_GetAttributeValue").Return(CKR_DEVICE_ERROR);
   EXPECT_TRUE(module.CertificatePresent("01"));
   EXPECT_TRACE(Looking("01") + SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) +
                Found(1, 1) + R"(
@@ -317,7 +317,7 @@ TEST_F(Lookup, ACertificateThatCannotBeReadIsPassedOver) {
 TEST_F(Lookup, ASerialThatCannotBeReadIsPassedOverInSilence) {
   const std::vector<std::string> texts = {"A;fail.serial=1", "B;fail.serial=-1",
                                           "C;claim.serial=16835", "D"};
-  scripted::Token& token = world.Slot(1).Token("Alice");
+  scripted::Token& token = provider.Slot(1).Token("Alice");
   for (const std::string& text : texts)
     token.Certificate(text);
   Open();
@@ -335,7 +335,7 @@ TEST_F(Lookup, ASerialThatFillsItsBufferIsFound) {
   std::string digits;
   for (int i = 0; i < 16834; ++i)
     digits += i % 2 == 0 ? "a1" : "b2";
-  world.Slot(1).Token("Alice").Certificate("A;serial=" + digits);
+  provider.Slot(1).Token("Alice").Certificate("A;serial=" + digits);
   Open();
   EXPECT_TRUE(module.CertificatePresent(digits));
   digits.back() = '3';
@@ -351,10 +351,10 @@ TEST_F(Lookup, MoreObjectsThanAskedForAreOne) {
   };
   for (const Case& claim : {Case{2, "2"}, Case{1UL << 32, "4294967296"},
                             Case{CK_UNAVAILABLE_INFORMATION, "unavailable"}}) {
-    world.Reset();
-    world.Slot(1).Token("Alice").Certificate("A");
+    provider.Reset();
+    provider.Slot(1).Token("Alice").Certificate("A");
     Open();
-    world.On("C_FindObjects").Claim(claim.count);
+    provider.On("C_FindObjects").ReportNumber(claim.count);
     const pkcs11_certificate_location* const location = module.FindCertificate("01");
     EXPECT_TRACE(Looking("01") + SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) +
                  "C_FindObjects(session 1, max 1) = OK, object 1 of " + claim.text + "\n" +
@@ -367,7 +367,7 @@ TEST_F(Lookup, MoreObjectsThanAskedForAreOne) {
 
 // No object has handle 0 (CK_INVALID_HANDLE), whatever is in it.
 TEST_F(Lookup, AnObjectWithoutAHandleIsNotFound) {
-  scripted::Token& token = world.Slot(1).Token("Alice").Certificate("A");
+  scripted::Token& token = provider.Slot(1).Token("Alice").Certificate("A");
   token.objects.back().handle = CK_INVALID_HANDLE;
   Open();
   ExpectNotFound("01", SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) + Found(1, 0) +
@@ -375,10 +375,10 @@ TEST_F(Lookup, AnObjectWithoutAHandleIsNotFound) {
 }
 
 TEST_F(Lookup, WhatEndsASearchAndASessionMayFail) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
-  world.On("C_FindObjectsFinal").Return(CKR_DEVICE_ERROR);
-  world.On("C_CloseSession").Return(CKR_DEVICE_ERROR);
+  provider.On("C_FindObjectsFinal").Return(CKR_DEVICE_ERROR);
+  provider.On("C_CloseSession").Return(CKR_DEVICE_ERROR);
   EXPECT_TRUE(module.CertificatePresent("01"));
   EXPECT_TRACE(Looking("01") + SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) +
                Found(1, 1) + Reading(1, 1, "A") + R"(
@@ -390,7 +390,7 @@ TEST_F(Lookup, WhatEndsASearchAndASessionMayFail) {
 }
 
 TEST_F(Lookup, AnAbsentCertificateIsNotPresent) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
   EXPECT_FALSE(module.CertificatePresent("02"));
   EXPECT_TRACE(Looking("02") + SlotLists("slots 1", 1) + BeginSearch(1, 1, kReadWrite) +
@@ -402,7 +402,7 @@ TEST_F(Lookup, AnImpossibleCountIsTheAllocatorsException) {
   if (kImpossibleAllocationsAbort)
     GTEST_SKIP() << "clang's AddressSanitizer ends the program at an impossible allocation";
   Open();
-  world.On("C_GetSlotList").Claim(CK_UNAVAILABLE_INFORMATION);
+  provider.On("C_GetSlotList").ReportNumber(CK_UNAVAILABLE_INFORMATION);
   EXPECT_THROW(module.FindCertificate("01"), std::bad_alloc);
   EXPECT_TRACE(Looking("01") + "C_GetSlotList(TOKEN_PRESENT, NULL) = OK, unavailable slots\n");
 }

@@ -1,9 +1,9 @@
 // The language of the component's tests, which run it between a scripted provider and a scripted
-// host. A test describes a world, acts, and compares everything that happened:
+// host. A test describes tokens, acts, and compares everything that happened:
 //
 //   TEST_F(ModuleTest, AnUnreadableCertificateIsLeftOut) {
-//     world.Slot(1, "Reader").Token("Alice (PIN1)").Certificate("A").Certificate("B;serial=02");
-//     world.On("C_GetAttributeValue").Return(CKR_DEVICE_ERROR);   // the first from now on
+//     provider.Slot(1, "Reader").Token("Alice (PIN1)").Certificate("A").Certificate("B;serial=02");
+//     provider.On("C_GetAttributeValue").Return(CKR_DEVICE_ERROR);   // the first from now on
 //     Open();                                                     // the trace begins here
 //     EXPECT_THAT(Names(module.GetToken(1)), ElementsAre("B"));
 //     EXPECT_TRACE(R"(

@@ -96,7 +96,7 @@ TEST_F(NamingSpecification, AnEmptyTextLeavesANewModuleItsDefault) {
 }
 
 TEST_F(NamingSpecification, NamesAreAsBeforeAfterARefusal) {
-  world.Slot(1).Token("Alice").Certificate("A");
+  provider.Slot(1).Token("Alice").Certificate("A");
   Open();
   EXPECT_THAT(Names(module.GetCertificates()), ElementsAre("A"));
   EXPECT_FALSE(module.SetNameComponents("card_label,wrong_x"));

@@ -79,44 +79,46 @@ void Logged(Typist& typist) {
 
 struct Outcome {
   const char* name;
-  std::function<void(Typist&, scripted::World&, const char* call)> set_up;
+  std::function<void(Typist&, scripted::Provider&, const char* call)> set_up;
   bool succeeds;
 };
 
 const Outcome kOutcomes[] = {
-    {"Success", [](Typist&, scripted::World&, const char*) {}, true},
+    {"Success", [](Typist&, scripted::Provider&, const char*) {}, true},
     {"Wrong",
-     [](Typist&, scripted::World& world, const char* call) {
-       world.On(call).Return(CKR_PIN_INCORRECT);
+     [](Typist&, scripted::Provider& provider, const char* call) {
+       provider.On(call).Return(CKR_PIN_INCORRECT);
      },
      false},
     {"WrongForm",
-     [](Typist&, scripted::World& world, const char* call) {
-       world.On(call).Return(CKR_PIN_LEN_RANGE);
+     [](Typist&, scripted::Provider& provider, const char* call) {
+       provider.On(call).Return(CKR_PIN_LEN_RANGE);
      },
      false},
     {"Locked",
-     [](Typist&, scripted::World& world, const char* call) {
-       world.On(call).Return(CKR_PIN_LOCKED);
+     [](Typist&, scripted::Provider& provider, const char* call) {
+       provider.On(call).Return(CKR_PIN_LOCKED);
      },
      false},
     {"ProviderError",
-     [](Typist&, scripted::World& world, const char* call) {
-       world.On(call).Return(CKR_DEVICE_ERROR);
+     [](Typist&, scripted::Provider& provider, const char* call) {
+       provider.On(call).Return(CKR_DEVICE_ERROR);
      },
      false},
     {"Cancelled",
-     [](Typist& typist, scripted::World&, const char*) { typist.then = Typist::kCancels; }, false},
+     [](Typist& typist, scripted::Provider&, const char*) { typist.then = Typist::kCancels; },
+     false},
     {"ExceptionFromTheCallback",
-     [](Typist& typist, scripted::World&, const char*) { typist.then = Typist::kThrows; }, false},
+     [](Typist& typist, scripted::Provider&, const char*) { typist.then = Typist::kThrows; },
+     false},
     {"ExceptionFromTheErrorCallback",
-     [](Typist& typist, scripted::World& world, const char* call) {
+     [](Typist& typist, scripted::Provider& provider, const char* call) {
        typist.throws_when_told = true;
-       world.On(call).Return(CKR_PIN_LEN_RANGE);
+       provider.On(call).Return(CKR_PIN_LEN_RANGE);
      },
      false},
     {"ClaimBeyondTheBuffer",
-     [](Typist& typist, scripted::World&, const char*) { typist.then = Typist::kClaimsTooMuch; },
+     [](Typist& typist, scripted::Provider&, const char*) { typist.then = Typist::kClaimsTooMuch; },
      false},
 };
 
@@ -151,10 +153,10 @@ TEST_P(PinHygiene, LeavesNoCopyOfThePin) {
   typist.secret = &secret;
   typist.memory = &memory;
   typist.secret_type = type;
-  outcome.set_up(typist, world, type == PIN_TYPE_NEW_USER ? "C_InitPIN" : "C_Login");
+  outcome.set_up(typist, provider, type == PIN_TYPE_NEW_USER ? "C_InitPIN" : "C_Login");
   host.OnMessage([&typist] { Logged(typist); });
   if (type == PIN_TYPE_NEW_USER)
-    world.On("C_Logout").Before([&] { typist.when_logged_out = memory.Count(secret); });
+    provider.On("C_Logout").Before([&] { typist.when_logged_out = memory.Count(secret); });
   CK_RV rv = CKR_GENERAL_ERROR;
   std::size_t left = 0;
   try {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "pkcs11/pkcs11.h"
-#include "scripted_provider/control.h"
+#include "scripted_provider/provider.h"
 
 // Compares all that happened since the last EXPECT_TRACE (or Open()) with an indented raw string,
 // line by line; a failure shows the difference.
@@ -36,10 +36,10 @@ inline constexpr bool kImpossibleAllocationsAbort = false;
 
 class ProviderTest : public testing::Test {
  protected:
-  ProviderTest() : world(scripted::World::Instance()) {
-    world.Reset();
+  ProviderTest() : provider(scripted::Provider::Instance()) {
+    provider.Reset();
     scripted::Trace::Instance().Clear();
-    scripted::Trace::Instance().Abbreviate(SCRIPTED_PROVIDER_FOLDER);
+    scripted::Trace::Instance().OmitFolder(SCRIPTED_PROVIDER_FOLDER);
   }
 
   // Loads the scripted provider; the trace begins after it.
@@ -57,11 +57,11 @@ class ProviderTest : public testing::Test {
 
   void TearDown() override {
     module.Close();
-    for (const std::string& violation : world.Violations())
+    for (const std::string& violation : provider.Violations())
       ADD_FAILURE() << violation;
   }
 
-  scripted::World& world;
+  scripted::Provider& provider;
   PKCS11Module module;
 };
 

@@ -13,7 +13,7 @@ class Removal : public ModuleTest {
  protected:
   // A fresh card each time, as if it had been put in again.
   void InsertCard() {
-    world.Slot(1)
+    provider.Slot(1)
         .Token("Alice")
         .UserPin("1234")
         .Certificate("A", "\x01")
@@ -28,16 +28,16 @@ class Removal : public ModuleTest {
       SCOPED_TRACE("pulled out before call " + std::to_string(call));
       InsertCard();
       bool pulled_out = false;
-      world.OnCall(call).Before([&] {
-        world.Slot(1).Remove();
+      provider.OnAnyCall(call).Before([&] {
+        provider.Slot(1).Remove();
         pulled_out = true;
       });
       operation();
-      EXPECT_TRUE(world.sessions().empty());
+      EXPECT_TRUE(provider.sessions().empty());
       EXPECT_EQ(host.certificates_alive(), 0u);
-      EXPECT_THAT(world.Violations(false), ElementsAre());
+      EXPECT_THAT(provider.ViolationsSoFar(), ElementsAre());
       if (!pulled_out) {
-        world.ClearScript();
+        provider.ClearScript();
         return call - 1;
       }
     }

@@ -11,7 +11,7 @@ class SessionTest : public ModuleTest {
  protected:
   // A token in slot 1 with the user PIN "1234" and the security officer's PIN "12345678".
   scripted::Token& AddToken() {
-    return world.Slot(1).Token("Alice").UserPin("1234").SoPin("12345678");
+    return provider.Slot(1).Token("Alice").UserPin("1234").SoPin("12345678");
   }
 
   // A session on the token in slot 1; the trace begins after it.
@@ -25,7 +25,7 @@ class SessionTest : public ModuleTest {
 
   void TearDown() override {
     if (session != CK_INVALID_HANDLE) {
-      if (world.Slot(1).Token().login)
+      if (provider.Slot(1).Token().login)
         module.function_list->C_Logout(session);
       module.function_list->C_CloseSession(session);
     }
@@ -37,7 +37,7 @@ class SessionTest : public ModuleTest {
   }
   CK_RV Unlock() { return module.Unlock(session, 1, pad.ask(), pad.tell(), &pad); }
 
-  bool LoggedIn() const { return world.Slot(1).Token().login.has_value(); }
+  bool LoggedIn() const { return provider.Slot(1).Token().login.has_value(); }
 
   CK_SESSION_HANDLE session = CK_INVALID_HANDLE;
   PinPad pad;

@@ -10,11 +10,11 @@ class SigningTest : public ModuleTest {
  protected:
   // A token in slot 1 with certificate "A" (serial 01) and the key that belongs to it.
   scripted::Token& AddToken() {
-    return world.Slot(1).Token("Alice").Certificate("A", kKeyId).PrivateKey(kKeyId, Key());
+    return provider.Slot(1).Token("Alice").Certificate("A", kKeyId).PrivateKey(kKeyId, Key());
   }
   // The same, which asks for the user PIN "1234".
   scripted::Token& AddTokenWithPin() {
-    scripted::Token& token = world.Slot(1).Token("Alice");
+    scripted::Token& token = provider.Slot(1).Token("Alice");
     return token.UserPin("1234").Certificate("A", kKeyId).PrivateKey(kKeyId, Key());
   }
 
@@ -214,7 +214,7 @@ TEST_F(SigningTest, ASearchFromThePinCallbackDoesNotChangeWhereItGoesOn) {
   AddTokenWithPin();
   Open();
   pad.Type(PIN_TYPE_USER, "9999").Meanwhile([this] {
-    world.Slot(2).Token("Bob").Certificate("B;serial=02");
+    provider.Slot(2).Token("Bob").Certificate("B;serial=02");
     EXPECT_TRUE(module.CertificatePresent("02"));
   });
   pad.Type(PIN_TYPE_USER, "1234");
@@ -333,7 +333,7 @@ TEST_F(SigningTest, APinBeyondTheBufferFails) {
 TEST_F(SigningTest, AnUnexpectedLoginResultEndsItWithoutLogout) {
   AddTokenWithPin();
   Open();
-  world.On("C_Login").Return(CKR_DEVICE_REMOVED);
+  provider.On("C_Login").Return(CKR_DEVICE_REMOVED);
   pad.Type(PIN_TYPE_USER, "1234");
   EXPECT_FALSE(Sign());
   EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, R"(
@@ -378,7 +378,7 @@ TEST_F(SigningTest, ATokenThatTheHostIsLoggedInToStaysLoggedIn) {
     C_CloseSession(session 2) = OK
     log 3: Signature operation failed (256)
   )"}));
-  EXPECT_EQ(world.Slot(1).Token().login, CKU_USER);
+  EXPECT_EQ(provider.Slot(1).Token().login, CKU_USER);
   EXPECT_EQ(module.function_list->C_Logout(session), CKR_OK);
   EXPECT_EQ(module.function_list->C_CloseSession(session), CKR_OK);
 }
@@ -413,7 +413,7 @@ TEST_F(SigningTest, AnUnknownSerialFailsWithTheWordsOfTheSearch) {
 TEST_F(SigningTest, AnUnreadableIdFails) {
   AddToken();
   Open();
-  world.On("C_GetAttributeValue", 3).Return(CKR_ATTRIBUTE_TYPE_INVALID);
+  provider.On("C_GetAttributeValue", 3).Return(CKR_ATTRIBUTE_TYPE_INVALID);
   EXPECT_FALSE(Sign());
   EXPECT_TRACE(Lines(
       {kFound, "C_GetAttributeValue(session 1, object 1, CKA_ID[256]) = ATTRIBUTE_TYPE_INVALID",
@@ -427,10 +427,10 @@ TEST_F(SigningTest, AnIdBeyondTheBufferFails) {
   };
   for (const Case& claim : {Case{257, "257"}, Case{1UL << 31, "2147483648"},
                             Case{CK_UNAVAILABLE_INFORMATION, "unavailable"}}) {
-    world.Reset();
+    provider.Reset();
     AddToken();
     Open();
-    world.On("C_GetAttributeValue", 3).Claim(claim.length);
+    provider.On("C_GetAttributeValue", 3).ReportNumber(claim.length);
     EXPECT_FALSE(Sign());
     EXPECT_TRACE(
         Lines({kFound,
@@ -443,7 +443,7 @@ TEST_F(SigningTest, AnIdBeyondTheBufferFails) {
 
 TEST_F(SigningTest, AnIdThatFillsTheBufferIsUsedWhole) {
   const std::string id(256, '\x5a');
-  world.Slot(1).Token("Alice").Certificate("A", id).PrivateKey(id, Key());
+  provider.Slot(1).Token("Alice").Certificate("A", id).PrivateKey(id, Key());
   Open();
   EXPECT_TRUE(Sign());
   EXPECT_TRACE(
@@ -459,7 +459,7 @@ TEST_F(SigningTest, AnIdThatFillsTheBufferIsUsedWhole) {
 }
 
 TEST_F(SigningTest, AnEmptyIdIsLookedForLikeAnyOther) {
-  world.Slot(1).Token("Alice").Certificate("A", "").PrivateKey("", Key());
+  provider.Slot(1).Token("Alice").Certificate("A", "").PrivateKey("", Key());
   Open();
   EXPECT_TRUE(Sign());
   EXPECT_TRACE(Lines({kFound, "C_GetAttributeValue(session 1, object 1, CKA_ID[256]) = OK, 0 bytes",
@@ -475,7 +475,7 @@ TEST_F(SigningTest, AnEmptyIdIsLookedForLikeAnyOther) {
 TEST_F(SigningTest, AnUnreadableTokenFails) {
   AddToken();
   Open();
-  world.On("C_GetTokenInfo").Return(CKR_DEVICE_ERROR);
+  provider.On("C_GetTokenInfo").Return(CKR_DEVICE_ERROR);
   EXPECT_FALSE(Sign());
   EXPECT_TRACE(Lines({kFound, kReadId, "C_GetTokenInfo(slot 1) = DEVICE_ERROR",
                       "log 3: Unable to get info about token", kClose, Failed(48)}));
@@ -484,7 +484,7 @@ TEST_F(SigningTest, AnUnreadableTokenFails) {
 TEST_F(SigningTest, AKeySearchThatCannotBeginFails) {
   AddTokenWithPin();
   Open();
-  world.On("C_FindObjectsInit", 2).Return(CKR_DEVICE_ERROR);
+  provider.On("C_FindObjectsInit", 2).Return(CKR_DEVICE_ERROR);
   pad.Type(PIN_TYPE_USER, "1234");
   EXPECT_FALSE(Sign());
   EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, kLogin, R"(
@@ -497,7 +497,7 @@ TEST_F(SigningTest, AKeySearchThatCannotBeginFails) {
 TEST_F(SigningTest, AKeySearchThatBreaksOffFailsWithoutBeingEnded) {
   AddTokenWithPin();
   Open();
-  world.On("C_FindObjects", 2).Return(CKR_DEVICE_ERROR);
+  provider.On("C_FindObjects", 2).Return(CKR_DEVICE_ERROR);
   pad.Type(PIN_TYPE_USER, "1234");
   EXPECT_FALSE(Sign());
   EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, kLogin, R"(
@@ -517,10 +517,10 @@ TEST_F(SigningTest, MoreKeysThanAskedForAreOne) {
   };
   for (const Case& claim : {Case{2, "2"}, Case{1UL << 32, "4294967296"},
                             Case{CK_UNAVAILABLE_INFORMATION, "unavailable"}}) {
-    world.Reset();
+    provider.Reset();
     AddToken();
     Open();
-    world.On("C_FindObjects", 2).Claim(claim.count);
+    provider.On("C_FindObjects", 2).ReportNumber(claim.count);
     EXPECT_TRUE(Sign());
     EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo,
                         R"(
@@ -536,7 +536,11 @@ TEST_F(SigningTest, MoreKeysThanAskedForAreOne) {
 }
 
 TEST_F(SigningTest, WithoutAKeyOfTheCertificatesIdItFailsWithKeyNeeded) {
-  world.Slot(1).Token("Alice").UserPin("1234").Certificate("A", kKeyId).PrivateKey("other", Key());
+  provider.Slot(1)
+      .Token("Alice")
+      .UserPin("1234")
+      .Certificate("A", kKeyId)
+      .PrivateKey("other", Key());
   Open();
   pad.Type(PIN_TYPE_USER, "1234");
   EXPECT_FALSE(Sign());
@@ -549,7 +553,11 @@ TEST_F(SigningTest, WithoutAKeyOfTheCertificatesIdItFailsWithKeyNeeded) {
 }
 
 TEST_F(SigningTest, AKeyOfAnotherTypeFailsAndNoOtherMechanismIsTried) {
-  world.Slot(1).Token("Alice").UserPin("1234").Certificate("A", kKeyId).PrivateKey(kKeyId, nullptr);
+  provider.Slot(1)
+      .Token("Alice")
+      .UserPin("1234")
+      .Certificate("A", kKeyId)
+      .PrivateKey(kKeyId, nullptr);
   Open();
   pad.Type(PIN_TYPE_USER, "1234");
   EXPECT_FALSE(Sign());
@@ -588,7 +596,7 @@ TEST_F(SigningTest, ABufferOfExactlyTheSizeSuffices) {
 TEST_F(SigningTest, ASignatureThatClaimsMoreThanTheBufferHoldsFails) {
   AddToken();
   Open();
-  world.On("C_Sign").Claim(257);
+  provider.On("C_Sign").ReportNumber(257);
   EXPECT_FALSE(Sign());
   EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, kKey, R"(
     log 5: Signing data...
@@ -601,7 +609,7 @@ TEST_F(SigningTest, ASignatureThatClaimsMoreThanTheBufferHoldsFails) {
 TEST_F(SigningTest, AProviderThatAnswersCancelAbortsLikeAUser) {
   AddTokenWithPin();
   Open();
-  world.On("C_Sign").Return(CKR_CANCEL);
+  provider.On("C_Sign").Return(CKR_CANCEL);
   pad.Type(PIN_TYPE_USER, "1234");
   EXPECT_FALSE(Sign());
   EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, kLogin, kKey, R"(
@@ -670,7 +678,7 @@ TEST_P(CancelledBy, TheProviderIsAborted) {
   const CancelCase& cancel = GetParam();
   AddTokenWithPin();
   Open();
-  world.On(cancel.function, cancel.nth).Return(CKR_CANCEL);
+  provider.On(cancel.function, cancel.nth).Return(CKR_CANCEL);
   const bool asks = cancel.logged_in || std::string(cancel.function) == "C_Login";
   if (asks)
     pad.Type(PIN_TYPE_USER, "1234");
@@ -697,7 +705,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(SigningTest, AFailureWithoutALoginNeedsNoLogout) {
   AddToken();
   Open();
-  world.On("C_FindObjects", 2).Return(~CK_RV{0});
+  provider.On("C_FindObjects", 2).Return(~CK_RV{0});
   EXPECT_FALSE(Sign());
   EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, R"(
     log 5: Finding private key...
@@ -710,7 +718,7 @@ TEST_F(SigningTest, AFailureWithoutALoginNeedsNoLogout) {
 TEST_F(SigningTest, TheResultsOfWhatEndsTheSearchesDoNotMatter) {
   AddToken();
   Open();
-  world.On("C_FindObjectsFinal").Return(CKR_DEVICE_ERROR).Always();
+  provider.On("C_FindObjectsFinal").Return(CKR_DEVICE_ERROR).Always();
   EXPECT_TRUE(Sign());
   EXPECT_TRACE(Lines({R"(
     log 5: Preparing signature operation...
@@ -735,8 +743,8 @@ TEST_F(SigningTest, TheResultsOfWhatEndsTheSearchesDoNotMatter) {
 TEST_F(SigningTest, TheResultsOfLogoutAndCloseDoNotMatter) {
   AddTokenWithPin();
   Open();
-  world.On("C_Logout").Return(CKR_DEVICE_REMOVED);
-  world.On("C_CloseSession").Return(CKR_DEVICE_REMOVED);
+  provider.On("C_Logout").Return(CKR_DEVICE_REMOVED);
+  provider.On("C_CloseSession").Return(CKR_DEVICE_REMOVED);
   pad.Type(PIN_TYPE_USER, "1234");
   EXPECT_TRUE(Sign());
   EXPECT_TRACE(Lines({kFound, kReadId, kTokenInfo, kLogin, kKey, kSignature, R"(
@@ -785,9 +793,9 @@ TEST_P(ThrownAt, AMessageNothingIsLeftOpen) {
   Open();
   host.ThrowAtMessage(GetParam().message);
   if (GetParam().failing_function != nullptr)
-    world.On(GetParam().failing_function, GetParam().nth).Return(GetParam().rv);
+    provider.On(GetParam().failing_function, GetParam().nth).Return(GetParam().rv);
   if (std::string(GetParam().message) == "Passphrase locked")
-    world.Slot(1).Token().PinFlags(CKF_USER_PIN_LOCKED);
+    provider.Slot(1).Token().ReportedPinFlags(CKF_USER_PIN_LOCKED);
   const pin_cb ask = [](pkcs11_pin_type type, unsigned char* buffer, unsigned long* length,
                         void* data) {
     if (type == PIN_TYPE_UNLOCK)
@@ -803,11 +811,11 @@ TEST_P(ThrownAt, AMessageNothingIsLeftOpen) {
   unsigned long length = sizeof signature;
   EXPECT_THROW(module.Sign("01", signature, 4, signature, &length, ask, nullptr, &num_asked),
                Thrown);
-  EXPECT_TRUE(world.sessions().empty());
-  EXPECT_FALSE(world.Slot(1).Token().login.has_value());
+  EXPECT_TRUE(provider.sessions().empty());
+  EXPECT_FALSE(provider.Slot(1).Token().login.has_value());
   EXPECT_EQ(host.certificates_alive(), 0u);
-  EXPECT_THAT(world.Violations(false), testing::IsEmpty());
-  world.Slot(1).Token().pin_flags.reset();
+  EXPECT_THAT(provider.ViolationsSoFar(), testing::IsEmpty());
+  provider.Slot(1).Token().reported_pin_flags.reset();
   EXPECT_TRUE(module.Sign("01", signature, 4, signature, &length, ask, nullptr, &num_asked));
 }
 
@@ -830,20 +838,20 @@ TEST_F(SigningTest, ACardPulledOutBetweenTwoCallsIsAFailureAndNoMore) {
   // The healthy run tells how many calls there are.
   AddTokenWithPin();
   Open();
-  const int before = world.calls();
+  const int before = provider.num_calls();
   pad.Type(PIN_TYPE_USER, "1234");
   ASSERT_TRUE(Sign());
-  const int num_calls = world.calls() - before;
+  const int num_calls = provider.num_calls() - before;
   module.Close();
 
   // Pulled out before the C_Logout at the end, the card has signed already.
   constexpr int kEndingCalls = 2;
   for (int nth = 1; nth <= num_calls - kEndingCalls; ++nth) {
     SCOPED_TRACE(nth);
-    world.Reset();
+    provider.Reset();
     AddTokenWithPin();
     Open();
-    world.OnCall(nth).Before([this] { world.Slot(1).Remove(); });
+    provider.OnAnyCall(nth).Before([this] { provider.Slot(1).Remove(); });
     unsigned char signature[256] = {};
     unsigned long length = sizeof signature;
     const auto ask = [](pkcs11_pin_type, unsigned char* buffer, unsigned long* pin_len, void*) {
@@ -854,7 +862,7 @@ TEST_F(SigningTest, ACardPulledOutBetweenTwoCallsIsAFailureAndNoMore) {
     EXPECT_FALSE(module.Sign("01", signature, 4, signature, &length, ask, nullptr, nullptr));
     EXPECT_EQ(length, sizeof signature);
     module.Close();
-    EXPECT_THAT(world.Violations(), testing::IsEmpty());
+    EXPECT_THAT(provider.Violations(), testing::IsEmpty());
   }
 }
 

@@ -11,7 +11,7 @@ using testing::IsEmpty;
 class StringUtilities : public ModuleTest {};
 
 TEST_F(StringUtilities, WriteEveryNumberOfAMessageButTheSerial) {
-  world.Slot(4096, "Reader").Token("Alice").Certificate("A;serial=10");
+  provider.Slot(4096, "Reader").Token("Alice").Certificate("A;serial=10");
   Open();
   host.Record("LongToString");
   EXPECT_THAT(Names(module.GetCertificates()), ElementsAre("A"));
@@ -40,7 +40,7 @@ TEST_F(StringUtilities, WriteEveryNumberOfAMessageButTheSerial) {
 }
 
 TEST_F(StringUtilities, WriteTheValuesThatPkcs11Answers) {
-  world.On("C_Initialize").Return(CKR_PIN_INCORRECT);
+  provider.On("C_Initialize").Return(CKR_PIN_INCORRECT);
   host.Record("LongToString");
   EXPECT_EQ(module.Open(ProviderPath("scripted")), -1);
   EXPECT_TRACE(R"(
@@ -56,9 +56,9 @@ TEST_F(StringUtilities, WriteTheValuesThatPkcs11Answers) {
 
 // The white space of C, in this order.
 TEST_F(StringUtilities, StripTheTextsOfTheProviderAndTheSlot) {
-  world.manufacturer = scripted::Padded("Maker", 32);
-  world.library_description = std::string("Tokens") + std::string(26, '\0');
-  world.Slot(1).Description("Reader", '\0').Token("Alice");
+  provider.manufacturer = scripted::Padded("Maker", 32);
+  provider.library_description = std::string("Tokens") + std::string(26, '\0');
+  provider.Slot(1).Description("Reader", '\0').Token("Alice");
   host.Record("Strip");
   EXPECT_EQ(module.Open(ProviderPath("scripted")), 0);
   EXPECT_THAT(module.GetToken(1), IsEmpty());

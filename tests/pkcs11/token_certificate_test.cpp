@@ -10,7 +10,7 @@ namespace {
 class TokenCertificate : public ModuleTest {
  protected:
   void OpenWith(const std::string& text) {
-    world.Slot(1).Token("Alice").Certificate(text);
+    provider.Slot(1).Token("Alice").Certificate(text);
     Open();
     ASSERT_EQ(
         module.function_list->C_OpenSession(1, CKF_SERIAL_SESSION, nullptr, nullptr, &session_),
@@ -34,7 +34,7 @@ class TokenCertificate : public ModuleTest {
 
 TEST_F(TokenCertificate, TheLengthQueryFails) {
   OpenWith("A");
-  world.On("C_GetAttributeValue").Return(CKR_ATTRIBUTE_SENSITIVE);
+  provider.On("C_GetAttributeValue").Return(CKR_ATTRIBUTE_SENSITIVE);
   ExpectUnreadable(R"(
     log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = ATTRIBUTE_SENSITIVE
@@ -44,7 +44,7 @@ TEST_F(TokenCertificate, TheLengthQueryFails) {
 
 TEST_F(TokenCertificate, TheValueReadFails) {
   OpenWith("A");
-  world.On("C_GetAttributeValue", 2).Return(CKR_DEVICE_MEMORY);
+  provider.On("C_GetAttributeValue", 2).Return(CKR_DEVICE_MEMORY);
   ExpectUnreadable(R"(
     log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 1 bytes
@@ -55,8 +55,8 @@ TEST_F(TokenCertificate, TheValueReadFails) {
 
 TEST_F(TokenCertificate, TheValueGrowsBetweenTheReads) {
   OpenWith("A");
-  world.On("C_GetAttributeValue").After([this] {
-    world.Slot(1).Token().Find(1)->attributes[CKA_VALUE] = "A longer name";
+  provider.On("C_GetAttributeValue").After([this] {
+    provider.Slot(1).Token().Find(1)->attributes[CKA_VALUE] = "A longer name";
   });
   ExpectUnreadable(R"(
     log 5: Getting certificate with id 1
@@ -149,7 +149,7 @@ TEST_F(TokenCertificate, AnEmptyValueGetsOneByte) {
 TEST_F(TokenCertificate, ALengthBeyondAnIntIsRefused) {
   OpenWith("A");
   for (const CK_ULONG length : {1UL << 31, 1UL << 32, ULONG_MAX - 1}) {
-    world.On("C_GetAttributeValue").Claim(length);
+    provider.On("C_GetAttributeValue").ReportNumber(length);
     ExpectUnreadable(
         "log 5: Getting certificate with id 1\n"
         "C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, " +
@@ -162,7 +162,7 @@ TEST_F(TokenCertificate, ALengthBeyondAnIntIsRefused) {
 // The longest that fits is asked of the allocator, and it is the allocator that refuses.
 TEST_F(TokenCertificate, TheLongestLengthOfAnIntIsTaken) {
   OpenWith("A");
-  world.On("C_GetAttributeValue").Claim(INT_MAX);
+  provider.On("C_GetAttributeValue").ReportNumber(INT_MAX);
   FailMallocOf(1UL << 31);
   ExpectUnreadable(R"(
     log 5: Getting certificate with id 1
@@ -174,7 +174,7 @@ TEST_F(TokenCertificate, TheLongestLengthOfAnIntIsTaken) {
 
 TEST_F(TokenCertificate, AnUnavailableLengthIsRefused) {
   OpenWith("A");
-  world.On("C_GetAttributeValue").Claim(CK_UNAVAILABLE_INFORMATION);
+  provider.On("C_GetAttributeValue").ReportNumber(CK_UNAVAILABLE_INFORMATION);
   ExpectUnreadable(R"(
     log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, unavailable bytes
@@ -185,7 +185,7 @@ TEST_F(TokenCertificate, AnUnavailableLengthIsRefused) {
 TEST_F(TokenCertificate, ASecondLengthBeyondTheBufferIsRefused) {
   OpenWith("A");
   for (const CK_ULONG length : {2UL, 1UL << 31, ULONG_MAX - 1}) {
-    world.On("C_GetAttributeValue", 2).Claim(length);
+    provider.On("C_GetAttributeValue", 2).ReportNumber(length);
     ExpectUnreadable(
         "log 5: Getting certificate with id 1\n"
         "C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 1 bytes\n"
@@ -199,7 +199,7 @@ TEST_F(TokenCertificate, ASecondLengthBeyondTheBufferIsRefused) {
 // The second length is the one that counts, while it fits.
 TEST_F(TokenCertificate, ASecondLengthMayBeShorter) {
   OpenWith("ABC");
-  world.On("C_GetAttributeValue", 2).Claim(2);
+  provider.On("C_GetAttributeValue", 2).ReportNumber(2);
   certificate* const cert = module.GetTokenCertificate(session_, 1);
   EXPECT_TRACE(R"(
     log 5: Getting certificate with id 1
@@ -214,7 +214,7 @@ TEST_F(TokenCertificate, ASecondLengthMayBeShorter) {
 
 TEST_F(TokenCertificate, AnObjectThatIsGoneIsUnreadable) {
   OpenWith("A");
-  world.Slot(1).Token().Delete(1);
+  provider.Slot(1).Token().Delete(1);
   ExpectUnreadable(R"(
     log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OBJECT_HANDLE_INVALID

@@ -13,7 +13,7 @@ class TokenCertificates : public ModuleTest {
  protected:
   // One token in slot 1 with these certificates, and the provider loaded.
   void OpenWith(const std::vector<std::string>& texts) {
-    scripted::Token& token = world.Slot(1).Token("Alice");
+    scripted::Token& token = provider.Slot(1).Token("Alice");
     for (const std::string& text : texts)
       token.Certificate(text);
     Open();
@@ -65,7 +65,7 @@ TEST_F(TokenCertificates, AreReadInTheOrderOfTheSearch) {
 
 TEST_F(TokenCertificates, ATokenWithoutCertificatesYieldsNone) {
   OpenWith({});
-  world.Slot(1).Token().PrivateKey("\x01", nullptr);
+  provider.Slot(1).Token().PrivateKey("\x01", nullptr);
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_TRACE(BeginSearch(1, 1) + FoundNoMore(1) + EndSearch(1));
 }
@@ -87,7 +87,7 @@ TEST_F(TokenCertificates, OneThatDoesNotParseIsSkipped) {
 
 TEST_F(TokenCertificates, WithoutASessionThereAreNone) {
   OpenWith({"A"});
-  world.On("C_OpenSession").Return(CKR_TOKEN_NOT_RECOGNIZED);
+  provider.On("C_OpenSession").Return(CKR_TOKEN_NOT_RECOGNIZED);
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_TRACE(R"(
     log 5: Getting certificates for slot 1
@@ -98,7 +98,7 @@ TEST_F(TokenCertificates, WithoutASessionThereAreNone) {
 
 TEST_F(TokenCertificates, WithoutASearchThereAreNone) {
   OpenWith({"A"});
-  world.On("C_FindObjectsInit").Return(CKR_DEVICE_ERROR);
+  provider.On("C_FindObjectsInit").Return(CKR_DEVICE_ERROR);
   EXPECT_THAT(Read(), IsEmpty());
   EXPECT_TRACE(R"(
     log 5: Getting certificates for slot 1
@@ -111,7 +111,7 @@ TEST_F(TokenCertificates, WithoutASearchThereAreNone) {
 
 TEST_F(TokenCertificates, ASearchThatBreaksOffYieldsWhatWasRead) {
   OpenWith({"A", "B", "C"});
-  world.On("C_FindObjects", 3).Return(CKR_DEVICE_REMOVED);
+  provider.On("C_FindObjects", 3).Return(CKR_DEVICE_REMOVED);
   EXPECT_THAT(Read(), ElementsAre("A", "B"));
   EXPECT_TRACE(BeginSearch(1, 1) + Found(1, 1) + Reading(1, 1, "A") + Found(1, 2) +
                Reading(1, 2, "B") + R"(
@@ -123,8 +123,8 @@ TEST_F(TokenCertificates, ASearchThatBreaksOffYieldsWhatWasRead) {
 
 TEST_F(TokenCertificates, WhatEndsASearchAndASessionMayFail) {
   OpenWith({"A"});
-  world.On("C_FindObjectsFinal").Return(CKR_DEVICE_ERROR);
-  world.On("C_CloseSession").Return(CKR_DEVICE_ERROR);
+  provider.On("C_FindObjectsFinal").Return(CKR_DEVICE_ERROR);
+  provider.On("C_CloseSession").Return(CKR_DEVICE_ERROR);
   EXPECT_THAT(Read(), ElementsAre("A"));
   EXPECT_TRACE(BeginSearch(1, 1) + Found(1, 1) + Reading(1, 1, "A") + FoundNoMore(1) + R"(
     C_FindObjectsFinal(session 1) = DEVICE_ERROR
@@ -133,7 +133,7 @@ TEST_F(TokenCertificates, WhatEndsASearchAndASessionMayFail) {
 }
 
 TEST_F(TokenCertificates, SlotAndObjectStandInDecimal) {
-  scripted::Token& token = world.Slot(4096).Token("Alice").Certificate("A");
+  scripted::Token& token = provider.Slot(4096).Token("Alice").Certificate("A");
   token.objects.back().handle = 65535;
   Open();
   EXPECT_THAT(Read(4096), ElementsAre("A"));

@@ -11,7 +11,7 @@ class TokenDescription : public ModuleTest {
  protected:
   // Describes a token "Alice" in slot 1 with these certificates.
   std::list<pkcs11_certificate> Describe(const std::vector<std::string>& texts) {
-    scripted::Token& token = world.Slot(1, "Reader").Token("Alice");
+    scripted::Token& token = provider.Slot(1, "Reader").Token("Alice");
     for (const std::string& text : texts)
       token.Certificate(text);
     Open();
@@ -27,7 +27,7 @@ class TokenDescription : public ModuleTest {
 TEST_F(TokenDescription, FillsEveryFieldOfTheRecord) {
   const std::string text =
       "A;subject=CN=A,O=Example;serial=00ab7f;ca=1;usage=128;rsa=3:257;issuer.organizationName=X";
-  world.Slot(1, "Reader").Token("Alice").Certificate(text);
+  provider.Slot(1, "Reader").Token("Alice").Certificate(text);
   Open();
   host.RecordInspection();
   const std::list<pkcs11_certificate> records = module.GetToken(1);
@@ -63,9 +63,9 @@ TEST_F(TokenDescription, FillsEveryFieldOfTheRecord) {
 }
 
 TEST_F(TokenDescription, WithoutSlotInformationThereIsNone) {
-  world.Slot(4096).Token("Alice").Certificate("A");
+  provider.Slot(4096).Token("Alice").Certificate("A");
   Open();
-  world.On("C_GetSlotInfo").Return(CKR_DEVICE_ERROR);
+  provider.On("C_GetSlotInfo").Return(CKR_DEVICE_ERROR);
   EXPECT_THAT(module.GetToken(4096), IsEmpty());
   EXPECT_TRACE(R"(
     C_GetSlotInfo(slot 4096) = DEVICE_ERROR
@@ -74,7 +74,7 @@ TEST_F(TokenDescription, WithoutSlotInformationThereIsNone) {
 }
 
 TEST_F(TokenDescription, WithoutTokenInformationThereIsNone) {
-  world.Slot(4096, "Reader");
+  provider.Slot(4096, "Reader");
   Open();
   EXPECT_THAT(module.GetToken(4096), IsEmpty());
   EXPECT_TRACE(R"(
@@ -86,7 +86,7 @@ TEST_F(TokenDescription, WithoutTokenInformationThereIsNone) {
 }
 
 TEST_F(TokenDescription, TheSlotStandsInDecimal) {
-  world.Slot(4096, "Reader").Token("Alice").Certificate("A");
+  provider.Slot(4096, "Reader").Token("Alice").Certificate("A");
   Open();
   EXPECT_THAT(Names(module.GetToken(4096)), ElementsAre("A"));
   EXPECT_TRACE(TokenPreamble(4096, "Reader", "Alice") + ReadingToken(4096, 1, {"A"}) +
@@ -101,7 +101,7 @@ TEST_F(TokenDescription, ATokenWithoutCertificatesHasNone) {
 }
 
 TEST_F(TokenDescription, ADescriptionOfBlanksIsEmpty) {
-  world.Slot(1, "").Token("Alice");
+  provider.Slot(1, "").Token("Alice");
   Open();
   module.GetToken(1);
   EXPECT_TRACE(TokenPreamble(1, "", "Alice") + ReadingToken(1, 1, {}) +
@@ -117,7 +117,10 @@ struct FieldCase {
 class SlotDescription : public TokenDescription, public testing::WithParamInterface<FieldCase> {};
 
 TEST_P(SlotDescription, IsStrippedOfWhiteSpace) {
-  world.Slot(1).Description(GetParam().field, GetParam().padding).Token("Alice").Certificate("A");
+  provider.Slot(1)
+      .Description(GetParam().field, GetParam().padding)
+      .Token("Alice")
+      .Certificate("A");
   Open();
   const std::list<pkcs11_certificate> records = module.GetToken(1);
   ASSERT_EQ(records.size(), 1u);
@@ -137,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(
 class TokenLabel : public TokenDescription, public testing::WithParamInterface<FieldCase> {};
 
 TEST_P(TokenLabel, LosesTrailingBlanksOnly) {
-  world.Slot(1, "Reader").Token("").Label(GetParam().field, GetParam().padding).Certificate("A");
+  provider.Slot(1, "Reader").Token("").Label(GetParam().field, GetParam().padding).Certificate("A");
   Open();
   module.GetToken(1);
   EXPECT_TRACE(TokenPreamble(1, "Reader", GetParam().text) + ReadingToken(1, 1, {"A"}) +

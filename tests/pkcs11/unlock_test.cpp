@@ -22,7 +22,7 @@ TEST_F(UnlockTest, SetsANewPinAndLogsOut) {
   pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
   EXPECT_EQ(Unlock(), CKR_OK);
   EXPECT_FALSE(LoggedIn());
-  EXPECT_FALSE(world.Slot(1).Token().user_pin.locked());
+  EXPECT_FALSE(provider.Slot(1).Token().user_pin.locked());
   EXPECT_TRACE(std::string(kSecurityOfficerIsIn) + R"(
     ask NEW_USER = PIN of 4 bytes
     C_InitPIN(session 1, PIN of 4 bytes) = OK
@@ -130,7 +130,7 @@ TEST_F(UnlockTest, ACancelledSecurityOfficerPinEndsItWithoutLogout) {
 TEST_F(UnlockTest, AnUnexpectedLoginResultEndsItWithoutLogout) {
   AddToken();
   OpenSession();
-  world.On("C_Login").Return(CKR_SESSION_READ_ONLY_EXISTS);
+  provider.On("C_Login").Return(CKR_SESSION_READ_ONLY_EXISTS);
   pad.Agree().Type(PIN_TYPE_SO, "12345678");
   EXPECT_EQ(Unlock(), CKR_SESSION_READ_ONLY_EXISTS);
   EXPECT_TRACE(R"(
@@ -191,7 +191,7 @@ TEST_F(UnlockTest, HasNoLimitForNewPinsThatAreRefused) {
 TEST_F(UnlockTest, PassesOnExactlyTheBytesThatWereTyped) {
   const std::string new_pin("43\0\xff", 4);
   AddToken();
-  world.TracePins();
+  provider.TracePins();
   OpenSession();
   pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, new_pin);
   EXPECT_EQ(Unlock(), CKR_OK);
@@ -207,7 +207,7 @@ TEST_F(UnlockTest, PassesOnExactlyTheBytesThatWereTyped) {
                R"(") = OK
     C_Logout(session 1) = OK
   )");
-  EXPECT_TRUE(world.Slot(1).Token().user_pin.Try(new_pin));
+  EXPECT_TRUE(provider.Slot(1).Token().user_pin.Try(new_pin));
 }
 
 TEST_F(UnlockTest, ACancelledNewPinStillLogsOut) {
@@ -257,10 +257,10 @@ TEST_F(UnlockTest, AnExceptionFromTheErrorCallbackLogsOutOnTheWay) {
                                       "log 5: Passphrase init error: 162\ntell USER INVALID\n"},
                                  Case{CKR_PIN_INCORRECT, "PIN_INCORRECT\ntell SO INCORRECT\n"},
                                  Case{CKR_PIN_LOCKED, "PIN_LOCKED\ntell SO LOCKED\n"}}) {
-    world.Reset();
+    provider.Reset();
     AddToken();
     OpenSession();
-    world.On("C_InitPIN").Return(rv);
+    provider.On("C_InitPIN").Return(rv);
     pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
     EXPECT_THROW(module.Unlock(session, 1, pad.ask(), throwing, &pad), PinPad::Thrown);
     EXPECT_TRACE(std::string(kSecurityOfficerIsIn) + R"(
@@ -285,7 +285,7 @@ TEST_F(UnlockTest, AnExceptionBeforeTheLoginNeedsNoLogout) {
 TEST_F(UnlockTest, TheResultOfTheLogoutDoesNotMatter) {
   AddToken();
   OpenSession();
-  world.On("C_Logout").Return(CKR_DEVICE_REMOVED);
+  provider.On("C_Logout").Return(CKR_DEVICE_REMOVED);
   pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
   EXPECT_EQ(Unlock(), CKR_OK);
   EXPECT_TRACE(std::string(kSecurityOfficerIsIn) + R"(
@@ -298,7 +298,7 @@ TEST_F(UnlockTest, TheResultOfTheLogoutDoesNotMatter) {
 TEST_F(UnlockTest, WithoutAnErrorCallbackNobodyIsTold) {
   AddToken().SoPin("12345678", 10);
   OpenSession();
-  world.On("C_InitPIN", 2).Return(CKR_PIN_LOCKED);
+  provider.On("C_InitPIN", 2).Return(CKR_PIN_LOCKED);
   pad.Agree()
       .Type(PIN_TYPE_SO, "11111111")
       .Type(PIN_TYPE_SO, "12345678")
@@ -354,7 +354,7 @@ class InitPinResult : public UnlockTest, public testing::WithParamInterface<CK_R
 TEST_P(InitPinResult, IsClassified) {
   AddToken();
   OpenSession();
-  world.On("C_InitPIN").Return(GetParam());
+  provider.On("C_InitPIN").Return(GetParam());
   pad.Agree().Type(PIN_TYPE_SO, "12345678").Type(PIN_TYPE_NEW_USER, "4321");
   if (IsFormError(GetParam()))
     pad.Cancel(PIN_TYPE_NEW_USER);

@@ -1,20 +1,20 @@
-// The provider library: the standard's function list, every function of which forwards to the
-// world. Thin, so that it can be loaded and unloaded while the world stays.
+// The loadable library: a function list whose functions forward to functions.h. It has no state of
+// its own, so that tests can load and unload it while the scripted provider keeps its state.
 #include <p11-kit/pkcs11.h>
 
-#include "scripted_provider/calls.h"
+#include "scripted_provider/functions.h"
 
 namespace {
 
-namespace calls = scripted::calls;
+namespace functions = scripted::functions;
 
 CK_FUNCTION_LIST MakeFunctionList() {
   CK_FUNCTION_LIST list = {};
   list.version = {2, 40};
 
-// A lambda takes the parameters of whatever member of the list it is stored in.
+// The lambda converts to the type of the member it is assigned to.
 #define FORWARDED(function) \
-  list.function = [](auto... arguments) -> CK_RV { return calls::function(arguments...); }
+  list.function = [](auto... arguments) -> CK_RV { return functions::function(arguments...); }
   FORWARDED(C_Initialize);
   FORWARDED(C_Finalize);
   FORWARDED(C_GetInfo);
@@ -36,7 +36,7 @@ CK_FUNCTION_LIST MakeFunctionList() {
 #undef FORWARDED
 
 #define UNSUPPORTED(function) \
-  list.function = [](auto...) -> CK_RV { return calls::Unsupported(#function); }
+  list.function = [](auto...) -> CK_RV { return functions::Unsupported(#function); }
   UNSUPPORTED(C_GetMechanismList);
   UNSUPPORTED(C_GetMechanismInfo);
   UNSUPPORTED(C_InitToken);
@@ -96,5 +96,5 @@ CK_FUNCTION_LIST MakeFunctionList() {
 
 CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {
   static CK_FUNCTION_LIST functions = MakeFunctionList();
-  return calls::C_GetFunctionList(list, &functions);
+  return functions::C_GetFunctionList(list, &functions);
 }

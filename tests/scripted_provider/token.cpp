@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "scripted_provider/control.h"
+#include "scripted_provider/provider.h"
 
 namespace scripted {
 
@@ -76,8 +76,8 @@ Token& Token::Flags(CK_FLAGS more) {
   return *this;
 }
 
-Token& Token::PinFlags(CK_FLAGS claimed) {
-  pin_flags = claimed;
+Token& Token::ReportedPinFlags(CK_FLAGS reported) {
+  reported_pin_flags = reported;
   return *this;
 }
 
@@ -107,8 +107,8 @@ Token& Token::PinLengths(CK_ULONG min, CK_ULONG max) {
   return *this;
 }
 
-Token& Token::SaysLockedAtOnce() {
-  says_locked_at_once = true;
+Token& Token::ReturnsPinLockedOnLastTry() {
+  returns_pin_locked_on_last_try = true;
   return *this;
 }
 
@@ -127,7 +127,7 @@ Token& Token::PrivateKey(const std::string& id, std::shared_ptr<const RsaKey> ke
 }
 
 Token& Token::Add(Object object) {
-  object.handle = World::Instance().NextObjectHandle();
+  object.handle = Provider::Instance().NextObjectHandle();
   objects.push_back(std::move(object));
   return *this;
 }
@@ -148,14 +148,14 @@ Object* Token::Find(CK_OBJECT_HANDLE handle) {
 CK_TOKEN_INFO Token::Info() const {
   CK_TOKEN_INFO info = {};
   std::memcpy(info.label, label.data(), sizeof info.label);
-  // Follows the label, and would show in it.
+  // The manufacturer follows the label: reading beyond the label would show.
   std::memset(info.manufacturerID, 'M', sizeof info.manufacturerID);
   std::memset(info.model, ' ', sizeof info.model);
   std::memset(info.serialNumber, ' ', sizeof info.serialNumber);
   std::memset(info.utcTime, '0', sizeof info.utcTime);
   const CK_FLAGS counted = user_pin.UserFlags() | so_pin.UserFlags() << 4;
-  info.flags =
-      flags | pin_flags.value_or(counted) | (user_pin.exists() ? CKF_USER_PIN_INITIALIZED : 0);
+  info.flags = flags | reported_pin_flags.value_or(counted) |
+               (user_pin.exists() ? CKF_USER_PIN_INITIALIZED : 0);
   info.ulMaxPinLen = max_pin_len;
   info.ulMinPinLen = min_pin_len;
   return info;

@@ -1,7 +1,7 @@
-// A token of the scripted provider: its label, flags, PINs and objects. Every operation returns the
-// token, so that a test describes it in one expression:
+// A token of the scripted provider: its label, flags, PINs and objects. Setters return the token,
+// so that one expression describes it:
 //
-//   world.Slot(1).Token("Alice (PIN1)").UserPin("1234").Certificate("A", "\x01");
+//   provider.Slot(1).Token("Alice (PIN1)").UserPin("1234").Certificate("A", "\x01");
 #pragma once
 
 #include <p11-kit/pkcs11.h>
@@ -17,25 +17,25 @@
 namespace scripted {
 
 struct Object {
-  CK_OBJECT_HANDLE handle = CK_INVALID_HANDLE;  // Given by the token when it is added.
+  CK_OBJECT_HANDLE handle = CK_INVALID_HANDLE;  // Set by Token::Add().
   std::map<CK_ATTRIBUTE_TYPE, std::string> attributes;
-  bool is_private = false;  // Seen by a logged-in user only.
+  bool is_private = false;  // Visible only while the user is logged in.
   std::shared_ptr<const RsaKey> key;
 
   CK_OBJECT_CLASS object_class() const;
 };
 
-// The text padded to the width of a field; a longer text is cut.
+// Returns `text` padded or cut to the width of a fixed-size field.
 std::string Padded(std::string text, std::size_t width, char padding = ' ');
 
-// One PIN with its counter. It is kept in complement and compared where the caller has it, so that
-// a search of the memory for a PIN finds no copy of ours.
+// One PIN with its retry counter. Stores the bitwise complement and compares in the caller's
+// buffer, so that tests that search the memory for a PIN do not find a copy made by the provider.
 class Pin {
  public:
   void Set(const std::string& pin, int tries);
   void SetComplement(const std::string& complement, int tries);
-  void Change(const unsigned char* pin, std::size_t length);  // Counts from the start again.
-  // Compares and counts: true resets the counter, false uses up a try.
+  void Change(const unsigned char* pin, std::size_t length);  // Also resets the counter.
+  // Returns true and resets the counter if the PIN is right; otherwise uses up one try.
   bool Try(const unsigned char* pin, std::size_t length);
   bool Try(const std::string& pin) {
     return Try(reinterpret_cast<const unsigned char*>(pin.data()), pin.size());
@@ -45,8 +45,8 @@ class Pin {
   bool locked() const { return exists() && left_ == 0; }
   int left() const { return left_; }
   void UseUp(int left) { left_ = left; }
-  // CKF_USER_PIN_COUNT_LOW, _FINAL_TRY and _LOCKED, as the counter has it (PKCS#11 2.40, section
-  // 3.2, CK_TOKEN_INFO). The flags of the SO PIN are these four bits higher.
+  // Returns CKF_USER_PIN_COUNT_LOW, _FINAL_TRY and _LOCKED according to the counter (PKCS#11 2.40,
+  // section 3.2, CK_TOKEN_INFO). The flags of the SO PIN are the same, shifted left by four bits.
   CK_FLAGS UserFlags() const;
 
  private:
@@ -59,31 +59,33 @@ class Token {
  public:
   explicit Token(const std::string& text) { Label(text); }
 
-  // Padded to 32 bytes; `padding` for tokens that pad with something else than blanks.
+  // Padded to 32 bytes with `padding`: some tokens do not pad with blanks.
   Token& Label(const std::string& text, char padding = ' ');
-  // Flags beside those that the PINs make.
+  // Adds flags to those that follow from the PINs.
   Token& Flags(CK_FLAGS flags);
-  // What the token claims of its PINs, whatever the counters say.
-  Token& PinFlags(CK_FLAGS flags);
+  // The token reports these PIN flags, whatever the counters say.
+  Token& ReportedPinFlags(CK_FLAGS flags);
   Token& LoginRequired() { return Flags(CKF_LOGIN_REQUIRED); }
 
-  // A PIN and how many wrong ones in a row lock it. A user PIN makes the token ask for a login.
+  // Sets a PIN and how many wrong ones in a row lock it. A user PIN sets CKF_LOGIN_REQUIRED.
   Token& UserPin(const std::string& pin, int tries = 3);
   Token& SoPin(const std::string& pin, int tries = 3);
-  // Tries that are left now; 0 is locked.
+  // Sets how many tries are left; 0 means locked.
   Token& UserTriesLeft(int left);
   Token& SoTriesLeft(int left);
-  // Lengths that the token accepts (at first 4 to 16); others are CKR_PIN_LEN_RANGE, at no cost.
+  // Sets the PIN lengths that the token accepts, by default 4 to 16. Other lengths are rejected
+  // with CKR_PIN_LEN_RANGE and use up no try.
   Token& PinLengths(CK_ULONG min, CK_ULONG max);
-  // The wrong PIN that locks is answered with CKR_PIN_LOCKED rather than CKR_PIN_INCORRECT.
-  Token& SaysLockedAtOnce();
+  // The wrong PIN that uses up the last try is answered with CKR_PIN_LOCKED, not CKR_PIN_INCORRECT.
+  Token& ReturnsPinLockedOnLastTry();
 
-  // A certificate object with this CKA_VALUE.
+  // Adds a certificate object with this CKA_VALUE and CKA_ID.
   Token& Certificate(const std::string& value, const std::string& id = std::string());
-  // A private key object, seen after a login (on a token with a user PIN) or by everyone.
+  // Adds a private key object. It is private (visible only after a login) if the token has a user
+  // PIN.
   Token& PrivateKey(const std::string& id, std::shared_ptr<const RsaKey> key);
   Token& Add(Object object);
-  // Takes an object away, between two calls for instance.
+  // Deletes an object, for example between two calls.
   Token& Delete(CK_OBJECT_HANDLE handle);
 
   Object* Find(CK_OBJECT_HANDLE handle);
@@ -91,14 +93,14 @@ class Token {
 
   std::string label;  // 32 bytes.
   CK_FLAGS flags = CKF_TOKEN_INITIALIZED;
-  std::optional<CK_FLAGS> pin_flags;
+  std::optional<CK_FLAGS> reported_pin_flags;
   CK_ULONG min_pin_len = 4;
   CK_ULONG max_pin_len = 16;
-  bool says_locked_at_once = false;
+  bool returns_pin_locked_on_last_try = false;
   Pin user_pin;
   Pin so_pin;
   std::list<Object> objects;
-  std::optional<CK_USER_TYPE> login;  // One for all sessions (PKCS#11 2.40, section 2.4).
+  std::optional<CK_USER_TYPE> login;  // Shared by all sessions (PKCS#11 2.40, section 2.4).
 };
 
 }  // namespace scripted

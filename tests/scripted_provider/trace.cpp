@@ -40,7 +40,7 @@ void Trace::Add(const std::string& line) {
   lines_.push_back(std::move(text));
 }
 
-void Trace::Abbreviate(const std::string& folder) {
+void Trace::OmitFolder(const std::string& folder) {
   folders_.push_back(folder);
 }
 

@@ -1,4 +1,5 @@
-// What happened, in order: provider calls, log lines, callbacks, certificates, loading.
+// What happened in a test, in order: provider calls, log lines, PIN callbacks, uses of
+// certificates, loading and unloading.
 #pragma once
 
 #include <string>
@@ -6,20 +7,20 @@
 
 namespace scripted {
 
-// One sequence for the whole process, so that the order between a provider call and a log line
-// shows. Every witness (the provider, the host, the loader) adds to it.
+// The provider, the host and the loader all write to the same trace, so that it shows, for example,
+// the order of a provider call and a log line.
 class Trace {
  public:
   static Trace& Instance();
 
-  // One line. Control characters and a blank at the end stand as \xHH, so that a line stays one
-  // line and what it ends in can be seen. Folders named by Abbreviate() are left out.
+  // Adds one line. Control characters and a trailing blank are written as \xHH.
   void Add(const std::string& line);
 
-  // Leaves `folder` out of every line to come, so that traces read alike on every machine.
-  void Abbreviate(const std::string& folder);
+  // Removes `folder` from every line added from now on, so that traces are the same on every
+  // machine.
+  void OmitFolder(const std::string& folder);
 
-  // All lines since the last Take() or Clear(), each ended by a line break.
+  // Removes and returns all lines, each ended by a newline.
   std::string Take();
   void Clear() { lines_.clear(); }
   const std::vector<std::string>& lines() const { return lines_; }
@@ -29,8 +30,8 @@ class Trace {
   std::vector<std::string> folders_;
 };
 
-// The lines of `text` without their indentation and without empty ones, each ended by a line break:
-// how an expected trace, written as an indented raw string, compares with Take().
+// Returns the lines of `text` without indentation and empty lines, each ended by a newline. Turns
+// an expected trace, written as an indented raw string, into the form that Take() returns.
 std::string Unindented(const std::string& text);
 
 }  // namespace scripted

@@ -1,5 +1,5 @@
 // A scripted card for the program's transcripts: a provider library that, when it is loaded, makes
-// the world that the environment asks for, and when it is unloaded, writes down what happened.
+// the tokens that the environment describes, and when it is unloaded, writes down what happened.
 //   SCRIPTED_CARD        words: see Words below
 //   SCRIPTED_CARD_FILES  folder of make_token.sh's files; the card holds its certificate "sign"
 //   SCRIPTED_CARD_TRACE  the file for the trace and, behind "VIOLATION", the caller's faults
@@ -11,11 +11,11 @@
 #include <sstream>
 #include <string>
 
-#include "scripted_provider/control.h"
+#include "scripted_provider/provider.h"
 
 namespace {
 
-using scripted::World;
+using scripted::Provider;
 
 std::string Variable(const char* name) {
   const char* const value = std::getenv(name);
@@ -36,14 +36,14 @@ class Card {
   Card() {
     scripted::Trace::Instance();  // Made before the card, so that it is there until the card has
                                   // gone.
-    scripted::Token& token = World::Instance().Slot(1, "Scripted reader").Token("Card (PIN)");
+    scripted::Token& token = Provider::Instance().Slot(1, "Scripted reader").Token("Card (PIN)");
     const std::map<std::string, std::function<void(const std::string&)>> words = {
         // PINs: 1234 and 87654321 unless they are "no".
         {"user", [&](const std::string& value) { has_user_pin_ = value != "no"; }},
         {"left", [&](const std::string& value) { user_left_ = std::stoi(value); }},
         {"so-left", [&](const std::string& value) { so_left_ = std::stoi(value); }},
-        {"locks-at-once", [&](const std::string&) { token.SaysLockedAtOnce(); }},
-        {"pin-flags", [&](const std::string& value) { token.PinFlags(Number(value)); }},
+        {"locks-at-once", [&](const std::string&) { token.ReturnsPinLockedOnLastTry(); }},
+        {"pin-flags", [&](const std::string& value) { token.ReportedPinFlags(Number(value)); }},
         // Before "sign", NAME of make_token.sh's certificates.
         {"first",
          [&](const std::string& value) { token.Certificate(FileContent(value + ".der"), "1st"); }},
@@ -73,7 +73,7 @@ class Card {
   ~Card() {
     std::ofstream file(Variable("SCRIPTED_CARD_TRACE"));
     file << scripted::Trace::Instance().Take();
-    for (const std::string& violation : World::Instance().Violations())
+    for (const std::string& violation : Provider::Instance().Violations())
       file << "VIOLATION " << violation << "\n";
   }
 
@@ -89,20 +89,22 @@ class Card {
     std::getline(words, name, '/');
     std::getline(words, number, '/');
     std::getline(words, nth);
-    return World::Instance().On(name, std::stoi(nth)).Return(Number(number));
+    return Provider::Instance().On(name, std::stoi(nth)).Return(Number(number));
   }
 
   static void AtPoll(const std::string& nth, std::function<void()> action) {
-    World::Instance().On("C_WaitForSlotEvent", std::stoi(nth)).Before([action = std::move(action)] {
-      action();
-      World::Instance().Event(1);
-    });
+    Provider::Instance()
+        .On("C_WaitForSlotEvent", std::stoi(nth))
+        .Before([action = std::move(action)] {
+          action();
+          Provider::Instance().AddSlotEvent(1);
+        });
   }
-  void Remove() { removed_ = World::Instance().Slot(1).Remove(); }
+  void Remove() { removed_ = Provider::Instance().Slot(1).Remove(); }
   // An event alone where nothing was taken out before.
   void Insert() {
     if (removed_)
-      World::Instance().Slot(1).Insert(removed_);
+      Provider::Instance().Slot(1).Insert(removed_);
   }
 
   bool has_user_pin_ = true;

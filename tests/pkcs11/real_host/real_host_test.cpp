@@ -38,7 +38,7 @@ class RealHost : public ProviderTest {
     CertificateDetails curve;
     curve.common_name = "Curve";
     curve.serial = "03";
-    world.Slot(1, "Reader")
+    provider.Slot(1, "Reader")
         .Token("Alice's card (PIN1)")
         .UserPin("1234")
         .Certificate(MakeCertificate(*key, ca), "\x01")
@@ -112,7 +112,7 @@ TEST_F(RealHost, LogsWhatItFinds) {
 }
 
 TEST_F(RealHost, BytesThatAreNoCertificateAreLeftOut) {
-  world.Slot(1)
+  provider.Slot(1)
       .Token("Alice")
       .Certificate("")
       .Certificate("no certificate")

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "scripted_provider/control.h"
+#include "scripted_provider/provider.h"
 
-class Provider : public testing::Test {
+class ScriptedProviderTest : public testing::Test {
  protected:
   void SetUp() override {
-    world.Reset();
+    provider.Reset();
     scripted::Trace::Instance().Clear();
     library_ = dlopen(SCRIPTED_PROVIDER_FOLDER "scripted.so", RTLD_LAZY);
     ASSERT_NE(library_, nullptr) << dlerror();
@@ -53,7 +53,7 @@ class Provider : public testing::Test {
     return objects;
   }
 
-  scripted::World& world = scripted::World::Instance();
+  scripted::Provider& provider = scripted::Provider::Instance();
   CK_FUNCTION_LIST_PTR p11 = nullptr;
 
  private:

@@ -10,10 +10,10 @@ constexpr CK_FLAGS kUserPinFlags =
     CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY | CKF_USER_PIN_LOCKED;
 constexpr CK_FLAGS kSoPinFlags = kUserPinFlags << 4;
 
-class Tokens : public Provider {};
+class Tokens : public ScriptedProviderTest {};
 
-TEST_F(Tokens, AttributesAreReadInTwoSteps) {
-  world.Slot(1).Token("Alice").Certificate("value");
+TEST_F(Tokens, ReadAttributesInTwoSteps) {
+  provider.Slot(1).Token("Alice").Certificate("value");
   const CK_SESSION_HANDLE session = OpenSession(1);
   char buffer[8] = {};
   CK_ATTRIBUTE attribute = {CKA_VALUE, nullptr, 0};
@@ -30,8 +30,8 @@ TEST_F(Tokens, AttributesAreReadInTwoSteps) {
   EXPECT_EQ(p11->C_GetAttributeValue(session, 2, &attribute, 1), CKR_OBJECT_HANDLE_INVALID);
 }
 
-TEST_F(Tokens, SlotsAndTokensThatAreNotThere) {
-  world.Slot(1);
+TEST_F(Tokens, RejectMissingSlotOrToken) {
+  provider.Slot(1);
   CK_SLOT_INFO slot_info = {};
   CK_TOKEN_INFO token_info = {};
   CK_SESSION_HANDLE session = 0;
@@ -42,8 +42,8 @@ TEST_F(Tokens, SlotsAndTokensThatAreNotThere) {
             CKR_TOKEN_NOT_PRESENT);
 }
 
-TEST_F(Tokens, WrongPinsAreCountedUntilTheyLock) {
-  world.Slot(1).Token("Alice").UserPin("1234", 3);
+TEST_F(Tokens, LockAfterTooManyWrongPins) {
+  provider.Slot(1).Token("Alice").UserPin("1234", 3);
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_EQ(TokenFlags(1) & kUserPinFlags, 0u);
   EXPECT_EQ(Login(session, CKU_USER, "9999"), CKR_PIN_INCORRECT);
@@ -55,37 +55,37 @@ TEST_F(Tokens, WrongPinsAreCountedUntilTheyLock) {
   EXPECT_EQ(Login(session, CKU_USER, "1234"), CKR_PIN_LOCKED);
 }
 
-TEST_F(Tokens, TheRightPinCountsFromTheStartAgain) {
-  world.Slot(1).Token("Alice").UserPin("1234").UserTriesLeft(1);
+TEST_F(Tokens, RightPinResetsCounter) {
+  provider.Slot(1).Token("Alice").UserPin("1234").UserTriesLeft(1);
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_EQ(Login(session, CKU_USER, "1234"), CKR_OK);
   EXPECT_EQ(TokenFlags(1) & kUserPinFlags, 0u);
 }
 
-TEST_F(Tokens, SomeSayLockedAtOnce) {
-  world.Slot(1).Token("Alice").SoPin("12345678").SoTriesLeft(1).SaysLockedAtOnce();
+TEST_F(Tokens, CanReturnPinLockedOnLastTry) {
+  provider.Slot(1).Token("Alice").SoPin("12345678").SoTriesLeft(1).ReturnsPinLockedOnLastTry();
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_EQ(TokenFlags(1) & kSoPinFlags, CKF_SO_PIN_COUNT_LOW | CKF_SO_PIN_FINAL_TRY);
   EXPECT_EQ(Login(session, CKU_SO, "00000000"), CKR_PIN_LOCKED);
   EXPECT_EQ(TokenFlags(1) & kSoPinFlags, CKF_SO_PIN_COUNT_LOW | CKF_SO_PIN_LOCKED);
 }
 
-TEST_F(Tokens, APinOfTheWrongLengthCostsNothing) {
-  world.Slot(1).Token("Alice").UserPin("1234").PinLengths(4, 8);
+TEST_F(Tokens, PinOfWrongLengthUsesNoTry) {
+  provider.Slot(1).Token("Alice").UserPin("1234").PinLengths(4, 8);
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_EQ(Login(session, CKU_USER, "123"), CKR_PIN_LEN_RANGE);
   EXPECT_EQ(Login(session, CKU_USER, "123456789"), CKR_PIN_LEN_RANGE);
   EXPECT_EQ(TokenFlags(1) & kUserPinFlags, 0u);
 }
 
-TEST_F(Tokens, FlagsMayLie) {
-  world.Slot(1).Token("Alice").UserPin("1234").PinFlags(CKF_USER_PIN_LOCKED);
+TEST_F(Tokens, CanReportWrongPinFlags) {
+  provider.Slot(1).Token("Alice").UserPin("1234").ReportedPinFlags(CKF_USER_PIN_LOCKED);
   EXPECT_EQ(TokenFlags(1) & kUserPinFlags, CKF_USER_PIN_LOCKED);
   EXPECT_EQ(Login(OpenSession(1), CKU_USER, "1234"), CKR_OK);
 }
 
-TEST_F(Tokens, OneLoginAtATimeForAllSessions) {
-  world.Slot(1).Token("Alice").UserPin("1234").SoPin("12345678");
+TEST_F(Tokens, ShareOneLoginAmongSessions) {
+  provider.Slot(1).Token("Alice").UserPin("1234").SoPin("12345678");
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_EQ(Login(session, 2, "1234"), CKR_USER_TYPE_INVALID);
   EXPECT_EQ(Login(session, CKU_USER, "1234"), CKR_OK);
@@ -93,8 +93,8 @@ TEST_F(Tokens, OneLoginAtATimeForAllSessions) {
   EXPECT_EQ(Login(session, CKU_SO, "12345678"), CKR_USER_ANOTHER_ALREADY_LOGGED_IN);
 }
 
-TEST_F(Tokens, TheSecurityOfficerAndReadOnlySessionsExcludeEachOther) {
-  world.Slot(1).Token("Alice").SoPin("12345678");
+TEST_F(Tokens, RejectSoLoginWithReadOnlySession) {
+  provider.Slot(1).Token("Alice").SoPin("12345678");
   const CK_SESSION_HANDLE session = OpenSession(1);
   const CK_SESSION_HANDLE read_only = OpenSession(1, 0);
   EXPECT_EQ(Login(session, CKU_SO, "12345678"), CKR_SESSION_READ_ONLY_EXISTS);
@@ -105,8 +105,8 @@ TEST_F(Tokens, TheSecurityOfficerAndReadOnlySessionsExcludeEachOther) {
             CKR_SESSION_READ_WRITE_SO_EXISTS);
 }
 
-TEST_F(Tokens, OnlyTheSecurityOfficerSetsThePin) {
-  world.Slot(1).Token("Alice").UserPin("1234").UserTriesLeft(0).SoPin("12345678");
+TEST_F(Tokens, OnlySecurityOfficerSetsPin) {
+  provider.Slot(1).Token("Alice").UserPin("1234").UserTriesLeft(0).SoPin("12345678");
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_EQ(InitPin(session, "4321"), CKR_USER_NOT_LOGGED_IN);
   EXPECT_EQ(Login(session, CKU_SO, "12345678"), CKR_OK);
@@ -117,9 +117,9 @@ TEST_F(Tokens, OnlyTheSecurityOfficerSetsThePin) {
   EXPECT_EQ(Login(session, CKU_USER, "4321"), CKR_OK);
 }
 
-TEST_F(Tokens, PrivateKeysShowToTheUserOnly) {
+TEST_F(Tokens, ShowPrivateKeysToUserOnly) {
   const auto key = scripted::RsaKey::Generate(1024);
-  world.Slot(1).Token("Alice").UserPin("1234").SoPin("12345678").PrivateKey("\x01", key);
+  provider.Slot(1).Token("Alice").UserPin("1234").SoPin("12345678").PrivateKey("\x01", key);
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_THAT(Search(session, CKO_PRIVATE_KEY), IsEmpty());
   EXPECT_EQ(Login(session, CKU_SO, "12345678"), CKR_OK);
@@ -129,11 +129,11 @@ TEST_F(Tokens, PrivateKeysShowToTheUserOnly) {
   EXPECT_THAT(Search(session, CKO_PRIVATE_KEY), ElementsAre(1));
 }
 
-class Signatures : public Provider {
+class Signatures : public ScriptedProviderTest {
  protected:
   void SetUp() override {
-    Provider::SetUp();
-    world.Slot(1).Token("Alice").PrivateKey("\x01", key_).PrivateKey("\x02", nullptr);
+    ScriptedProviderTest::SetUp();
+    provider.Slot(1).Token("Alice").PrivateKey("\x01", key_).PrivateKey("\x02", nullptr);
     session_ = OpenSession(1);
   }
   CK_RV SignInit(CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key) {
@@ -150,7 +150,7 @@ class Signatures : public Provider {
   CK_BYTE signature_[256] = {};
 };
 
-TEST_F(Signatures, AreMadeAfterABufferThatWasTooSmall) {
+TEST_F(Signatures, SucceedAfterBufferTooSmall) {
   CK_ULONG length = 127;
   EXPECT_EQ(Sign("data", &length), CKR_OPERATION_NOT_INITIALIZED);
   EXPECT_EQ(SignInit(CKM_RSA_PKCS, 1), CKR_OK);
@@ -162,7 +162,7 @@ TEST_F(Signatures, AreMadeAfterABufferThatWasTooSmall) {
   EXPECT_EQ(Sign("data", &length), CKR_OPERATION_NOT_INITIALIZED);
 }
 
-TEST_F(Signatures, AreRefusedForWhatCannotBeSigned) {
+TEST_F(Signatures, RejectUnsupportedInput) {
   EXPECT_EQ(SignInit(CKM_SHA256_RSA_PKCS, 1), CKR_MECHANISM_INVALID);
   EXPECT_EQ(SignInit(CKM_RSA_PKCS, 2), CKR_KEY_TYPE_INCONSISTENT);
   EXPECT_EQ(SignInit(CKM_RSA_PKCS, 3), CKR_KEY_HANDLE_INVALID);
@@ -171,7 +171,7 @@ TEST_F(Signatures, AreRefusedForWhatCannotBeSigned) {
   EXPECT_EQ(Sign(std::string(118, 'x'), &length), CKR_DATA_LEN_RANGE);
 }
 
-TEST_F(Signatures, AKeySurvivesItsText) {
+TEST_F(Signatures, KeyRoundTripsThroughPem) {
   const auto again = scripted::RsaKey::FromPem(key_->pem());
   ASSERT_NE(again, nullptr);
   EXPECT_EQ(again->modulus(), key_->modulus());

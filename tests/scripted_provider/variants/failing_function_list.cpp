@@ -1,4 +1,4 @@
-// A provider that cannot give its function list, and leaves something in its place all the same.
+// C_GetFunctionList fails, but sets a function list.
 #include <p11-kit/pkcs11.h>
 
 CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {

@@ -1,5 +1,5 @@
-// A provider that somebody else in the process has initialised already. It has no other function,
-// so that any further call crashes.
+// C_Initialize fails as if other code in the process had already initialised the provider. All
+// other entries are null, so that any further call crashes.
 #include <p11-kit/pkcs11.h>
 
 CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {

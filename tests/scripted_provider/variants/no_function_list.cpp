@@ -1,4 +1,4 @@
-// An ordinary shared library: it is no PKCS#11 provider.
+// A shared library that is not a PKCS#11 provider.
 extern "C" int Answer() {
   return 42;
 }

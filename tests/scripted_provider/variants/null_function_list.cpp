@@ -1,4 +1,4 @@
-// A provider that claims success without giving a function list.
+// C_GetFunctionList returns CKR_OK and a null function list.
 #include <p11-kit/pkcs11.h>
 
 CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {

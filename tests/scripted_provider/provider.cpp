@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "scripted_provider/control.h"
 #include "scripted_provider/names.h"
+#include "scripted_provider/provider.h"
 
 namespace scripted {
 
@@ -11,18 +11,18 @@ Rule& Rule::Return(CK_RV rv) {
   return *this;
 }
 
-Rule& Rule::Pretend() {
-  pretends = true;
+Rule& Rule::DoNothing() {
+  does_nothing = true;
   return *this;
 }
 
-Rule& Rule::Claim(CK_ULONG claimed) {
-  number = claimed;
+Rule& Rule::ReportNumber(CK_ULONG reported) {
+  number = reported;
   return *this;
 }
 
-Rule& Rule::Handle(CK_ULONG claimed) {
-  handle = claimed;
+Rule& Rule::ReportHandle(CK_ULONG reported) {
+  handle = reported;
   return *this;
 }
 
@@ -53,7 +53,7 @@ Token& SlotModel::Token(const std::string& label) {
 }
 
 std::shared_ptr<Token> SlotModel::Remove() {
-  for (SessionModel& session : World::Instance().sessions()) {
+  for (SessionModel& session : Provider::Instance().sessions()) {
     if (session.slot == this)
       session.lost = true;
   }
@@ -62,38 +62,38 @@ std::shared_ptr<Token> SlotModel::Remove() {
   return std::exchange(token, nullptr);
 }
 
-World& World::Instance() {
-  static World world;
-  return world;
+Provider& Provider::Instance() {
+  static Provider provider;
+  return provider;
 }
 
-void World::Reset() {
-  *this = World();
+void Provider::Reset() {
+  *this = Provider();
 }
 
-SlotModel& World::Slot(CK_SLOT_ID id, const std::string& description) {
+SlotModel& Provider::Slot(CK_SLOT_ID id, const std::string& description) {
   if (SlotModel* const slot = FindSlot(id))
     return *slot;
   return slots_.emplace_back(id, description);
 }
 
-Rule& World::On(const std::string& function, int nth) {
+Rule& Provider::On(const std::string& function, int nth) {
   Rule& rule = rules_.emplace_back();
   rule.function = function;
   rule.calls_until = nth;
   return rule;
 }
 
-void World::ClearScript() {
+void Provider::ClearScript() {
   rules_.clear();
   events_.clear();
 }
 
-int World::calls(const std::string& function) const {
+int Provider::num_calls(const std::string& function) const {
   return static_cast<int>(std::count(called_.begin(), called_.end(), function));
 }
 
-std::vector<Rule> World::TakeRules(const std::string& function) {
+std::vector<Rule> Provider::TakeRules(const std::string& function) {
   called_.push_back(function);
   std::vector<Rule> due;
   for (auto rule = rules_.begin(); rule != rules_.end();) {
@@ -109,7 +109,7 @@ std::vector<Rule> World::TakeRules(const std::string& function) {
   return due;
 }
 
-std::optional<World::SlotEvent> World::TakeEvent() {
+std::optional<Provider::SlotEvent> Provider::TakeEvent() {
   if (events_.empty())
     return std::nullopt;
   const SlotEvent event = events_.front();
@@ -117,7 +117,7 @@ std::optional<World::SlotEvent> World::TakeEvent() {
   return event;
 }
 
-SlotModel* World::FindSlot(CK_SLOT_ID id) {
+SlotModel* Provider::FindSlot(CK_SLOT_ID id) {
   for (SlotModel& slot : slots_) {
     if (slot.id == id)
       return &slot;
@@ -125,7 +125,7 @@ SlotModel* World::FindSlot(CK_SLOT_ID id) {
   return nullptr;
 }
 
-SessionModel* World::FindSession(CK_SESSION_HANDLE handle) {
+SessionModel* Provider::FindSession(CK_SESSION_HANDLE handle) {
   for (SessionModel& session : sessions_) {
     if (session.handle == handle)
       return &session;
@@ -133,7 +133,7 @@ SessionModel* World::FindSession(CK_SESSION_HANDLE handle) {
   return nullptr;
 }
 
-SessionModel& World::AddSession(SlotModel& slot, bool writable) {
+SessionModel& Provider::AddSession(SlotModel& slot, bool writable) {
   SessionModel& session = sessions_.emplace_back();
   session.handle = ++last_session_;
   session.slot = &slot;
@@ -141,25 +141,23 @@ SessionModel& World::AddSession(SlotModel& slot, bool writable) {
   return session;
 }
 
-void World::EndSession(CK_SESSION_HANDLE handle) {
+void Provider::EndSession(CK_SESSION_HANDLE handle) {
   sessions_.remove_if([handle](const SessionModel& session) { return session.handle == handle; });
 }
 
-std::vector<std::string> World::Violations(bool at_end) const {
+std::vector<std::string> Provider::Violations() const {
   std::vector<std::string> all = violations_;
-  if (!at_end)
-    return all;
   for (const SessionModel& session : sessions_)
     all.push_back("session " + std::to_string(session.handle) + " was never closed");
   if (initialized)
     all.push_back("the provider was never finalized");
   for (const Rule& rule : rules_) {
     if (!rule.used)
-      all.push_back("the script for " + (rule.function.empty() ? "a call" : rule.function) +
-                    " was not read, " + std::to_string(rule.calls_until) + " to go");
+      all.push_back("unused rule for " + (rule.function.empty() ? "any function" : rule.function) +
+                    ", " + std::to_string(rule.calls_until) + " calls away");
   }
   for (const SlotEvent& event : events_)
-    all.push_back("the slot event " + ResultName(event.rv) + " was not read");
+    all.push_back("unused slot event " + ResultName(event.rv));
   return all;
 }
 

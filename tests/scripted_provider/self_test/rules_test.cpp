@@ -6,7 +6,7 @@ namespace {
 
 using testing::ElementsAre;
 
-class Script : public Provider {
+class Rules : public ScriptedProviderTest {
  protected:
   CK_RV GetInfo() {
     CK_INFO info = {};
@@ -19,68 +19,68 @@ class Script : public Provider {
   }
 };
 
-TEST_F(Script, AForcedResultIsForOneCallOfOneFunction) {
-  world.On("C_GetInfo", 2).Return(CKR_DEVICE_ERROR);
+TEST_F(Rules, ForcedResultAppliesToOneCallOfOneFunction) {
+  provider.On("C_GetInfo", 2).Return(CKR_DEVICE_ERROR);
   EXPECT_EQ(GetInfo(), CKR_OK);
   EXPECT_EQ(SlotCount(), 0u);
   EXPECT_EQ(GetInfo(), CKR_DEVICE_ERROR);
   EXPECT_EQ(GetInfo(), CKR_OK);
 }
 
-TEST_F(Script, CallsOfAnyFunctionAreCounted) {
-  const int before = world.calls();
-  world.OnCall(2).Return(CKR_DEVICE_ERROR);
+TEST_F(Rules, CountsCallsOfAnyFunction) {
+  const int before = provider.num_calls();
+  provider.OnAnyCall(2).Return(CKR_DEVICE_ERROR);
   EXPECT_EQ(SlotCount(), 0u);
   EXPECT_EQ(GetInfo(), CKR_DEVICE_ERROR);
   EXPECT_EQ(GetInfo(), CKR_OK);
-  EXPECT_EQ(world.calls() - before, 3);
-  EXPECT_EQ(world.calls("C_GetInfo"), 2);
+  EXPECT_EQ(provider.num_calls() - before, 3);
+  EXPECT_EQ(provider.num_calls("C_GetInfo"), 2);
 }
 
-TEST_F(Script, AForcedResultCanHoldForAllLaterCalls) {
-  world.On("C_GetInfo", 2).Return(CKR_DEVICE_ERROR).Always();
+TEST_F(Rules, AlwaysAppliesForcedResultToLaterCalls) {
+  provider.On("C_GetInfo", 2).Return(CKR_DEVICE_ERROR).Always();
   EXPECT_EQ(GetInfo(), CKR_OK);
   EXPECT_EQ(GetInfo(), CKR_DEVICE_ERROR);
   EXPECT_EQ(GetInfo(), CKR_DEVICE_ERROR);
 }
 
-TEST_F(Script, AClaimReplacesANumber) {
-  world.On("C_GetSlotList").Claim(99);
+TEST_F(Rules, ReportNumberReplacesNumber) {
+  provider.On("C_GetSlotList").ReportNumber(99);
   EXPECT_EQ(SlotCount(), 99u);
   EXPECT_EQ(SlotCount(), 0u);
 }
 
-TEST_F(Script, ActionsRunBeforeAndAfterTheirCall) {
-  world.On("C_GetSlotList").Before([this] { world.Slot(1); });
-  world.On("C_GetSlotList").After([this] { world.Slot(2); });
+TEST_F(Rules, RunsActionsBeforeAndAfterCall) {
+  provider.On("C_GetSlotList").Before([this] { provider.Slot(1); });
+  provider.On("C_GetSlotList").After([this] { provider.Slot(2); });
   EXPECT_EQ(SlotCount(), 1u);
   EXPECT_EQ(SlotCount(), 2u);
 }
 
-TEST_F(Script, AHandleIsReplaced) {
-  world.Slot(1).Token("Alice");
-  world.Event(1);
-  world.On("C_WaitForSlotEvent").Handle(77);
+TEST_F(Rules, ReportHandleReplacesHandle) {
+  provider.Slot(1).Token("Alice");
+  provider.AddSlotEvent(1);
+  provider.On("C_WaitForSlotEvent").ReportHandle(77);
   CK_SLOT_ID slot = 0;
   EXPECT_EQ(p11->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
   EXPECT_EQ(slot, 77u);
 }
 
 // A session that could not be closed is closed all the same, as on a real token.
-TEST_F(Script, AForcedFailureOfAnEndStillEnds) {
-  world.Slot(1).Token("Alice");
+TEST_F(Rules, ForcedFailureStillClosesAndFinalizes) {
+  provider.Slot(1).Token("Alice");
   const CK_SESSION_HANDLE session = OpenSession(1);
-  world.On("C_CloseSession").Return(CKR_DEVICE_ERROR);
+  provider.On("C_CloseSession").Return(CKR_DEVICE_ERROR);
   EXPECT_EQ(p11->C_CloseSession(session), CKR_DEVICE_ERROR);
-  world.On("C_Finalize").Return(CKR_DEVICE_ERROR);
+  provider.On("C_Finalize").Return(CKR_DEVICE_ERROR);
   EXPECT_EQ(p11->C_Finalize(nullptr), CKR_DEVICE_ERROR);
-  EXPECT_THAT(world.Violations(), testing::IsEmpty());
+  EXPECT_THAT(provider.Violations(), testing::IsEmpty());
 }
 
-TEST_F(Script, EventsComeInOrderAndThenNone) {
-  world.Event(3);
-  world.NoEvent(CKR_DEVICE_ERROR);
-  world.Event(4);
+TEST_F(Rules, ReturnsSlotEventsInOrder) {
+  provider.AddSlotEvent(3);
+  provider.AddPollResult(CKR_DEVICE_ERROR);
+  provider.AddSlotEvent(4);
   CK_SLOT_ID slot = 0;
   EXPECT_EQ(p11->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_OK);
   EXPECT_EQ(slot, 3u);
@@ -90,16 +90,16 @@ TEST_F(Script, EventsComeInOrderAndThenNone) {
   EXPECT_EQ(p11->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr), CKR_NO_EVENT);
 }
 
-TEST_F(Script, EveryResultHasItsName) {
+TEST(Names, KnowsEveryResult) {
   EXPECT_EQ(scripted::ResultName(CKR_OK), "OK");
   EXPECT_EQ(scripted::ResultName(CKR_PIN_LOCKED), "PIN_LOCKED");
   EXPECT_EQ(scripted::ResultName(0x12345), "74565");
   EXPECT_GT(scripted::AllResults().size(), 90u);
 }
 
-TEST(TraceLines, ShowWhatTheyEndInAndLeaveFoldersOut) {
+TEST(TraceLines, EscapeTrailingBlanksAndOmitFolders) {
   scripted::Trace trace;
-  trace.Abbreviate("/some/where/");
+  trace.OmitFolder("/some/where/");
   trace.Add("plain");
   trace.Add("two\nlines\x7f");
   trace.Add("blank at the end ");

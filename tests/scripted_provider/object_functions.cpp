@@ -1,17 +1,17 @@
-// Objects, their attributes, and signatures.
+// Object searches, attributes and signatures.
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
 #include "scripted_provider/call.h"
-#include "scripted_provider/calls.h"
+#include "scripted_provider/functions.h"
 #include "scripted_provider/names.h"
 
-namespace scripted::calls {
+namespace scripted::functions {
 
 namespace {
 
-// Private objects show to the user only, not to the security officer (PKCS#11 2.40, section 2.4).
+// Private objects are visible to the user, not to the security officer (PKCS#11 2.40, section 2.4).
 bool IsVisible(const Object& object, const Token& token) {
   return !object.is_private || token.login == CKU_USER;
 }
@@ -28,7 +28,7 @@ bool MatchesAll(const Object& object, const CK_ATTRIBUTE* attributes, CK_ULONG c
                      [&object](const CK_ATTRIBUTE& asked) { return Matches(object, asked); });
 }
 
-// One attribute (PKCS#11 2.40, section 5.7, C_GetAttributeValue).
+// Reads one attribute (PKCS#11 2.40, section 5.7, C_GetAttributeValue).
 CK_RV Read(const Object& object, CK_ATTRIBUTE& attribute) {
   const auto found = object.attributes.find(attribute.type);
   if (found == object.attributes.end()) {
@@ -50,10 +50,10 @@ CK_RV Read(const Object& object, CK_ATTRIBUTE& attribute) {
 }  // namespace
 
 CK_RV C_FindObjectsInit(CK_SESSION_HANDLE handle, CK_ATTRIBUTE* attributes, CK_ULONG count) {
-  return Call("C_FindObjectsInit", {SessionText(handle), SearchText(attributes, count)}).Do([&] {
+  return Call("C_FindObjectsInit", {SessionText(handle), SearchText(attributes, count)}).Run([&] {
     return InSession(handle, [&](SessionModel& session) -> CK_RV {
       if (session.search)
-        return Fault(CKR_OPERATION_ACTIVE, "C_FindObjectsInit during a search");
+        return Violation(CKR_OPERATION_ACTIVE, "C_FindObjectsInit during a search");
       session.search.emplace();
       const Token& token = *session.slot->token;
       for (const Object& object : token.objects) {
@@ -76,13 +76,13 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE* objects, CK_ULON
     return text.empty() ? "no object" : text;
   };
   return Call("C_FindObjects", {SessionText(handle), "max " + std::to_string(max_count)})
-      .Number(count)
-      .Handle(objects)
-      .Do(
+      .NumberOutput(count)
+      .HandleOutput(objects)
+      .Run(
           [&] {
             return InSession(handle, [&](SessionModel& session) -> CK_RV {
               if (!session.search)
-                return Fault(CKR_OPERATION_NOT_INITIALIZED, "C_FindObjects without a search");
+                return Violation(CKR_OPERATION_NOT_INITIALIZED, "C_FindObjects without a search");
               *count = std::min<CK_ULONG>(max_count, session.search->size());
               for (CK_ULONG i = 0; i < *count; ++i) {
                 objects[i] = session.search->front();
@@ -95,10 +95,10 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE* objects, CK_ULON
 }
 
 CK_RV C_FindObjectsFinal(CK_SESSION_HANDLE handle) {
-  return Call("C_FindObjectsFinal", {SessionText(handle)}).EndsSomething().Do([&] {
+  return Call("C_FindObjectsFinal", {SessionText(handle)}).DoesWorkOnFailure().Run([&] {
     return InSession(handle, [&](SessionModel& session) -> CK_RV {
       if (!session.search)
-        return Fault(CKR_OPERATION_NOT_INITIALIZED, "C_FindObjectsFinal without a search");
+        return Violation(CKR_OPERATION_NOT_INITIALIZED, "C_FindObjectsFinal without a search");
       session.search.reset();
       return CKR_OK;
     });
@@ -115,15 +115,15 @@ CK_RV C_GetAttributeValue(CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE object_hand
   };
   return Call("C_GetAttributeValue",
               {SessionText(handle), ObjectText(object_handle), ReadText(attributes, count)})
-      .Number(count > 0 ? &attributes[0].ulValueLen : nullptr)
-      .Do(
+      .NumberOutput(count > 0 ? &attributes[0].ulValueLen : nullptr)
+      .Run(
           [&] {
             return InSession(handle, [&](const SessionModel& session) -> CK_RV {
               Token& token = *session.slot->token;
               const Object* const object = token.Find(object_handle);
               if (object == nullptr || !IsVisible(*object, token))
                 return CKR_OBJECT_HANDLE_INVALID;
-              CK_RV rv = CKR_OK;  // All attributes are tried; the last failure is reported.
+              CK_RV rv = CKR_OK;  // All attributes are read; the last failure is returned.
               for (CK_ULONG i = 0; i < count; ++i) {
                 const CK_RV result = Read(*object, attributes[i]);
                 rv = result == CKR_OK ? rv : result;
@@ -141,12 +141,12 @@ CK_RV C_SignInit(CK_SESSION_HANDLE handle, CK_MECHANISM* mechanism, CK_OBJECT_HA
   const bool plain = mechanism->pParameter == nullptr && mechanism->ulParameterLen == 0;
   return Call("C_SignInit",
               {SessionText(handle), name + (plain ? "" : " with a parameter"), ObjectText(key)})
-      .Do([&] {
+      .Run([&] {
         return InSession(handle, [&](SessionModel& session) -> CK_RV {
           Token& token = *session.slot->token;
           const Object* const object = token.Find(key);
           if (session.signing_key)
-            return Fault(CKR_OPERATION_ACTIVE, "C_SignInit during a signature");
+            return Violation(CKR_OPERATION_ACTIVE, "C_SignInit during a signature");
           if (mechanism->mechanism != CKM_RSA_PKCS)
             return CKR_MECHANISM_INVALID;
           if (!plain)
@@ -168,15 +168,15 @@ CK_RV C_Sign(CK_SESSION_HANDLE handle, CK_BYTE* data, CK_ULONG data_len, CK_BYTE
   const CK_ULONG capacity = *signature_len;
   const std::string room = signature == nullptr ? "NULL" : "room for " + std::to_string(capacity);
   return Call("C_Sign", {SessionText(handle), "data " + Hex(bytes), room})
-      .Number(signature_len)
-      .Do(
+      .NumberOutput(signature_len)
+      .Run(
           [&] {
             return InSession(handle, [&](SessionModel& session) -> CK_RV {
               if (!session.signing_key)
-                return Fault(CKR_OPERATION_NOT_INITIALIZED, "C_Sign without C_SignInit");
+                return Violation(CKR_OPERATION_NOT_INITIALIZED, "C_Sign without C_SignInit");
               const CK_ULONG length = session.signing_key->modulus_len();
               *signature_len = length;
-              // Neither a question for the length nor a buffer too small ends the operation
+              // Neither a call for the length nor a buffer that is too small ends the operation
               // (PKCS#11 2.40, section 5.2).
               if (signature == nullptr)
                 return CKR_OK;
@@ -193,4 +193,4 @@ CK_RV C_Sign(CK_SESSION_HANDLE handle, CK_BYTE* data, CK_ULONG data_len, CK_BYTE
           [&] { return LengthText(*signature_len) + " bytes"; });
 }
 
-}  // namespace scripted::calls
+}  // namespace scripted::functions
