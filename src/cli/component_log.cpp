@@ -7,6 +7,7 @@
 #include "cli/terminal/console.h"
 #include "cli/terminal/text.h"
 
+namespace cardcert::cli {
 namespace {
 
 // See logfile.h for the component's levels.
@@ -29,7 +30,7 @@ bool ComponentLog::Configure(const std::optional<int>& level,
                              const std::optional<std::string>& file) {
   if (file) {
     if (!output_.LogToFile(*file)) {
-      Complain("cannot write the log file " + Quoted(*file) + ": " + std::strerror(errno));
+      PrintError("cannot write the log file " + Quoted(*file) + ": " + std::strerror(errno));
       return false;
     }
     output_.SetMaxLevel(level.value_or(kTrace));
@@ -50,7 +51,7 @@ void ComponentLog::Receive(const std::string& message, int level) {
   const bool shown = level <= stderr_level_;
   // Without the reason a user is lost, so it is shown whatever --log-level says.
   if (level <= kProviderUnusable && !shown)
-    Complain(message);
+    PrintError(message);
   else if (level == kFailed)
     problems_.push_back({message, shown});
 }
@@ -62,3 +63,5 @@ std::vector<Problem> ComponentLog::TakeProblems() {
 PinWarning ComponentLog::TakePinWarning() {
   return std::exchange(pin_warning_, PinWarning::kNone);
 }
+
+}  // namespace cardcert::cli

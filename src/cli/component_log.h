@@ -7,6 +7,8 @@
 
 #include "host/logfile.h"
 
+namespace cardcert::cli {
+
 // What the component says of a PIN's tries just before it asks for the PIN.
 enum class PinWarning { kNone, kCountLow, kFinalTry };
 
@@ -44,3 +46,5 @@ class ComponentLog {
   std::vector<Problem> problems_;
   PinWarning pin_warning_ = PinWarning::kNone;
 };
+
+}  // namespace cardcert::cli

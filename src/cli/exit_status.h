@@ -1,6 +1,8 @@
 // What the program's exit status says. Scripts rely on the numbers; --help lists them.
 #pragma once
 
+namespace cardcert::cli {
+
 enum ExitStatus : int {
   kExitSuccess = 0,
   kExitFailed = 1,           // the operation failed
@@ -13,3 +15,5 @@ enum ExitStatus : int {
   kExitPinLocked = 8,        // a PIN is locked
   kExitFinalTryRefused = 9,  // a PIN was held back, since one more wrong one would lock it
 };
+
+}  // namespace cardcert::cli

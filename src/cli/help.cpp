@@ -1,5 +1,7 @@
 #include "cli/help.h"
 
+namespace cardcert::cli {
+
 std::string VersionText() {
   return "cardcert " CARDCERT_VERSION;
 }
@@ -124,3 +126,5 @@ Examples:
       --digest sha512 --encoding base64 --pin-file pin.txt
 )";
 }
+
+}  // namespace cardcert::cli

@@ -3,5 +3,9 @@
 
 #include <string>
 
+namespace cardcert::cli {
+
 std::string HelpText();
 std::string VersionText();
+
+}  // namespace cardcert::cli

@@ -6,6 +6,8 @@
 #include "cli/commands/commands.h"
 #include "cli/terminal/console.h"
 
+using namespace cardcert::cli;
+
 namespace {
 
 ExitStatus Run(const Options& options) {
@@ -25,7 +27,7 @@ ExitStatus Run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  OccupyClosedDescriptors();
+  ReserveStandardDescriptors();
   std::setlocale(LC_CTYPE, "");  // The encoding of file names; numbers keep their point.
   // A provider may talk to a helper process, and standard output to a pipe: either may go away, and
   // is then an error like others.
@@ -34,7 +36,7 @@ int main(int argc, char** argv) {
     const ParsedOptions parsed = ParseOptions(argc, argv);
     return parsed.options ? Run(*parsed.options) : parsed.exit_status;
   } catch (const std::exception& error) {
-    Complain(error.what());
+    PrintError(error.what());
     return kExitFailed;
   }
 }

@@ -12,6 +12,7 @@
 #include "cli/terminal/console.h"
 #include "host/kvutils.h"
 
+namespace cardcert::cli {
 namespace {
 
 // CLI::Range writes its bounds with six decimals, and has nothing against "nan".
@@ -215,14 +216,14 @@ ParsedOptions ParseOptions(int argc, const char* const* argv) {
     parser.Parse(argc, argv);
     return {parser.Take(), kExitSuccess};
   } catch (const CLI::CallForHelp&) {
-    return {std::nullopt, Print(HelpText()) ? kExitSuccess : kExitFailed};
+    return {std::nullopt, PrintData(HelpText()) ? kExitSuccess : kExitFailed};
   } catch (const CLI::CallForVersion&) {
-    return {std::nullopt, Print(VersionText() + "\n") ? kExitSuccess : kExitFailed};
+    return {std::nullopt, PrintData(VersionText() + "\n") ? kExitSuccess : kExitFailed};
   } catch (const CLI::ParseError& error) {
     if (parser.AsksForHelp())
-      return {std::nullopt, Print(HelpText()) ? kExitSuccess : kExitFailed};
-    Complain(parser.Explain(error));
-    Complain("see cardcert --help");
+      return {std::nullopt, PrintData(HelpText()) ? kExitSuccess : kExitFailed};
+    PrintError(parser.Explain(error));
+    PrintHint("see cardcert --help");
     return {std::nullopt, kExitUsage};
   }
 }
@@ -230,3 +231,5 @@ ParsedOptions ParseOptions(int argc, const char* const* argv) {
 std::vector<std::string> KnownWords() {
   return Parser().Words();
 }
+
+}  // namespace cardcert::cli

@@ -7,6 +7,8 @@
 
 #include "cli/pins/pin_source.h"
 
+namespace cardcert::cli {
+
 // What every command that uses a provider understands. Texts are in UTF-8, whatever encoding the
 // command line came in.
 struct ProviderOptions {
@@ -65,3 +67,5 @@ ParsedOptions ParseOptions(int argc, const char* const* argv);
 
 // The names of all options and commands that the parser knows, as they are typed.
 std::vector<std::string> KnownWords();
+
+}  // namespace cardcert::cli

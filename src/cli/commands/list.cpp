@@ -5,19 +5,20 @@
 #include "cli/output/table.h"
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
 namespace {
 
 void ExplainEmptyList(bool had_certificates, bool had_others, const ProviderOptions& provider) {
   if (had_certificates) {
-    Complain("no certificate matches; without --matching all are listed");
+    PrintError("no certificate matches; without --matching all are listed");
     return;
   }
   if (had_others) {
-    Complain("no certificates that can be used");
+    PrintError("no certificates that can be used");
     return;
   }
   const bool shows_each_step = provider.log_level == 5 || provider.log_file;
-  Complain(
+  PrintError(
       std::string(
           "no certificates found: is the card in its reader, and the reader's service running?") +
       (shows_each_step ? "" : " --log-level 5 shows each step"));
@@ -44,10 +45,12 @@ ExitStatus RunList(const ProviderOptions& provider, const ListOptions& options) 
 
   bool printed = true;
   if (options.json)
-    printed = Print(CertificatesAsJson(records, module.GetLibraryPath()));
+    printed = PrintData(CertificatesAsJson(records, module.GetLibraryPath()));
   else if (!records.empty())
-    printed = Print(CertificateTable(records));
+    printed = PrintData(CertificateTable(records));
   if (records.empty())
     ExplainEmptyList(had_certificates, !notes.empty(), provider);
   return printed ? kExitSuccess : kExitFailed;
 }
+
+}  // namespace cardcert::cli

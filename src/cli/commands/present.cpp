@@ -5,10 +5,12 @@
 #include "cli/output/table.h"
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
+
 ExitStatus RunPresent(const ProviderOptions& provider, const PresentOptions& options) {
   const std::optional<Serial> serial = Serial::Parse(options.serial);
   if (!serial) {
-    ComplainAboutSerial(options.serial);
+    PrintInvalidSerial(options.serial);
     return kExitUsage;
   }
   ComponentLog log;
@@ -24,14 +26,17 @@ ExitStatus RunPresent(const ProviderOptions& provider, const PresentOptions& opt
   if (selection.status == kExitAmbiguous)
     return kExitAmbiguous;
   if (selection.record != nullptr && module.CertificatePresent(selection.record->serial))
-    return Print(CertificateLine(*selection.record) + "\n") ? kExitSuccess : kExitFailed;
+    return PrintData(CertificateLine(*selection.record) + "\n") ? kExitSuccess : kExitFailed;
   ShowNotes(Notes(log.TakeProblems()));
   if (IsOnSomeToken(&module, *serial))
-    return Print("a certificate that cannot be used for signing\n") ? kExitSuccess : kExitFailed;
+    return PrintData("a certificate that cannot be used for signing\n") ? kExitSuccess
+                                                                        : kExitFailed;
   if (selection.record == nullptr) {
-    Complain("no token has a certificate with the serial " + Quoted(options.serial));
+    PrintError("no token has a certificate with the serial " + Quoted(options.serial));
   } else {
-    ComplainAboutToken(*selection.record);
+    PrintTokenNotWritable(*selection.record);
   }
   return kExitNoCertificate;
 }
+
+}  // namespace cardcert::cli

@@ -12,15 +12,16 @@
 #include "cli/terminal/console.h"
 #include "host/kvutils.h"
 
+namespace cardcert::cli {
 namespace {
 
-void ComplainAbout(const std::string& option, const std::string& value,
-                   const std::vector<Problem>& reasons) {
+void PrintRefusal(const std::string& option, const std::string& value,
+                  const std::vector<Problem>& reasons) {
   std::string message = option + " " + Quoted(value);
   for (const Problem& reason : reasons)
     message += ": " + reason.message;
-  Complain(message);
-  Complain("see cardcert --help for the form of " + option);
+  PrintError(message);
+  PrintHint("see cardcert --help for the form of " + option);
 }
 
 // The number that `text` is, whole; nothing for any other text, or when it is out of range.
@@ -38,8 +39,8 @@ std::optional<int> WholeNumber(const std::string& text) {
 void WarnOfBlanks(const std::string& filter, const pkcs11_certificate_filter& parsed) {
   for (const auto& [name, value] : parsed.issuer_attributes) {
     if (name.find(' ') != std::string::npos)
-      Complain("note: no attribute has the name " + Quoted(name) + " of --filter " +
-               Quoted(filter) + ", so that no certificate matches");
+      PrintWarning("note: no attribute has the name " + Quoted(name) + " of --filter " +
+                   Quoted(filter) + ", so that no certificate matches");
   }
 }
 
@@ -51,19 +52,19 @@ void WarnOfMisreadKeyUsage(const std::string& filter, int key_usage) {
     return;
   if (WholeNumber(fields.back()))
     return;
-  Complain("note: the key usage " + Quoted(fields.back()) + " of --filter " + Quoted(filter) +
-           " is no number, or out of range: it counts as " + std::to_string(key_usage) +
-           (key_usage == 0 ? ", no requirement" : ""));
+  PrintWarning("note: the key usage " + Quoted(fields.back()) + " of --filter " + Quoted(filter) +
+               " is no number, or out of range: it counts as " + std::to_string(key_usage) +
+               (key_usage == 0 ? ", no requirement" : ""));
 }
 
 bool ApplyNamesAndFilters(const ProviderOptions& options, ComponentLog* log, PKCS11Module* module) {
   if (options.name && !module->SetNameComponents(options.name->c_str())) {
-    ComplainAbout("--name", *options.name, log->TakeProblems());
+    PrintRefusal("--name", *options.name, log->TakeProblems());
     return false;
   }
   for (const std::string& filter : options.filters) {
     if (!module->AddFilter(filter)) {
-      ComplainAbout("--filter", filter, log->TakeProblems());
+      PrintRefusal("--filter", filter, log->TakeProblems());
       return false;
     }
   }
@@ -91,17 +92,17 @@ void ExplainWhatToTryNext(const std::string& path) {
   const std::string fault = FaultOfPath(name);
   const bool exists = access(name.c_str(), F_OK) == 0;
   if (has_folder && !fault.empty())
-    Complain("check the path given with --module: " + fault);
+    PrintError("check the path given with --module: " + fault);
   else if (!has_folder && exists)
-    Complain("a name without a folder is looked for among the system's libraries only: write " +
-             Quoted("./" + path) + " for the file in this folder");
+    PrintError("a name without a folder is looked for among the system's libraries only: write " +
+               Quoted("./" + path) + " for the file in this folder");
   else
-    Complain(
+    PrintError(
         std::string("check that --module names the PKCS#11 library of the card") +
         (has_folder ? "" : " (without a folder it is looked for among the system's libraries)") +
         ", and that what this library needs is there: its configuration file, its daemon, the card"
         " reader's service");
-  Complain("libraries of this kind are often in /usr/lib/*/pkcs11/ or named *pkcs11*.so");
+  PrintHint("libraries of this kind are often in /usr/lib/*/pkcs11/ or named *pkcs11*.so");
 }
 
 bool StartsWith(const std::string& text, const std::string& prefix) {
@@ -125,7 +126,7 @@ std::string Explanation(const std::string& problem) {
 
 ExitStatus OpenProvider(const ProviderOptions& options, ComponentLog* log, PKCS11Module* module) {
   if (options.module.empty()) {  // dlopen would take it for the program itself.
-    Complain("--module is empty");
+    PrintError("--module is empty");
     return kExitUsage;
   }
   if (!ApplyNamesAndFilters(options, log, module) ||
@@ -162,7 +163,7 @@ std::vector<std::string> Notes(const std::vector<Problem>& problems) {
 
 void ShowNotes(const std::vector<std::string>& notes) {
   for (const std::string& note : notes)
-    Complain("note: " + note);
+    PrintWarning("note: " + note);
 }
 
 std::optional<std::list<pkcs11_certificate>> ListCertificates(ComponentLog* log,
@@ -176,12 +177,14 @@ std::optional<std::list<pkcs11_certificate>> ListCertificates(ComponentLog* log,
       return records;
   }
   ShowNotes(Notes(log->TakeProblems()));
-  ComplainAboutSlots();
+  PrintSlotListError();
   return std::nullopt;
 }
 
-void ComplainAboutSlots() {
-  Complain(
+void PrintSlotListError() {
+  PrintError(
       "the provider could not list its slots: is what it needs running, its daemon or the card"
       " reader's service?");
 }
+
+}  // namespace cardcert::cli

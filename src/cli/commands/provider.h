@@ -11,6 +11,8 @@
 #include "cli/options.h"
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::cli {
+
 // Sets the naming specification and the filters, starts the log and loads the provider, in this
 // order: nothing is written or loaded before the whole command line is known to be good. Any other
 // result than kExitSuccess has been complained about.
@@ -28,4 +30,6 @@ std::optional<std::list<pkcs11_certificate>> ListCertificates(ComponentLog* log,
                                                               PKCS11Module* module);
 
 // Complains that the provider could not list its slots.
-void ComplainAboutSlots();
+void PrintSlotListError();
+
+}  // namespace cardcert::cli

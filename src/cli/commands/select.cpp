@@ -9,6 +9,7 @@
 #include "cli/terminal/text.h"
 #include "host/certificate.h"
 
+namespace cardcert::cli {
 namespace {
 
 struct CertificateFree {
@@ -54,37 +55,38 @@ Selection SelectCertificate(const std::list<pkcs11_certificate>& records, const 
     return {nullptr, kExitNoCertificate, false};
   if (found.size() == 1)
     return {found.front(), kExitSuccess, all.size() > 1};
-  Complain("several different certificates have this serial:");
+  PrintError("several different certificates have this serial:");
   for (const pkcs11_certificate* record : found)
-    Complain(Told(*record));
-  Complain("only the one that is meant may be there: remove the others, or their tokens");
+    PrintError(Told(*record));
+  PrintError("only the one that is meant may be there: remove the others, or their tokens");
   return {nullptr, kExitAmbiguous, false};
 }
 
 ExitStatus CheckThatItSigns(PKCS11Module* module, const pkcs11_certificate& record) {
   const OwnedCertificate first = FirstWith(record.serial, module);
   if (first == nullptr) {
-    ComplainAboutToken(record);
+    PrintTokenNotWritable(record);
     return kExitFailed;
   }
   if (HasKeyOf(first.get(), record))
     return kExitSuccess;
   char subject[16834] = {};
   cert_subject(first.get(), subject, sizeof subject);
-  Complain("several different certificates have this serial:");
-  Complain(std::string("  ") + subject + "  (without an RSA key that could be used)");
-  Complain(Told(record));
-  Complain("the first is in the way of the second: remove its token, or take it off the token");
+  PrintError("several different certificates have this serial:");
+  PrintError(std::string("  ") + subject + "  (without an RSA key that could be used)");
+  PrintError(Told(record));
+  PrintError("the first is in the way of the second: remove its token, or take it off the token");
   return kExitAmbiguous;
 }
 
-void ComplainAboutToken(const pkcs11_certificate& record) {
-  Complain("the certificate is listed, but its token cannot be opened for reading and writing:");
-  Complain("  " + CertificateLine(record));
+void PrintTokenNotWritable(const pkcs11_certificate& record) {
+  PrintError("the certificate is listed, but its token cannot be opened for reading and writing:");
+  PrintError("  " + CertificateLine(record));
 }
 
-void ComplainAboutSerial(const std::string& text) {
-  Complain(Quoted(text) + " is no serial number: give hexadecimal digits, as cardcert list shows");
+void PrintInvalidSerial(const std::string& text) {
+  PrintError(Quoted(text) +
+             " is no serial number: give hexadecimal digits, as cardcert list shows");
 }
 
 bool IsOnSomeToken(PKCS11Module* module, const Serial& serial) {
@@ -93,3 +95,5 @@ bool IsOnSomeToken(PKCS11Module* module, const Serial& serial) {
     return module->CertificatePresent(spelling);
   });
 }
+
+}  // namespace cardcert::cli

@@ -4,9 +4,11 @@
 #include <list>
 #include <string>
 
-#include "cli/commands/serials.h"
+#include "cli/certificates/serials.h"
 #include "cli/exit_status.h"
 #include "pkcs11/pkcs11.h"
+
+namespace cardcert::cli {
 
 struct Selection {
   const pkcs11_certificate* record = nullptr;  // null: `status` says why
@@ -26,11 +28,13 @@ Selection SelectCertificate(const std::list<pkcs11_certificate>& records, const 
 ExitStatus CheckThatItSigns(PKCS11Module* module, const pkcs11_certificate& record);
 
 // Complains that a listed certificate is on a token that cannot be opened for reading and writing.
-void ComplainAboutToken(const pkcs11_certificate& record);
+void PrintTokenNotWritable(const pkcs11_certificate& record);
 
 // Complains that `text` is no serial number.
-void ComplainAboutSerial(const std::string& text);
+void PrintInvalidSerial(const std::string& text);
 
 // Whether the component finds the serial on a token, be it in a certificate that it cannot
 // describe (one without an RSA key).
 bool IsOnSomeToken(PKCS11Module* module, const Serial& serial);
+
+}  // namespace cardcert::cli

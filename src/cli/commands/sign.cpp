@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
+#include "cli/certificates/describe.h"
 #include "cli/commands/commands.h"
-#include "cli/commands/describe.h"
 #include "cli/commands/provider.h"
 #include "cli/commands/select.h"
 #include "cli/commands/sign_failure.h"
@@ -17,6 +17,7 @@
 #include "cli/signature/rsa_check.h"
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -34,8 +35,8 @@ bool ReadGivenPins(const SignOptions& options, GivenPins* pins) {
   bool good = true;
   for (const Given& given : all) {
     if (options.in == "-" && ReadsStandardInput(given.source)) {
-      Complain(std::string(given.option) +
-               "-file is standard input, which is to be signed: use --in FILE");
+      PrintError(std::string(given.option) +
+                 "-file is standard input, which is to be signed: use --in FILE");
       good = false;
     }
     if (good && given.source.given())
@@ -59,7 +60,7 @@ bool IsNoInput(const OutputFile& output, const ProviderOptions& provider,
         Used{"--so-pin-file", options.so_pin.file}, Used{"--new-pin-file", options.new_pin.file},
         Used{"--log-file", provider.log_file}}) {
     if (used.path && output.Replaces(*used.path)) {
-      Complain(std::string("--out is the file of ") + used.option + ", which would be lost");
+      PrintError(std::string("--out is the file of ") + used.option + ", which would be lost");
       return false;
     }
   }
@@ -78,13 +79,13 @@ ExitStatus ExplainMissing(const SignOptions& options, const Serial& serial, PKCS
                           ComponentLog* log) {
   ShowNotes(Notes(log->TakeProblems()));
   if (IsOnSomeToken(module, serial)) {
-    Complain(
+    PrintError(
         "the certificate is there, but it cannot be used: it has no RSA key, or cannot be"
         " read whole");
     return kExitFailed;
   }
-  Complain("no token has a certificate with the serial " + Quoted(options.serial) +
-           "; cardcert list shows those there are");
+  PrintError("no token has a certificate with the serial " + Quoted(options.serial) +
+             "; cardcert list shows those there are");
   return kExitNoCertificate;
 }
 
@@ -108,7 +109,8 @@ Result Sign(PKCS11Module* module, const pkcs11_certificate& record, const Bytes&
     return {ExplainFailure(*answers, log->TakeProblems()), {}};
   signature.resize(length);
   if (!IsSignatureOn(data, signature, record)) {
-    Complain("the token's signature does not fit the certificate's public key; nothing is written");
+    PrintError(
+        "the token's signature does not fit the certificate's public key; nothing is written");
     return {kExitFailed, {}};
   }
   return {kExitSuccess, std::move(signature)};
@@ -122,18 +124,18 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
     return kExitUsage;
   const std::optional<Serial> serial = Serial::Parse(options.serial);
   if (!serial) {
-    ComplainAboutSerial(options.serial);
+    PrintInvalidSerial(options.serial);
     return kExitUsage;
   }
   const OutputFile output(options.out);
   if (!output.Check() || !IsNoInput(output, provider, options))
     return kExitUsage;
   if (options.encoding == "raw" && output.IsTerminal()) {
-    Complain("a raw signature is not for a terminal: use --out FILE or --encoding base64");
+    PrintError("a raw signature is not for a terminal: use --out FILE or --encoding base64");
     return kExitUsage;
   }
   if (options.in == "-" && isatty(STDIN_FILENO))
-    Complain("what is to be signed is read from the terminal, up to Ctrl-D; --in takes a file");
+    PrintError("what is to be signed is read from the terminal, up to Ctrl-D; --in takes a file");
   const std::optional<Bytes> data = ReadDataToSign(options.in, options.digest);
   if (!data)
     return kExitUsage;
@@ -156,14 +158,15 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
   if (usable != kExitSuccess)
     return usable;
   if (selection.has_copies)
-    Complain(
+    PrintError(
         "note: the certificate is there more than once; the key and the PIN are those of the"
         " one in " +
         Quoted(selection.record->slot_description));
   if (data->size() > MaxDataLength(*selection.record)) {
-    Complain("with --digest " + options.digest + " " + std::to_string(data->size()) +
-             " bytes are to be signed; a key of " + std::to_string(KeyBits(*selection.record)) +
-             " bits takes at most " + std::to_string(MaxDataLength(*selection.record)) + " bytes");
+    PrintError("with --digest " + options.digest + " " + std::to_string(data->size()) +
+               " bytes are to be signed; a key of " + std::to_string(KeyBits(*selection.record)) +
+               " bits takes at most " + std::to_string(MaxDataLength(*selection.record)) +
+               " bytes");
     return kExitFailed;
   }
 
@@ -174,3 +177,5 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
     return result.status;
   return output.Write(Encode(result.signature, options.encoding)) ? kExitSuccess : kExitFailed;
 }
+
+}  // namespace cardcert::cli

@@ -4,6 +4,7 @@
 
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
 namespace {
 
 struct Meaning {
@@ -54,12 +55,14 @@ ExitStatus ExplainFailure(const PinAnswers& answers, const std::vector<Problem>&
     for (const auto& [message, shown] : problems) {
       const std::string meaning = MeaningOf(message);
       if (!shown)
-        Complain(message + (meaning.empty() ? "" : ": " + meaning));
+        PrintError(message + (meaning.empty() ? "" : ": " + meaning));
       else if (!meaning.empty())
-        Complain(meaning);
+        PrintError(meaning);
     }
   }
-  Complain(answers.cancelled_by_user() ? "cancelled, nothing was signed"
-                                       : Sentence(pin_failure.value_or(kExitFailed)));
+  PrintError(answers.cancelled_by_user() ? "cancelled, nothing was signed"
+                                         : Sentence(pin_failure.value_or(kExitFailed)));
   return pin_failure.value_or(kExitFailed);
 }
+
+}  // namespace cardcert::cli

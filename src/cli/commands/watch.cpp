@@ -8,14 +8,15 @@
 #include <sstream>
 #include <utility>
 
+#include "cli/certificates/serials.h"
 #include "cli/commands/commands.h"
 #include "cli/commands/provider.h"
-#include "cli/commands/serials.h"
 #include "cli/output/json.h"
 #include "cli/output/table.h"
 #include "cli/terminal/console.h"
 #include "cli/terminal/signal_pipe.h"
 
+namespace cardcert::cli {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -85,9 +86,9 @@ class Watch {
     known_ = std::move(*listed);
     TakeNotes();
     if (!options_.json) {
-      const bool printed = known_.empty() || Print(CertificateTable(known_));
+      const bool printed = known_.empty() || PrintData(CertificateTable(known_));
       if (known_.empty())
-        Complain("no certificates yet; watching");
+        PrintError("no certificates yet; watching");
       return printed;
     }
     return Show("present", "", known_);
@@ -104,7 +105,7 @@ class Watch {
     if (state_ == State::kFailedOnce)
       return true;  // In the middle of a change, perhaps.
     if (state_ == State::kGone && before != state_)
-      ComplainAboutSlots();
+      PrintSlotListError();
     const Records removed = Difference(known_, now);
     const Records added = Difference(now, known_);
     known_ = std::move(now);
@@ -119,7 +120,7 @@ class Watch {
       std::ostringstream message;
       message << "the provider has reported no events so far: listing again every "
               << looks * options_.interval << " seconds";
-      Complain(message.str());
+      PrintError(message.str());
       has_said_so_ = true;
     }
     return Clock::now() - listed_at_ >= kListAgain;
@@ -154,7 +155,7 @@ class Watch {
       else
         text += sign + CertificateLine(record) + "\n";
     }
-    return text.empty() || Print(text);
+    return text.empty() || PrintData(text);
   }
 
   enum class Event { kTime, kSignal, kOutputGone };
@@ -197,3 +198,5 @@ ExitStatus RunWatch(const ProviderOptions& provider, const WatchOptions& options
   SignalPipe signals({SIGINT, SIGTERM, SIGHUP}, true);
   return Watch(options, &log, &module).Run(&signals);
 }
+
+}  // namespace cardcert::cli

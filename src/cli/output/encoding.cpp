@@ -4,6 +4,7 @@
 
 #include "cli/terminal/text.h"
 
+namespace cardcert::cli {
 namespace {
 
 std::string Base64Lines(const std::vector<unsigned char>& bytes) {
@@ -33,3 +34,5 @@ std::string Encode(const std::vector<unsigned char>& bytes, const std::string& e
     return Base64Lines(bytes);
   return std::string(bytes.begin(), bytes.end());
 }
+
+}  // namespace cardcert::cli

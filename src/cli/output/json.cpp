@@ -2,10 +2,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "cli/commands/describe.h"
-#include "cli/commands/key_usage.h"
+#include "cli/certificates/describe.h"
+#include "cli/certificates/key_usage.h"
 #include "cli/terminal/text.h"
 
+namespace cardcert::cli {
 namespace {
 
 using nlohmann::ordered_json;
@@ -45,3 +46,5 @@ std::string EventAsJsonLine(const std::string& event, const pkcs11_certificate& 
                             const std::string& module) {
   return Dump({{"event", event}, {"certificate", Certificate(record, module)}}, -1);
 }
+
+}  // namespace cardcert::cli

@@ -7,6 +7,8 @@
 
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::cli {
+
 // An array of one object a certificate, on several lines. `module` is the provider's path.
 std::string CertificatesAsJson(const std::list<pkcs11_certificate>& records,
                                const std::string& module);
@@ -14,3 +16,5 @@ std::string CertificatesAsJson(const std::list<pkcs11_certificate>& records,
 // One line: {"event":"...","certificate":{...}}.
 std::string EventAsJsonLine(const std::string& event, const pkcs11_certificate& record,
                             const std::string& module);
+
+}  // namespace cardcert::cli

@@ -14,6 +14,7 @@
 
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
 namespace {
 
 std::string FolderOf(const std::string& path) {
@@ -137,7 +138,7 @@ bool OutputFile::IsTerminal() const {
 
 bool OutputFile::Write(std::string_view data) const {
   if (path_ == "-")
-    return Print(data);
+    return PrintData(data);
   struct stat info = {};
   if (stat(target_.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
     return WriteInPlace(data);
@@ -167,6 +168,8 @@ bool OutputFile::WriteInPlace(std::string_view data) const {
 }
 
 bool OutputFile::Fail(const char* what) const {
-  Complain(std::string(what) + " " + Quoted(path_) + ": " + std::strerror(errno));
+  PrintError(std::string(what) + " " + Quoted(path_) + ": " + std::strerror(errno));
   return false;
 }
+
+}  // namespace cardcert::cli

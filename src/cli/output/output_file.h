@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+namespace cardcert::cli {
+
 class OutputFile {
  public:
   // "-" and "/dev/stdout" are standard output.
@@ -33,3 +35,5 @@ class OutputFile {
   std::string path_;    // as given
   std::string target_;  // where links end
 };
+
+}  // namespace cardcert::cli

@@ -4,10 +4,11 @@
 #include <array>
 #include <vector>
 
-#include "cli/commands/describe.h"
-#include "cli/commands/key_usage.h"
+#include "cli/certificates/describe.h"
+#include "cli/certificates/key_usage.h"
 #include "cli/terminal/text.h"
 
+namespace cardcert::cli {
 namespace {
 
 // Free text is cut, so that one certificate cannot push the others off the screen. Serials are
@@ -67,3 +68,5 @@ std::string CertificateLine(const pkcs11_certificate& record) {
          (record.is_ca ? "  CA" : "") + (record.matches_filter ? "" : "  (filtered out)") + "  " +
          cells[6];
 }
+
+}  // namespace cardcert::cli

@@ -2,6 +2,8 @@
 
 #include "cli/pins/pin_words.h"
 
+namespace cardcert::cli {
+
 bool PinAnswers::AskCallback(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length,
                              void* data) {
   auto* const answers = static_cast<PinAnswers*>(data);
@@ -24,3 +26,5 @@ std::optional<ExitStatus> PinAnswers::Failure() const {
     return std::nullopt;
   return *last_error_ == PIN_ERROR_LOCKED ? kExitPinLocked : kExitPinWrong;
 }
+
+}  // namespace cardcert::cli

@@ -7,6 +7,8 @@
 #include "cli/exit_status.h"
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::cli {
+
 class PinAnswers {
  public:
   virtual ~PinAnswers() = default;
@@ -43,3 +45,5 @@ class PinAnswers {
   bool cancelled_by_user_ = false;
   std::optional<pkcs11_pin_error> last_error_;
 };
+
+}  // namespace cardcert::cli

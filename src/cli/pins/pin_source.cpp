@@ -11,6 +11,7 @@
 
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
 namespace {
 
 constexpr char kVariablePrefix[] = "env:";
@@ -102,9 +103,9 @@ std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& opti
   const char* const variable = VariableName(source);
   // What follows --pin is not repeated in a message: it may be the PIN itself.
   if (!source.file && variable == nullptr) {
-    Complain(option +
-             " takes env:NAME, the name of an environment variable, since others can read" +
-             " a command line; " + option + "-file takes a file");
+    PrintError(option +
+               " takes env:NAME, the name of an environment variable, since others can read" +
+               " a command line; " + option + "-file takes a file");
     return nullptr;
   }
 
@@ -118,8 +119,9 @@ std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& opti
   if (fault == nullptr)
     return pin;
   // Nor is the name, here: with a PIN in its place there is no such file, and no such variable.
-  Complain("no PIN from the " +
-           (source.file ? "file of " + option + "-file" : "variable of " + option) + ": " + fault);
+  PrintError("no PIN from the " +
+             (source.file ? "file of " + option + "-file" : "variable of " + option) + ": " +
+             fault);
   return nullptr;
 }
 
@@ -139,3 +141,5 @@ void ForgetPinVariable(const PinSource& source) {
   explicit_bzero(value, std::strlen(value));
   unsetenv(name);
 }
+
+}  // namespace cardcert::cli

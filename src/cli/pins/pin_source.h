@@ -8,6 +8,8 @@
 
 #include "cli/terminal/secret.h"
 
+namespace cardcert::cli {
+
 // One kind of PIN as the command line gives it: at most one of the two.
 struct PinSource {
   std::optional<std::string> variable;  // "env:NAME"
@@ -27,3 +29,5 @@ bool ReadsStandardInput(const PinSource& source);
 // Overwrites the source's environment variable and removes it, so that neither the provider nor
 // anything it starts inherits the PIN. Nothing for a file.
 void ForgetPinVariable(const PinSource& source);
+
+}  // namespace cardcert::cli

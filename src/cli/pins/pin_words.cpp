@@ -1,5 +1,7 @@
 #include "cli/pins/pin_words.h"
 
+namespace cardcert::cli {
+
 const char* PinName(pkcs11_pin_type type) {
   switch (type) {
     case PIN_TYPE_USER:
@@ -31,3 +33,5 @@ const char* PinErrorText(pkcs11_pin_type type, pkcs11_pin_error error) {
     return "the token refused the PIN";
   return kTexts[type][error];
 }
+
+}  // namespace cardcert::cli

@@ -3,6 +3,8 @@
 
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::cli {
+
 // What a script has to give when the PIN is locked.
 inline constexpr const char* kHowToUnlock =
     "to unlock it, give the SO PIN (PUK) and a new PIN as well, with --so-pin-file and"
@@ -16,3 +18,5 @@ const char* PinName(pkcs11_pin_type type);
 
 // A sentence for what the component reports.
 const char* PinErrorText(pkcs11_pin_type type, pkcs11_pin_error error);
+
+}  // namespace cardcert::cli

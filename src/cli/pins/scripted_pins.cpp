@@ -3,6 +3,7 @@
 #include "cli/pins/pin_words.h"
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
 namespace {
 
 // The option that the PIN comes with.
@@ -35,12 +36,12 @@ bool ScriptedPins::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned lon
     return OfferOnce(type, pins_.user.get(), &offered_.user, buffer, length);
   log_.TakePinWarning();  // Of the PIN that has been replaced.
   if (!offered_.new_user_login)
-    Complain(kUnlocked);
+    PrintError(kUnlocked);
   return OfferOnce(type, pins_.new_user.get(), &offered_.new_user_login, buffer, length);
 }
 
 void ScriptedPins::Tell(const char* text) {
-  Complain(text);
+  PrintError(text);
 }
 
 bool ScriptedPins::ConsentToUnlock() {
@@ -77,6 +78,8 @@ bool ScriptedPins::OfferOnce(pkcs11_pin_type type, Secret* pin, bool* offered,
 }
 
 bool ScriptedPins::HoldBack(ExitStatus why, const std::string& reason) {
-  Complain(reason);
+  PrintError(reason);
   return Refuse(why);
 }
+
+}  // namespace cardcert::cli

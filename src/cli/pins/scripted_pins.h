@@ -8,6 +8,8 @@
 #include "cli/pins/pin_answers.h"
 #include "cli/terminal/secret.h"
 
+namespace cardcert::cli {
+
 // The PINs that were given with the command; null for one that was not.
 struct GivenPins {
   std::unique_ptr<Secret> user;
@@ -43,3 +45,5 @@ class ScriptedPins : public PinAnswers {
   Offers offered_;
   ComponentLog& log_;
 };
+
+}  // namespace cardcert::cli

@@ -3,12 +3,14 @@
 #include "cli/pins/pin_words.h"
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
+
 bool TerminalPins::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
   if (!HasTerminal()) {
     const bool unlocks = type == PIN_TYPE_UNLOCK;
-    Complain(unlocks ? kHowToUnlock
-                     : "the token asks for a PIN, and there is no terminal to ask for it; use"
-                       " --pin-file or --pin env:NAME");
+    PrintError(unlocks ? kHowToUnlock
+                       : "the token asks for a PIN, and there is no terminal to ask for it; use"
+                         " --pin-file or --pin env:NAME");
     return Refuse(unlocks ? kExitPinLocked : kExitCancelled);
   }
   if (type == PIN_TYPE_UNLOCK)
@@ -28,7 +30,7 @@ void TerminalPins::Tell(const char* text) {
   if (terminal_ != nullptr)
     terminal_->Say(std::string("cardcert: ") + text);
   else
-    Complain(text);
+    PrintError(text);
 }
 
 bool TerminalPins::HasTerminal() {
@@ -103,3 +105,5 @@ bool TerminalPins::AskOnce(const std::string& prompt, Secret* pin) {
     terminal_->Say("No PIN is longer than 128 bytes.");
   }
 }
+
+}  // namespace cardcert::cli

@@ -8,6 +8,8 @@
 #include "cli/pins/pin_answers.h"
 #include "cli/terminal/terminal.h"
 
+namespace cardcert::cli {
+
 class TerminalPins : public PinAnswers {
  public:
   // `subject` says which certificate on which token the PIN is for.
@@ -31,3 +33,5 @@ class TerminalPins : public PinAnswers {
   ComponentLog& log_;
   std::unique_ptr<Terminal> terminal_;
 };
+
+}  // namespace cardcert::cli

@@ -10,6 +10,7 @@
 
 #include "cli/terminal/console.h"
 
+namespace cardcert::cli {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -68,7 +69,7 @@ bool ReadFile(const std::string& path,
     wanted = consume(piece, length);
   }
   if (!read_whole)
-    Complain("cannot read " + NameOf(path) + ": " + std::strerror(errno));
+    PrintError("cannot read " + NameOf(path) + ": " + std::strerror(errno));
   return read_whole && wanted;
 }
 
@@ -78,7 +79,7 @@ std::optional<Bytes> ReadPlain(const std::string& path) {
     data.insert(data.end(), piece, piece + length);
     if (data.size() <= kMaxPlainLength)
       return true;
-    Complain(NameOf(path) + " is too long to be signed without a digest");
+    PrintError(NameOf(path) + " is too long to be signed without a digest");
     return false;
   });
   return read ? std::optional(data) : std::nullopt;
@@ -102,7 +103,7 @@ std::optional<Bytes> ReadHashed(const std::string& path, const Digest& digest) {
   unsigned char hash[EVP_MAX_MD_SIZE];
   unsigned int hash_len = 0;
   if (!good || EVP_DigestFinal_ex(context.get(), hash, &hash_len) != 1) {
-    Complain(std::string("the digest ") + digest.name + " is not available");
+    PrintError(std::string("the digest ") + digest.name + " is not available");
     return std::nullopt;
   }
   Bytes digest_info = digest.prefix;
@@ -131,3 +132,5 @@ std::optional<std::vector<unsigned char>> ReadDataToSign(const std::string& path
   }
   return ReadPlain(path);
 }
+
+}  // namespace cardcert::cli

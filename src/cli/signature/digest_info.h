@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace cardcert::cli {
+
 // The names that --digest takes, "none" among them.
 const std::vector<std::string>& DigestNames();
 
@@ -14,3 +16,5 @@ const std::vector<std::string>& DigestNames();
 // for any key.
 std::optional<std::vector<unsigned char>> ReadDataToSign(const std::string& path,
                                                          const std::string& digest);
+
+}  // namespace cardcert::cli

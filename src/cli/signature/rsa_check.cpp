@@ -8,6 +8,7 @@
 
 #include <memory>
 
+namespace cardcert::cli {
 namespace {
 
 struct Free {
@@ -68,3 +69,5 @@ bool IsSignatureOn(const std::vector<unsigned char>& data,
   recovered.resize(length);
   return recovered == data;
 }
+
+}  // namespace cardcert::cli

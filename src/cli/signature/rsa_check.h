@@ -6,6 +6,8 @@
 
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::cli {
+
 // The longest data that the certificate's key can sign (RFC 8017, section 9.2, step 3).
 std::size_t MaxDataLength(const pkcs11_certificate& record);
 
@@ -13,3 +15,5 @@ std::size_t MaxDataLength(const pkcs11_certificate& record);
 // signed as it is) by the key of the certificate.
 bool IsSignatureOn(const std::vector<unsigned char>& data,
                    const std::vector<unsigned char>& signature, const pkcs11_certificate& record);
+
+}  // namespace cardcert::cli

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 
+namespace cardcert::cli {
+
 // Room for one PIN, cleared on every way out of its scope and never copied by accident. It does
 // not move either, so that there is only one place to clear; explicit_bzero, because the optimiser
 // drops a memset nobody reads after.
@@ -61,3 +63,5 @@ class Secret {
   std::size_t length_ = 0;
   bool too_long_ = false;
 };
+
+}  // namespace cardcert::cli

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+namespace cardcert::cli {
 namespace {
 
 volatile sig_atomic_t write_end = -1;
@@ -50,3 +51,5 @@ int SignalPipe::Take() {
   unsigned char signal = 0;
   return read(ends_[0], &signal, 1) == 1 ? signal : 0;
 }
+
+}  // namespace cardcert::cli

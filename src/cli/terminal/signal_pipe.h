@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+namespace cardcert::cli {
+
 // While it lives the signals are not acted on, but can be read from a pipe. Signals that the
 // program was started with as ignored (nohup, a background job) stay so. One at a time.
 //
@@ -31,3 +33,5 @@ class SignalPipe {
   int ends_[2] = {-1, -1};
   std::vector<std::pair<int, struct sigaction>> previous_;
 };
+
+}  // namespace cardcert::cli

@@ -11,6 +11,7 @@
 #include "cli/terminal/signal_pipe.h"
 #include "cli/terminal/text.h"
 
+namespace cardcert::cli {
 namespace {
 
 // While it lives the terminal can be set and written to from the background, too, where SIGTTOU
@@ -149,3 +150,5 @@ Terminal::Answer Terminal::Ask(const std::string& prompt, bool echo, Secret* lin
     raise(signal);
   }
 }
+
+}  // namespace cardcert::cli

@@ -6,6 +6,8 @@
 
 #include "cli/terminal/secret.h"
 
+namespace cardcert::cli {
+
 class SignalPipe;
 
 class Terminal {
@@ -40,3 +42,5 @@ class Terminal {
 
   int descriptor_;
 };
+
+}  // namespace cardcert::cli

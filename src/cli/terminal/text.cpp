@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <iterator>
 
+namespace cardcert::cli {
 namespace {
 
 // Certificates are UTF-8 whatever the user's locale is, so characters are read in one that is.
@@ -152,3 +153,5 @@ std::string Hex(const unsigned char* bytes, std::size_t length) {
   }
   return text;
 }
+
+}  // namespace cardcert::cli

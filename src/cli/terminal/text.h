@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace cardcert::cli {
+
 // `text` (UTF-8) such that it stays on its line and cannot steer a terminal: control characters,
 // line separators and invisible characters that reorder or hide text stand as \u{HEX}, control
 // characters of ASCII and bytes that are no UTF-8 as \xHH.
@@ -22,3 +24,5 @@ std::string CutToWidth(std::string escaped, std::size_t columns);
 
 // Bytes as lower-case hexadecimal, two digits each.
 std::string Hex(const unsigned char* bytes, std::size_t length);
+
+}  // namespace cardcert::cli

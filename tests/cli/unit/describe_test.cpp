@@ -1,12 +1,13 @@
-#include "cli/commands/describe.h"
+#include "cli/certificates/describe.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/commands/key_usage.h"
+#include "cli/certificates/key_usage.h"
 #include "cli/output/json.h"
 #include "cli/output/table.h"
 
+namespace cardcert::cli {
 namespace {
 
 using testing::ElementsAre;
@@ -117,3 +118,4 @@ TEST(JsonTest, WritesAnEventOnOneLine) {
 }
 
 }  // namespace
+}  // namespace cardcert::cli

@@ -6,6 +6,7 @@
 #include "cli/temp_folder.h"
 #include "cli/terminal/text.h"
 
+namespace cardcert::cli {
 namespace {
 
 struct Known {
@@ -74,3 +75,4 @@ TEST(EncodingTest, WritesRawHexAndBase64) {
 }
 
 }  // namespace
+}  // namespace cardcert::cli

@@ -9,6 +9,7 @@
 #include "cli/options.h"
 #include "cli/terminal/text.h"
 
+namespace cardcert::cli {
 namespace {
 
 using testing::Contains;
@@ -36,3 +37,4 @@ TEST(HelpTest, FitsIn80Columns) {
 }
 
 }  // namespace
+}  // namespace cardcert::cli

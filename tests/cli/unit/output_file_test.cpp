@@ -11,6 +11,7 @@
 
 #include "cli/temp_folder.h"
 
+namespace cardcert::cli {
 namespace {
 
 class OutputFileTest : public testing::Test {
@@ -152,3 +153,4 @@ TEST_F(OutputFileTest, KeepsTheOldFileIfTheDiskIsFull) {
 }
 
 }  // namespace
+}  // namespace cardcert::cli

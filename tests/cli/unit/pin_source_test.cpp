@@ -11,6 +11,7 @@
 
 #include "cli/temp_folder.h"
 
+namespace cardcert::cli {
 namespace {
 
 using testing::HasSubstr;
@@ -164,3 +165,4 @@ TEST(SecretTest, ClearsItsMemoryOnDestruction) {
 }
 
 }  // namespace
+}  // namespace cardcert::cli

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 
+namespace cardcert::cli {
 namespace {
 
 TEST(PinWordsTest, NamesEveryTypeAndError) {
@@ -20,3 +21,4 @@ TEST(PinWordsTest, NamesEveryTypeAndError) {
 }
 
 }  // namespace
+}  // namespace cardcert::cli

@@ -1,8 +1,9 @@
-#include "cli/commands/serials.h"
+#include "cli/certificates/serials.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+namespace cardcert::cli {
 namespace {
 
 using testing::ElementsAre;
@@ -88,3 +89,4 @@ TEST(SerialTest, DistinguishesCertificatesByKeySubjectAndUsage) {
 }
 
 }  // namespace
+}  // namespace cardcert::cli

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace cardcert::cli {
 namespace {
 
 struct Escape {
@@ -69,3 +70,4 @@ TEST(TextTest, WritesHexadecimal) {
 }
 
 }  // namespace
+}  // namespace cardcert::cli

@@ -1,9 +1,10 @@
-#include "cli/commands/serials.h"
+#include "cli/certificates/serials.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
+namespace cardcert::cli {
 namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdef";
@@ -90,3 +91,5 @@ std::vector<const pkcs11_certificate*> WithoutCopies(
   }
   return different;
 }
+
+}  // namespace cardcert::cli

@@ -1,5 +1,6 @@
-#include "cli/commands/key_usage.h"
+#include "cli/certificates/key_usage.h"
 
+namespace cardcert::cli {
 namespace {
 
 struct Usage {
@@ -38,3 +39,5 @@ std::string KeyUsageText(int key_usage) {
     text += (text.empty() ? "" : ", ") + name;
   return text.empty() ? "none" : text;
 }
+
+}  // namespace cardcert::cli

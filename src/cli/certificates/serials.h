@@ -8,6 +8,8 @@
 
 #include "pkcs11/pkcs11.h"
 
+namespace cardcert::cli {
+
 // A serial number that somebody typed or pasted: hexadecimal, upper or lower case, with or without
 // "0x", colons between bytes and leading zeros.
 class Serial {
@@ -36,3 +38,5 @@ bool SameCertificate(const pkcs11_certificate& a, const pkcs11_certificate& b);
 // One record for each different certificate of `records`.
 std::vector<const pkcs11_certificate*> WithoutCopies(
     const std::vector<const pkcs11_certificate*>& records);
+
+}  // namespace cardcert::cli

@@ -1,4 +1,6 @@
-#include "cli/commands/describe.h"
+#include "cli/certificates/describe.h"
+
+namespace cardcert::cli {
 
 std::string NameText(const pkcs11_certificate& record) {
   std::string text;
@@ -13,3 +15,5 @@ std::string NameText(const pkcs11_certificate& record) {
 unsigned long KeyBits(const pkcs11_certificate& record) {
   return record.modulus_len * 8 & ~15UL;
 }
+
+}  // namespace cardcert::cli
