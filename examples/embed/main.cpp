@@ -5,8 +5,8 @@
 #include "pkcs11/pkcs11.h"
 
 int main(int argc, char** argv) {
-  logfile.LogToStandardError();  // why something is missing
-  logfile.SetMaxLevel(3);        // and no tracing
+  logfile.LogToStandardError();  // Shows why a certificate is missing.
+  logfile.SetMaxLevel(3);        // Leaves out tracing.
   PKCS11Module module;
   module.SetNameComponents("subject_commonName");
   if (argc != 2 || module.Open(argv[1]) != 0)

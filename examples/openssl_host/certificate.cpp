@@ -1,13 +1,13 @@
-// host/certificate.h over libcrypto: how a host program binds the certificate library it already
-// has. Build the component with this file instead of the one that comes with it, and link
-// libcrypto.
+// Implements host/certificate.h with libcrypto: an example of how a host program uses the
+// certificate library it already has. Build the component with this file in place of
+// src/host/certificate.cpp and link libcrypto.
 //
-// Written for the component, which asks only records that hold a certificate and passes no null
-// pointer: such arguments are not checked here.
+// The component never passes a null pointer or a record without a certificate, so such arguments
+// are not checked here.
 //
-// What differs: libcrypto reads leniently (BER, any octets after the certificate, repeated
-// extensions), and words for attribute types are its own, in its own case. Codes are not told apart
-// beyond those that callers single out.
+// Differences from src/host/: libcrypto is lenient (BER, octets after the certificate, duplicate
+// extensions), attribute names are libcrypto's and case-sensitive, and the only result codes are
+// those that the component distinguishes.
 #include "host/certificate.h"
 
 #include <openssl/bio.h>
@@ -46,7 +46,7 @@ void FreeOctets(unsigned char* octets) {
   OPENSSL_free(octets);
 }
 
-// Copies text that must not hold a NUL, and its own NUL.
+// Copies text and appends a NUL. Fails if the text contains a NUL or does not fit.
 int CopyText(const char* text, std::size_t length, char* buffer, unsigned long size) {
   if (length >= size || std::memchr(text, '\0', length) != nullptr)
     return kFailed;
@@ -56,7 +56,7 @@ int CopyText(const char* text, std::size_t length, char* buffer, unsigned long s
 }
 
 int NameAttribute(const X509_NAME* name, const char* attribute, char* buffer, unsigned long size) {
-  // A word, or an object identifier.
+  // Accepts a name or a dotted object identifier.
   const Owned<ASN1_OBJECT, ASN1_OBJECT_free> type(OBJ_txt2obj(attribute, 0));
   if (type == nullptr)
     return kAbsent;
@@ -73,8 +73,8 @@ int NameAttribute(const X509_NAME* name, const char* attribute, char* buffer, un
                   size);
 }
 
-// An empty text on every failure, and no error left in libcrypto's queue, which belongs to the rest
-// of the program.
+// Returns `code` and, on failure, stores an empty text. Clears libcrypto's error queue, which the
+// rest of the program shares.
 int AnswerText(int code, char* buffer, unsigned long size) {
   ERR_clear_error();
   if (code != 0 && size > 0)
@@ -82,8 +82,8 @@ int AnswerText(int code, char* buffer, unsigned long size) {
   return code;
 }
 
-// The value of an extension; `*code` is 0, kAbsent, or kFailed for one that is repeated or cannot
-// be read.
+// Returns the value of an extension. Sets `*code` to 0, to kAbsent, or to kFailed if the extension
+// is duplicated or cannot be read.
 template <typename T, void (*release)(T*)>
 Owned<T, release> Extension(const certificate* cert, int nid, int* code) {
   int critical = 0;
@@ -97,7 +97,7 @@ Owned<T, release> Extension(const certificate* cert, int nid, int* code) {
 
 using Number = Owned<BIGNUM, BN_free>;
 
-// One of the key's numbers; null when it is negative or has more than `capacity` octets.
+// Returns one number of the key, or null if it is negative or longer than `capacity` octets.
 Number KeyNumber(const EVP_PKEY* key, const char* which, unsigned long capacity) {
   BIGNUM* value = nullptr;
   if (EVP_PKEY_get_bn_param(key, which, &value) != 1)
@@ -137,7 +137,7 @@ int cert_parse(const unsigned char* der, int length, certificate* cert) {
 
 int cert_subject(const certificate* cert, char* buffer, unsigned long size) {
   const Owned<BIO, FreeBio> text(BIO_new(BIO_s_mem()));
-  // UTF-8 as it is, where RFC 2253 in this library's reading would escape each octet.
+  // Keeps UTF-8 unescaped; libcrypto's RFC 2253 form escapes each octet above 7F.
   const unsigned long form = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
   if (text == nullptr ||
       X509_NAME_print_ex(text.get(), X509_get_subject_name(cert->x509), 0, form) < 0)
@@ -173,7 +173,7 @@ int cert_is_ca(const certificate* cert) {
 }
 
 int cert_serial(const certificate* cert, unsigned char* buffer, unsigned long* length) {
-  // The contents as encoded, after tag and length.
+  // The encoded contents follow the tag and the length.
   unsigned char* der = nullptr;
   const int der_len = i2d_ASN1_INTEGER(X509_get0_serialNumber(cert->x509), &der);
   ERR_clear_error();
