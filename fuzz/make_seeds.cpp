@@ -3,7 +3,7 @@
 #include <fstream>
 #include <iostream>
 
-#include "der_writer.h"
+#include "support/der_writer.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "x509/der_writer.h"
+#include "support/der_writer.h"
 
 namespace {
 

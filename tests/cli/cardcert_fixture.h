@@ -8,8 +8,16 @@
 #include <string>
 #include <vector>
 
-#include "cli/process.h"
-#include "cli/temp_folder.h"
+#include "support/files.h"
+#include "support/process.h"
+
+using support::Environment;
+using support::Exists;
+using support::Finished;
+using support::Process;
+using support::ReadFile;
+using support::RunProgram;
+using support::TempFolder;
 
 using Words = std::vector<std::string>;
 

@@ -254,7 +254,7 @@ TEST_F(ListTest, FailsIfStandardOutputIsClosedAndWritesToNoOtherFile) {
                                   environment_);
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write to standard output: Bad file descriptor"));
-  EXPECT_THAT(ReadWhole(File("log")), Not(HasSubstr("KEY USAGE")));
+  EXPECT_THAT(ReadFile(File("log")), Not(HasSubstr("KEY USAGE")));
 }
 
 TEST_F(ListTest, BrokenPipeIsSilent) {
@@ -263,7 +263,7 @@ TEST_F(ListTest, BrokenPipeIsSilent) {
                   "bash", CARDCERT_PROGRAM, "list", "-m", SOFTHSM2_LIBRARY},
                  environment_);
   EXPECT_THAT(run.status, testing::AnyOf(0, 1));  // It may have been quicker.
-  EXPECT_THAT(ReadWhole(File("err")), Not(HasSubstr("cannot write")));
+  EXPECT_THAT(ReadFile(File("err")), Not(HasSubstr("cannot write")));
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ TEST_F(LogTest, EscapesControlCharactersOnStandardError) {
 TEST_F(LogTest, WritesEverythingToTheFileByDefault) {
   const Finished run = Cardcert({"list", "--log-file", File("log")});
   EXPECT_TRUE(AllLinesAreMessages(run.err));
-  const std::string log = ReadWhole(File("log"));
+  const std::string log = ReadFile(File("log"));
   EXPECT_THAT(log, HasSubstr(" 3 Loaded PKCS#11 module"));
   EXPECT_THAT(log, HasSubstr(" 5 Serial: 4fa107"));
   struct stat info = {};
@@ -52,8 +52,8 @@ TEST_F(LogTest, WritesEverythingToTheFileByDefault) {
 
 TEST_F(LogTest, LimitsTheFileToTheLevel) {
   Cardcert({"list", "--log-file", File("log"), "--log-level", "3"});
-  EXPECT_THAT(ReadWhole(File("log")), HasSubstr(" 3 Loaded"));
-  EXPECT_THAT(ReadWhole(File("log")), Not(HasSubstr(" 5 ")));
+  EXPECT_THAT(ReadFile(File("log")), HasSubstr(" 3 Loaded"));
+  EXPECT_THAT(ReadFile(File("log")), Not(HasSubstr(" 5 ")));
 }
 
 TEST_F(LogTest, ShowsReasonOfFailureAtEveryLevel) {
@@ -61,7 +61,7 @@ TEST_F(LogTest, ShowsReasonOfFailureAtEveryLevel) {
   EXPECT_THAT(quiet.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
   const Finished to_file = Bare({"list", "-m", "/no/such.so", "--log-file", File("log")});
   EXPECT_THAT(to_file.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
-  EXPECT_THAT(ReadWhole(File("log")), HasSubstr(" 2 Unable to load PKCS#11 module '/no/such.so':"));
+  EXPECT_THAT(ReadFile(File("log")), HasSubstr(" 2 Unable to load PKCS#11 module '/no/such.so':"));
 }
 
 TEST_F(LogTest, ExplainsASignatureFailureThatItHasShown) {

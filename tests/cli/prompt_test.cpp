@@ -12,7 +12,7 @@ class PromptTest : public CardcertTest {
   Words Sign() const {
     return Command({"sign", "4fa107", "--in", Write("in", "x"), "--out", File("sig")});
   }
-  void ExpectASignature() const { EXPECT_EQ(ReadWhole(File("sig")).size(), 256U); }
+  void ExpectASignature() const { EXPECT_EQ(ReadFile(File("sig")).size(), 256U); }
 };
 
 TEST_F(PromptTest, HidesThePinAndRestoresEcho) {

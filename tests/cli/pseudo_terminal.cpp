@@ -34,15 +34,15 @@ constexpr char kBackground = 'b';
 
 // The least of a shell with job control: one job in the foreground, continued on command. It never
 // touches the terminal's modes, so that what a test sees of them is the program's doing.
-[[noreturn]] void Shell(const std::vector<std::string>& command, const Environment& environment,
-                        int reports, int commands) {
+[[noreturn]] void Shell(const std::vector<std::string>& command,
+                        const support::Environment& environment, int reports, int commands) {
   signal(SIGTTOU, SIG_IGN);
   const pid_t job = fork();
   if (job == 0) {
     setpgid(0, 0);
     tcsetpgrp(STDIN_FILENO, getpid());
     signal(SIGTTOU, SIG_DFL);
-    Execute(command, environment);
+    support::Execute(command, environment);
   }
   setpgid(job, job);
   tcsetpgrp(STDIN_FILENO, job);
@@ -70,7 +70,7 @@ constexpr char kBackground = 'b';
 }  // namespace
 
 PseudoTerminal::PseudoTerminal(const std::vector<std::string>& command,
-                               const Environment& environment) {
+                               const support::Environment& environment) {
   int reports[2] = {-1, -1};
   int commands[2] = {-1, -1};
   if (pipe2(reports, O_CLOEXEC) != 0 || pipe2(commands, O_CLOEXEC) != 0)

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "cli/process.h"
+#include "support/process.h"
 
 class PseudoTerminal {
  public:
-  PseudoTerminal(const std::vector<std::string>& command, const Environment& environment);
+  PseudoTerminal(const std::vector<std::string>& command, const support::Environment& environment);
   ~PseudoTerminal();
   PseudoTerminal(const PseudoTerminal&) = delete;
   PseudoTerminal& operator=(const PseudoTerminal&) = delete;

@@ -72,7 +72,7 @@ TEST_F(ScriptedPinsTest, ClearsTheVariableBeforeLoadingTheProvider) {
                            "env:MY_PIN", "--log-level", "5"}),
                   environment_);
   std::ofstream writer(pipe);  // Waits until the program reads.
-  const std::string environ = ReadWhole("/proc/" + std::to_string(process.pid()) + "/environ");
+  const std::string environ = ReadFile("/proc/" + std::to_string(process.pid()) + "/environ");
   EXPECT_THAT(environ, HasSubstr("SOFTHSM2_CONF="));
   EXPECT_THAT(environ, Not(HasSubstr("sentinel")));
   writer << "x";

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/hex.h"
+
 namespace {
 
 using testing::HasSubstr;
@@ -59,7 +61,7 @@ TEST_P(KeyLengthTest, SignsUnhashedDataLikeOpenSsl) {
     const std::string expected = OpenSsl({"pkeyutl", "-sign", "-in", in, "-inkey",
                                           Made(GetParam().name + std::string(".key")), "-pkeyopt",
                                           "rsa_padding_mode:pkcs1"});
-    EXPECT_EQ(ReadWhole(File("sig")), expected) << content.size() << " bytes";
+    EXPECT_EQ(ReadFile(File("sig")), expected) << content.size() << " bytes";
   }
 }
 
@@ -84,17 +86,7 @@ TEST_F(SignTest, UsesSha256AndRawByDefault) {
   const std::string in = Write("in", "x");
   ASSERT_EQ(Sign("4fa107", in).status, 0);
   EXPECT_EQ(Verify("sign", "sha256", in), "Verified OK\n");
-  EXPECT_EQ(ReadWhole(File("sig")).size(), 256U);
-}
-
-std::string Hex(const std::string& bytes) {
-  std::string text;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    text += "0123456789abcdef"[byte >> 4];
-    text += "0123456789abcdef"[byte & 15];
-  }
-  return text;
+  EXPECT_EQ(ReadFile(File("sig")).size(), 256U);
 }
 
 TEST_F(SignTest, WritesTheSameSignatureInEachEncoding) {
@@ -102,12 +94,12 @@ TEST_F(SignTest, WritesTheSameSignatureInEachEncoding) {
   for (const char* const digest : {"sha256", "sha384", "sha512", "sha224", "sha1", "none"}) {
     SCOPED_TRACE(digest);
     ASSERT_EQ(Sign("1024", in, {"--digest", digest, "--encoding", "raw"}).status, 0);
-    const std::string raw = ReadWhole(File("sig"));
+    const std::string raw = ReadFile(File("sig"));
     EXPECT_EQ(raw.size(), 128U);
     ASSERT_EQ(Sign("1024", in, {"--digest", digest, "--encoding", "base64"}).status, 0);
     EXPECT_EQ(OpenSsl({"base64", "-d", "-in", File("sig")}), raw);
     ASSERT_EQ(Sign("1024", in, {"--digest", digest, "--encoding", "hex"}).status, 0);
-    EXPECT_EQ(ReadWhole(File("sig")), Hex(raw) + "\n");
+    EXPECT_EQ(ReadFile(File("sig")), support::Hex(raw) + "\n");
   }
 }
 
@@ -212,7 +204,7 @@ TEST_F(SignTest, DoesNotWriteASignatureThatDoesNotVerify) {
 TEST_F(SignTest, KeepsTheOldFileOnFailure) {
   Write("sig", "old");
   EXPECT_EQ(Sign("6e6f", Write("in", "x")).status, 1);
-  EXPECT_EQ(ReadWhole(File("sig")), "old");
+  EXPECT_EQ(ReadFile(File("sig")), "old");
 }
 
 TEST_F(SignTest, FailsIfSignatureCannotBeWritten) {
@@ -236,8 +228,8 @@ TEST_F(SignTest, DoesNotReplaceAnInputFile) {
     EXPECT_EQ(run.err,
               std::string("cardcert: --out is the file of ") + option + ", which would be lost\n");
   }
-  EXPECT_EQ(ReadWhole(in), "x");
-  EXPECT_EQ(ReadWhole(pin), "1234\n");
+  EXPECT_EQ(ReadFile(in), "x");
+  EXPECT_EQ(ReadFile(pin), "1234\n");
 }
 
 }  // namespace

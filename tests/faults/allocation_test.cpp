@@ -11,7 +11,7 @@
 #include "faults/failing_memory.h"
 #include "pkcs11/pkcs11.h"
 #include "scripted_provider/provider.h"
-#include "x509/der_writer.h"
+#include "support/der_writer.h"
 
 namespace {
 
@@ -156,8 +156,8 @@ class EveryAllocationFails : public testing::TestWithParam<Case> {
     EXPECT_TRUE(module.CertificatePresent("02"));
   }
 
-  static std::shared_ptr<const scripted::RsaKey> Key() {
-    static const auto key = scripted::RsaKey::Generate(1024);
+  static std::shared_ptr<const support::RsaKey> Key() {
+    static const auto key = support::RsaKey::Generate(1024);
     return key;
   }
 

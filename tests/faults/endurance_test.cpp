@@ -9,7 +9,7 @@
 
 #include "pkcs11/pkcs11.h"
 #include "scripted_provider/provider.h"
-#include "x509/der_writer.h"
+#include "support/der_writer.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ bool Ask(pkcs11_pin_type, unsigned char* buffer, unsigned long* length, void*) {
 }
 
 void MakeWorld() {
-  static const auto key = scripted::RsaKey::Generate(1024);
+  static const auto key = support::RsaKey::Generate(1024);
   static const std::string der = der::Certificate().Serial("\x01").KeyUsage(128).Ca(false).Der();
   scripted::Provider& provider = scripted::Provider::Instance();
   provider.Reset();

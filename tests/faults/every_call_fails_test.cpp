@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "faults/operations.h"
-#include "scripted_provider/names.h"
+#include "support/ckr_names.h"
 
 namespace faults {
 namespace {
@@ -18,7 +18,7 @@ std::vector<CK_RV> Failures(std::size_t k) {
   const std::size_t step = text != nullptr ? std::strtoul(text, nullptr, 10) : 1;
   std::vector<CK_RV> failures;
   std::size_t index = k;
-  for (const CK_RV rv : scripted::AllResults()) {
+  for (const CK_RV rv : support::AllCkrValues()) {
     if (rv != CKR_OK && index++ % step == 0)
       failures.push_back(rv);
   }
@@ -94,7 +94,7 @@ TEST_P(EveryCallFails, Once) {
     const CallRow& row = operation.calls[k];
     for (const CK_RV rv : Failures(k)) {
       SCOPED_TRACE(std::string(row.function) + ", call " + std::to_string(k + 1) + ", " +
-                   scripted::ResultName(rv));
+                   support::CkrName(rv));
       Prepare();
       const int earlier = provider.num_calls(row.function);
       provider.OnAnyCall(static_cast<int>(k) + 1).Return(rv).Before([&, earlier] {
@@ -123,7 +123,7 @@ TEST_P(EveryCallFails, WithEverythingAfterIt) {
     for (const CK_RV rv : Failures(k)) {
       if (IsEndless(k, rv))
         continue;
-      SCOPED_TRACE("from call " + std::to_string(k + 1) + ", " + scripted::ResultName(rv));
+      SCOPED_TRACE("from call " + std::to_string(k + 1) + ", " + support::CkrName(rv));
       Prepare();
       provider.OnAnyCall(static_cast<int>(k) + 1).Return(rv).Always();
       User user;

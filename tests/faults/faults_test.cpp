@@ -9,14 +9,14 @@ namespace {
 constexpr char kUserPin[] = "1234";
 constexpr char kSoPin[] = "12345678";
 
-const std::shared_ptr<const scripted::RsaKey>& Key() {
-  static const auto key = scripted::RsaKey::Generate(1024);
+const std::shared_ptr<const support::RsaKey>& Key() {
+  static const auto key = support::RsaKey::Generate(1024);
   return key;
 }
 
 }  // namespace
 
-const scripted::RsaKey& HealthyKey() {
+const support::RsaKey& HealthyKey() {
   return *Key();
 }
 

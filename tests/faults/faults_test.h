@@ -19,7 +19,7 @@ namespace faults {
 // key. With PINs they want a login.
 void AddHealthyTokens(scripted::Provider& provider);
 void SetPins(scripted::Provider& provider);
-const scripted::RsaKey& HealthyKey();
+const support::RsaKey& HealthyKey();
 
 // Answers every request with the right PIN, and consents; cancels after so many requests, so that a
 // provider that refuses every PIN does not go on for ever.

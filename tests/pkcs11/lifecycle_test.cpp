@@ -3,7 +3,7 @@
 
 #include "pkcs11/expected.h"
 #include "pkcs11/module_test.h"
-#include "scripted_provider/names.h"
+#include "support/ckr_names.h"
 
 namespace {
 
@@ -151,7 +151,7 @@ TEST_F(Polling, AProviderWithoutEventsHasNotChanged) {
 
 TEST_F(Polling, EveryErrorCountsAsNoEvent) {
   OpenUnchanged();
-  for (const CK_RV rv : scripted::AllResults()) {
+  for (const CK_RV rv : support::AllCkrValues()) {
     if (rv == CKR_OK)
       continue;
     provider.AddPollResult(rv);

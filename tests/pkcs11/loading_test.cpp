@@ -1,7 +1,7 @@
 // Open: loading a provider, and refusing what is none.
 #include "pkcs11/loader_wraps.h"
 #include "pkcs11/module_test.h"
-#include "scripted_provider/names.h"
+#include "support/ckr_names.h"
 
 namespace {
 
@@ -290,7 +290,7 @@ TEST_F(Loading, AMissingIdentityIsReportedUnderTheOriginalPathAndWithASignedNumb
       "C_Initialize(NULL) = OK\n"
       "log 3: Loaded PKCS#11 module 'original.so'\n"
       "C_GetInfo() = " +
-      scripted::ResultName(~CK_RV{0}) +
+      support::CkrName(~CK_RV{0}) +
       "\n"
       "log 2: Error getting info from PKCS#11 module 'original.so': -1\n");
   EXPECT_EQ(module.GetLibraryPath(), "original.so");

@@ -1,9 +1,10 @@
 // Login: one PIN asked for, one C_Login, and what becomes of its result.
 #include "pkcs11/session_test.h"
+#include "support/ckr_names.h"
 
 namespace {
 
-using scripted::ResultName;
+using support::CkrName;
 using LoginTest = SessionTest;
 
 TEST_F(LoginTest, LogsInAsUser) {
@@ -388,7 +389,8 @@ TEST_P(LoginResult, OfTheUserIsClassified) {
       "C_GetTokenInfo(slot 1) = OK\n"
       "ask USER = PIN of 4 bytes\n"
       "C_Login(session 1, USER, PIN of 4 bytes) = " +
-      ResultName(GetParam()) + "\n" + Aftermath("USER") + (locked ? "ask UNLOCK = no\n" : ""));
+      support::CkrName(GetParam()) + "\n" + Aftermath("USER") +
+      (locked ? "ask UNLOCK = no\n" : ""));
 }
 
 TEST_P(LoginResult, OfTheSecurityOfficerIsClassified) {
@@ -401,14 +403,14 @@ TEST_P(LoginResult, OfTheSecurityOfficerIsClassified) {
       "C_GetTokenInfo(slot 1) = OK\n"
       "ask SO = PIN of 8 bytes\n"
       "C_Login(session 1, SO, PIN of 8 bytes) = " +
-      ResultName(GetParam()) + "\n" + Aftermath("SO"));
+      support::CkrName(GetParam()) + "\n" + Aftermath("SO"));
 }
 
 std::string NameOfResult(const testing::TestParamInfo<CK_RV>& info) {
-  return ResultName(info.param);
+  return support::CkrName(info.param);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryValue, LoginResult, testing::ValuesIn(scripted::AllResults()),
+INSTANTIATE_TEST_SUITE_P(EveryValue, LoginResult, testing::ValuesIn(support::AllCkrValues()),
                          NameOfResult);
 INSTANTIATE_TEST_SUITE_P(OfTheVendor, LoginResult, testing::Values(CKR_VENDOR_DEFINED + 7, ~0UL),
                          testing::PrintToStringParamName());

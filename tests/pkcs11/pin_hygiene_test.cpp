@@ -3,6 +3,7 @@
 
 #include "pkcs11/memory_scan.h"
 #include "pkcs11/session_test.h"
+#include "support/ckr_names.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define UNDER_ASAN 1
@@ -168,7 +169,7 @@ TEST_P(PinHygiene, LeavesNoCopyOfThePin) {
     left = memory.Count(secret);
   }
   host.OnMessage(nullptr);
-  EXPECT_EQ(rv == CKR_OK, outcome.succeeds) << scripted::ResultName(rv);
+  EXPECT_EQ(rv == CKR_OK, outcome.succeeds) << support::CkrName(rv);
   EXPECT_EQ(typist.in_buffer, 1u) << "the search itself does not work";
   EXPECT_EQ(typist.when_logged, 0u);
   EXPECT_EQ(typist.when_told, 0u);

@@ -43,7 +43,7 @@ class Removal : public ModuleTest {
     }
   }
 
-  std::shared_ptr<const scripted::RsaKey> key_ = scripted::RsaKey::Generate(1024);
+  std::shared_ptr<const support::RsaKey> key_ = support::RsaKey::Generate(1024);
 };
 
 TEST_F(Removal, DuringAList) {

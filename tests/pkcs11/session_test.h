@@ -5,7 +5,7 @@
 
 #include "pkcs11/module_test.h"
 #include "pkcs11/pin_pad.h"
-#include "scripted_provider/names.h"
+#include "scripted_provider/trace_text.h"
 
 class SessionTest : public ModuleTest {
  protected:

@@ -2,7 +2,7 @@
 #include "pkcs11/expected.h"
 #include "pkcs11/module_test.h"
 #include "pkcs11/pin_pad.h"
-#include "scripted_provider/names.h"
+#include "support/ckr_names.h"
 
 namespace {
 
@@ -18,8 +18,8 @@ class SigningTest : public ModuleTest {
     return token.UserPin("1234").Certificate("A", kKeyId).PrivateKey(kKeyId, Key());
   }
 
-  static std::shared_ptr<const scripted::RsaKey> Key() {
-    static const auto key = scripted::RsaKey::Generate(1024);
+  static std::shared_ptr<const support::RsaKey> Key() {
+    static const auto key = support::RsaKey::Generate(1024);
     return key;
   }
 
@@ -711,8 +711,8 @@ TEST_F(SigningTest, AFailureWithoutALoginNeedsNoLogout) {
     log 5: Finding private key...
     C_FindObjectsInit(session 1, CKA_ID=0a, CKA_CLASS=CKO_PRIVATE_KEY) = OK
   )",
-                      "C_FindObjects(session 1, max 1) = " + scripted::ResultName(~CK_RV{0}),
-                      kClose, "log 3: Signature operation failed (-1)"}));
+                      "C_FindObjects(session 1, max 1) = " + support::CkrName(~CK_RV{0}), kClose,
+                      "log 3: Signature operation failed (-1)"}));
 }
 
 TEST_F(SigningTest, TheResultsOfWhatEndsTheSearchesDoNotMatter) {

@@ -1,10 +1,11 @@
 // Unlock: consent, a login as security officer, a new user PIN, and out again.
 #include "pkcs11/expected.h"
 #include "pkcs11/session_test.h"
+#include "support/ckr_names.h"
 
 namespace {
 
-using scripted::ResultName;
+using support::CkrName;
 using UnlockTest = SessionTest;
 
 // The lines up to the new PIN, when the security officer's PIN is right at once.
@@ -363,11 +364,11 @@ TEST_P(InitPinResult, IsClassified) {
   EXPECT_TRACE(std::string(kSecurityOfficerIsIn) +
                "ask NEW_USER = PIN of 4 bytes\n"
                "C_InitPIN(session 1, PIN of 4 bytes) = " +
-               ResultName(GetParam()) + "\n" + Aftermath() + "C_Logout(session 1) = OK\n");
+               support::CkrName(GetParam()) + "\n" + Aftermath() + "C_Logout(session 1) = OK\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryValue, InitPinResult, testing::ValuesIn(scripted::AllResults()),
-                         [](const auto& value) { return ResultName(value.param); });
+INSTANTIATE_TEST_SUITE_P(EveryValue, InitPinResult, testing::ValuesIn(support::AllCkrValues()),
+                         [](const auto& value) { return support::CkrName(value.param); });
 INSTANTIATE_TEST_SUITE_P(OfTheVendor, InitPinResult, testing::Values(CKR_VENDOR_DEFINED + 7, ~0UL),
                          testing::PrintToStringParamName());
 

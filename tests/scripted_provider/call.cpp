@@ -1,6 +1,6 @@
 #include "scripted_provider/call.h"
 
-#include "scripted_provider/names.h"
+#include "support/ckr_names.h"
 
 namespace scripted {
 
@@ -75,7 +75,7 @@ CK_RV Call::Run(const std::function<CK_RV()>& work, const std::function<std::str
     if (rule.handle && handle_ != nullptr)
       *handle_ = *rule.handle;
   }
-  std::string line = text_ + " = " + ResultName(rv);
+  std::string line = text_ + " = " + support::CkrName(rv);
   if (rv == CKR_OK && outcome)
     line += ", " + outcome();
   Trace::Instance().Add(line);

@@ -4,7 +4,7 @@
 
 #include "scripted_provider/call.h"
 #include "scripted_provider/functions.h"
-#include "scripted_provider/names.h"
+#include "scripted_provider/trace_text.h"
 
 namespace scripted::functions {
 

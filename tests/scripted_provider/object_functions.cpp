@@ -5,7 +5,8 @@
 
 #include "scripted_provider/call.h"
 #include "scripted_provider/functions.h"
-#include "scripted_provider/names.h"
+#include "scripted_provider/trace_text.h"
+#include "support/hex.h"
 
 namespace scripted::functions {
 
@@ -167,7 +168,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE handle, CK_BYTE* data, CK_ULONG data_len, CK_BYTE
       data_len == 0 ? std::string() : std::string(reinterpret_cast<const char*>(data), data_len);
   const CK_ULONG capacity = *signature_len;
   const std::string room = signature == nullptr ? "NULL" : "room for " + std::to_string(capacity);
-  return Call("C_Sign", {SessionText(handle), "data " + Hex(bytes), room})
+  return Call("C_Sign", {SessionText(handle), "data " + support::Hex(bytes), room})
       .NumberOutput(signature_len)
       .Run(
           [&] {

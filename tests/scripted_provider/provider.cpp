@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "scripted_provider/names.h"
 #include "scripted_provider/provider.h"
+#include "support/ckr_names.h"
 
 namespace scripted {
 
@@ -157,7 +157,7 @@ std::vector<std::string> Provider::Violations() const {
                     ", " + std::to_string(rule.calls_until) + " calls away");
   }
   for (const SlotEvent& event : events_)
-    all.push_back("unused slot event " + ResultName(event.rv));
+    all.push_back("unused slot event " + support::CkrName(event.rv));
   return all;
 }
 

@@ -86,7 +86,7 @@ struct SessionModel {
   bool writable = false;
   bool lost = false;  // The token was removed; the caller must still close the session.
   std::optional<std::deque<CK_OBJECT_HANDLE>> search;
-  std::shared_ptr<const RsaKey> signing_key;
+  std::shared_ptr<const support::RsaKey> signing_key;
 };
 
 class Provider {

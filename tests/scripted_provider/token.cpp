@@ -118,7 +118,7 @@ Token& Token::Certificate(const std::string& value, const std::string& id) {
   return Add(std::move(object));
 }
 
-Token& Token::PrivateKey(const std::string& id, std::shared_ptr<const RsaKey> key) {
+Token& Token::PrivateKey(const std::string& id, std::shared_ptr<const support::RsaKey> key) {
   Object object;
   object.attributes = {{CKA_CLASS, ClassValue(CKO_PRIVATE_KEY)}, {CKA_ID, id}};
   object.is_private = user_pin.exists();

@@ -12,7 +12,7 @@
 #include <optional>
 #include <string>
 
-#include "scripted_provider/rsa_key.h"
+#include "support/rsa_key.h"
 
 namespace scripted {
 
@@ -20,7 +20,7 @@ struct Object {
   CK_OBJECT_HANDLE handle = CK_INVALID_HANDLE;  // Set by Token::Add().
   std::map<CK_ATTRIBUTE_TYPE, std::string> attributes;
   bool is_private = false;  // Visible only while the user is logged in.
-  std::shared_ptr<const RsaKey> key;
+  std::shared_ptr<const support::RsaKey> key;
 
   CK_OBJECT_CLASS object_class() const;
 };
@@ -83,7 +83,7 @@ class Token {
   Token& Certificate(const std::string& value, const std::string& id = std::string());
   // Adds a private key object. It is private (visible only after a login) if the token has a user
   // PIN.
-  Token& PrivateKey(const std::string& id, std::shared_ptr<const RsaKey> key);
+  Token& PrivateKey(const std::string& id, std::shared_ptr<const support::RsaKey> key);
   Token& Add(Object object);
   // Deletes an object, for example between two calls.
   Token& Delete(CK_OBJECT_HANDLE handle);

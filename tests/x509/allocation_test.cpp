@@ -2,11 +2,11 @@
 // it replaces the global operator new.
 #include <gtest/gtest.h>
 
-#include "der_writer.h"
 #include "host/certificate.h"
 #include "host/x509/refusal.h"
 #include "memory_watch.h"
 #include "refused_certificates.h"
+#include "support/der_writer.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // What the questions about a certificate answer, and what they leave behind.
 #include <gtest/gtest.h>
 
-#include "der_writer.h"
 #include "parsed.h"
+#include "support/der_writer.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "der_writer.h"
 #include "parsed.h"
+#include "support/der_writer.h"
 
 namespace {
 

@@ -2,15 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+
+#include "support/files.h"
 
 namespace {
-
-std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 // The first block of a PEM file (RFC 7468).
 std::string FromPem(const std::string& pem) {
@@ -42,7 +37,7 @@ std::vector<CertificateFile> CertificatesIn(const std::string& folder) {
   std::error_code none_there;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, none_there)) {
     if (entry.is_regular_file())
-      files.push_back({entry.path().string(), Contents(entry.path().string())});
+      files.push_back({entry.path().string(), support::ReadFile(entry.path().string())});
   }
   std::sort(files.begin(), files.end(),
             [](const CertificateFile& a, const CertificateFile& b) { return a.path < b.path; });

@@ -9,6 +9,7 @@
 #include "host/certificate.h"
 #include "host/x509/certificate_fields.h"
 #include "host/x509/names.h"
+#include "support/hex.h"
 
 namespace {
 
@@ -127,16 +128,6 @@ std::string WithoutVisibleStrings(const std::string& der, const Names& names) {
   return copy;
 }
 
-std::string Hex(const std::string& octets) {
-  static const char kDigits[] = "0123456789abcdef";
-  std::string hex;
-  for (const char c : octets) {
-    hex += kDigits[static_cast<unsigned char>(c) >> 4];
-    hex += kDigits[c & 0x0f];
-  }
-  return hex;
-}
-
 class Comparer {
  public:
   explicit Comparer(Comparison* result) : result_(result) {}
@@ -149,8 +140,8 @@ class Comparer {
     if (!ours_answers && theirs_answers) {
       Stricter(question, ours.code);
     } else if (ours_answers && (ours.code != theirs.code || ours.text != theirs.text)) {
-      Violation(question + ": ours " + std::to_string(ours.code) + " " + Hex(ours.text) +
-                ", libcrypto " + std::to_string(theirs.code) + " " + Hex(theirs.text));
+      Violation(question + ": ours " + std::to_string(ours.code) + " " + support::Hex(ours.text) +
+                ", libcrypto " + std::to_string(theirs.code) + " " + support::Hex(theirs.text));
     }
   }
 

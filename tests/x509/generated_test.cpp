@@ -5,10 +5,10 @@
 
 #include <climits>
 
-#include "der_writer.h"
 #include "differential.h"
 #include "host/x509/names.h"
 #include "parsed.h"
+#include "support/der_writer.h"
 
 namespace {
 

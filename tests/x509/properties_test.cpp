@@ -12,9 +12,9 @@
 
 #include "ask_host.h"
 #include "certificate_files.h"
-#include "der_writer.h"
 #include "host/x509/certificate_fields.h"
 #include "parsed.h"
+#include "support/der_writer.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <iterator>
 #include <set>
 
-#include "der_writer.h"
 #include "differential.h"
 #include "parsed.h"
 #include "refused_certificates.h"
+#include "support/der_writer.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "der_writer.h"
 #include "host/x509/refusal.h"
+#include "support/der_writer.h"
 
 struct RefusalCase {
   const char* name;

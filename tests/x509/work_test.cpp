@@ -4,8 +4,8 @@
 // Both come out the same on every machine and under every load.
 #include <gtest/gtest.h>
 
-#include "der_writer.h"
 #include "parsed.h"
+#include "support/der_writer.h"
 
 namespace {
 

@@ -58,7 +58,7 @@ class PinMemoryTest : public ScriptedCardTest {
   // The program with its output in a pipe that nobody reads yet: it has signed, and waits.
   static void WaitForSignature(const std::string& log) {
     for (int i = 0; i < 1000; ++i) {
-      if (ReadWhole(log).find("Signature operation completed") != std::string::npos)
+      if (ReadFile(log).find("Signature operation completed") != std::string::npos)
         return;
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }

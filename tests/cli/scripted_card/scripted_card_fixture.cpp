@@ -24,7 +24,7 @@ Words ScriptedCardTest::Sign(const Words& more) const {
 
 std::vector<std::string> ScriptedCardTest::Calls(const std::string& function) const {
   std::vector<std::string> calls;
-  std::istringstream lines(ReadWhole(File("trace")));
+  std::istringstream lines(ReadFile(File("trace")));
   for (std::string line; std::getline(lines, line);) {
     if (line.compare(0, function.size(), function) == 0)
       calls.push_back(line);

@@ -67,7 +67,7 @@ class Card {
     if (has_user_pin_)
       token.UserPin("1234").UserTriesLeft(user_left_).SoPin("87654321").SoTriesLeft(so_left_);
     token.Certificate(FileContent("sign.der"), "id");
-    token.PrivateKey("id", scripted::RsaKey::FromPem(FileContent("sign.key")));
+    token.PrivateKey("id", support::RsaKey::FromPem(FileContent("sign.key")));
   }
 
   ~Card() {

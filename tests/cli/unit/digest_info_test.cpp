@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "cli/output/encoding.h"
-#include "cli/temp_folder.h"
 #include "cli/terminal/text.h"
+#include "support/files.h"
 
 namespace cardcert::cli {
 namespace {
+
+using support::TempFolder;
 
 struct Known {
   const char* digest;

@@ -9,10 +9,13 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "cli/temp_folder.h"
+#include "support/files.h"
 
 namespace cardcert::cli {
 namespace {
+
+using support::ReadFile;
+using support::TempFolder;
 
 class OutputFileTest : public testing::Test {
  protected:
@@ -34,7 +37,7 @@ TEST_F(OutputFileTest, CreatesFilesWithDefaultPermissions) {
   const bool written = OutputFile(folder_.File("new")).Write("data");
   umask(before);
   EXPECT_TRUE(written);
-  EXPECT_EQ(ReadWhole(folder_.File("new")), "data");
+  EXPECT_EQ(ReadFile(folder_.File("new")), "data");
   EXPECT_EQ(Mode(folder_.File("new")), 0640U);
   EXPECT_EQ(NumFiles(), 1U);
 }
@@ -43,7 +46,7 @@ TEST_F(OutputFileTest, KeepsPermissionsOfAReplacedFile) {
   const std::string path = folder_.Write("old", "a longer text than the new one");
   chmod(path.c_str(), 0600);
   EXPECT_TRUE(OutputFile(path).Write("data"));
-  EXPECT_EQ(ReadWhole(path), "data");
+  EXPECT_EQ(ReadFile(path), "data");
   EXPECT_EQ(Mode(path), 0600U);
   EXPECT_EQ(NumFiles(), 1U);
 }
@@ -52,7 +55,7 @@ TEST_F(OutputFileTest, FollowsASymbolicLink) {
   const std::string path = folder_.Write("file", "old");
   ASSERT_EQ(symlink(path.c_str(), folder_.File("link").c_str()), 0);
   EXPECT_TRUE(OutputFile(folder_.File("link")).Write("data"));
-  EXPECT_EQ(ReadWhole(path), "data");
+  EXPECT_EQ(ReadFile(path), "data");
   EXPECT_TRUE(std::filesystem::is_symlink(folder_.File("link")));
 }
 
@@ -63,7 +66,7 @@ TEST_F(OutputFileTest, FollowsSymbolicLinksToAMissingFile) {
   EXPECT_TRUE(OutputFile(folder_.File("first")).Write("data"));
   EXPECT_TRUE(std::filesystem::is_symlink(folder_.File("first")));
   EXPECT_TRUE(std::filesystem::is_symlink(folder_.File("second")));
-  EXPECT_EQ(ReadWhole(folder_.File("new")), "data");
+  EXPECT_EQ(ReadFile(folder_.File("new")), "data");
   EXPECT_EQ(NumFiles(), 3U);
 }
 
@@ -77,7 +80,7 @@ TEST_F(OutputFileTest, AcceptsNamesOfMaximumLength) {
   const std::string longest = folder_.File(std::string(255, 'x'));
   EXPECT_TRUE(OutputFile(longest).Check());
   EXPECT_TRUE(OutputFile(longest).Write("data"));
-  EXPECT_EQ(ReadWhole(longest), "data");
+  EXPECT_EQ(ReadFile(longest), "data");
   EXPECT_EQ(NumFiles(), 1U);
   EXPECT_FALSE(OutputFile(longest + "x").Check());
 }
@@ -148,7 +151,7 @@ TEST_F(OutputFileTest, KeepsTheOldFileIfTheDiskIsFull) {
   setrlimit(RLIMIT_FSIZE, &limit);
   std::signal(SIGXFSZ, before);
   EXPECT_FALSE(written);
-  EXPECT_EQ(ReadWhole(path), "old");
+  EXPECT_EQ(ReadFile(path), "old");
   EXPECT_EQ(NumFiles(), 1U);
 }
 

@@ -9,10 +9,12 @@
 #include <iterator>
 #include <new>
 
-#include "cli/temp_folder.h"
+#include "support/files.h"
 
 namespace cardcert::cli {
 namespace {
+
+using support::TempFolder;
 
 using testing::HasSubstr;
 using testing::Not;

@@ -4,11 +4,11 @@
 #include "host/logfile.h"
 #include "pkcs11/pin_pad.h"
 #include "pkcs11/provider_test.h"
-#include "scripted_provider/make_certificate.h"
+#include "support/certificates.h"
 
 namespace {
 
-using scripted::CertificateDetails;
+using support::CertificateDetails;
 using testing::ElementsAre;
 
 class RealHost : public ProviderTest {
@@ -44,12 +44,12 @@ class RealHost : public ProviderTest {
         .Certificate(MakeCertificate(*key, ca), "\x01")
         .Certificate(MakeCertificate(*key, signing), "\x02")
         .Certificate(MakeCertificate(*key, plain), "\x03")
-        .Certificate(scripted::MakeEcCertificate(curve), "\x04")
+        .Certificate(support::MakeEcCertificate(curve), "\x04")
         .PrivateKey("\x02", key);
     Open();
   }
 
-  std::shared_ptr<const scripted::RsaKey> key = scripted::RsaKey::Generate(1024);
+  std::shared_ptr<const support::RsaKey> key = support::RsaKey::Generate(1024);
 };
 
 TEST_F(RealHost, DescribesRealCertificates) {

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "real_providers/probe/names.h"
+#include "support/ckr_names.h"
 
 namespace {
 
@@ -92,5 +92,5 @@ Interruption::~Interruption() {
 }
 
 std::string Interruption::answer() const {
-  return ReturnValueName(answer_) + (waited_ ? " after a wait" : "");
+  return support::CkrName(answer_) + (waited_ ? " after a wait" : "");
 }

@@ -13,8 +13,8 @@
 #include <thread>
 
 #include "real_providers/probe/interruption.h"
-#include "real_providers/probe/names.h"
 #include "real_providers/probe/token.h"
+#include "support/ckr_names.h"
 
 namespace {
 
@@ -100,7 +100,7 @@ std::string Poll(Token* token, const Words& words) {
   if (!NoticesChange(&module)) {
     CK_SLOT_ID slot = 0;
     answer =
-        ReturnValueName(module.function_list->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr));
+        support::CkrName(module.function_list->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr));
   }
   return answer + ", " + std::to_string(before) + " to " +
          std::to_string(token->CountCertificates());
@@ -239,7 +239,7 @@ int main(int argc, char** argv) {
   if (keep_mapped)
     words.erase(words.begin());
   if (words.size() == 2 && words[0] == "--name") {
-    std::puts(ReturnValueName(std::stoul(words[1])).c_str());
+    std::puts(support::CkrName(std::stoul(words[1])).c_str());
     return 0;
   }
   if (words.size() < 3 || kCommands.count(words[2]) == 0) {

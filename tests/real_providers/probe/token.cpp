@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "host/logfile.h"
-#include "real_providers/probe/names.h"
+#include "support/ckr_names.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ std::string FailureIn(const std::string& log) {
   const std::string words = "Signature operation failed (";
   const std::size_t at = log.rfind(words);
   if (at != std::string::npos)
-    return ReturnValueName(std::stoul(log.substr(at + words.size())));
+    return support::CkrName(std::stoul(log.substr(at + words.size())));
   return log.find("aborted by user") != std::string::npos ? "cancelled" : "no certificate";
 }
 
@@ -77,7 +77,7 @@ std::string Token::Unlock(User* user) {
   const pkcs11_certificate_location location = *found;
   const CK_RV rv = module_.Unlock(location.session, location.slot, User::Ask, User::Tell, user);
   module_.function_list->C_CloseSession(location.session);
-  return ReturnValueName(rv);
+  return support::CkrName(rv);
 }
 
 std::size_t Token::CountCertificates() {

@@ -1,6 +1,7 @@
 // Scripts: forced results, claims and actions at the call that they are meant for.
-#include "scripted_provider/names.h"
 #include "scripted_provider/self_test/provider_fixture.h"
+#include "scripted_provider/trace_text.h"
+#include "support/ckr_names.h"
 
 namespace {
 
@@ -91,10 +92,10 @@ TEST_F(Rules, ReturnsSlotEventsInOrder) {
 }
 
 TEST(Names, KnowsEveryResult) {
-  EXPECT_EQ(scripted::ResultName(CKR_OK), "OK");
-  EXPECT_EQ(scripted::ResultName(CKR_PIN_LOCKED), "PIN_LOCKED");
-  EXPECT_EQ(scripted::ResultName(0x12345), "74565");
-  EXPECT_GT(scripted::AllResults().size(), 90u);
+  EXPECT_EQ(support::CkrName(CKR_OK), "OK");
+  EXPECT_EQ(support::CkrName(CKR_PIN_LOCKED), "PIN_LOCKED");
+  EXPECT_EQ(support::CkrName(0x12345), "74565");
+  EXPECT_GT(support::AllCkrValues().size(), 90u);
 }
 
 TEST(TraceLines, EscapeTrailingBlanksAndOmitFolders) {

@@ -118,7 +118,7 @@ TEST_F(Tokens, OnlySecurityOfficerSetsPin) {
 }
 
 TEST_F(Tokens, ShowPrivateKeysToUserOnly) {
-  const auto key = scripted::RsaKey::Generate(1024);
+  const auto key = support::RsaKey::Generate(1024);
   provider.Slot(1).Token("Alice").UserPin("1234").SoPin("12345678").PrivateKey("\x01", key);
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_THAT(Search(session, CKO_PRIVATE_KEY), IsEmpty());
@@ -145,7 +145,7 @@ class Signatures : public ScriptedProviderTest {
                        length);
   }
 
-  std::shared_ptr<const scripted::RsaKey> key_ = scripted::RsaKey::Generate(1024);
+  std::shared_ptr<const support::RsaKey> key_ = support::RsaKey::Generate(1024);
   CK_SESSION_HANDLE session_ = 0;
   CK_BYTE signature_[256] = {};
 };
@@ -172,11 +172,11 @@ TEST_F(Signatures, RejectUnsupportedInput) {
 }
 
 TEST_F(Signatures, KeyRoundTripsThroughPem) {
-  const auto again = scripted::RsaKey::FromPem(key_->pem());
+  const auto again = support::RsaKey::FromPem(key_->pem());
   ASSERT_NE(again, nullptr);
   EXPECT_EQ(again->modulus(), key_->modulus());
   EXPECT_EQ(again->public_exponent(), std::string("\x01\x00\x01", 3));
-  EXPECT_EQ(scripted::RsaKey::FromPem("no key"), nullptr);
+  EXPECT_EQ(support::RsaKey::FromPem("no key"), nullptr);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "scripted_provider/make_certificate.h"
+#include "support/certificates.h"
 
 #include <openssl/bio.h>
 #include <openssl/bn.h>
@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <memory>
 
-namespace scripted {
+namespace support {
 
 namespace {
 
@@ -22,7 +22,7 @@ using UniqueBio = std::unique_ptr<BIO, decltype(&BIO_free)>;
 
 constexpr long kYearSeconds = 365L * 24 * 60 * 60;
 
-// What cannot fail but for a mistake in a test.
+// Aborts if a call failed that can fail only because of a mistake in a test.
 void Must(bool done) {
   if (!done)
     std::abort();
@@ -99,4 +99,4 @@ std::string MakeEcCertificate(const CertificateDetails& details) {
   return Make(key.get(), details);
 }
 
-}  // namespace scripted
+}  // namespace support

@@ -1,4 +1,4 @@
-#include "cli/process.h"
+#include "support/process.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -11,9 +11,11 @@
 #include <stdexcept>
 #include <thread>
 
+namespace support {
+
 namespace {
 
-// An unnamed file, so that nothing is left behind and no pipe fills up.
+// An unnamed file: leaves nothing behind and never fills up like a pipe.
 int OutputFile() {
   const int descriptor = memfd_create("output", MFD_CLOEXEC);
   if (descriptor < 0)
@@ -49,7 +51,7 @@ Process::Process(const std::vector<std::string>& command, const Environment& env
   pid_ = fork();
   if (pid_ != 0)
     return;
-  setsid();  // No terminal.
+  setsid();  // Without a controlling terminal.
   const int in = open(standard_input.empty() ? "/dev/null" : standard_input.c_str(), O_RDONLY);
   dup2(in, STDIN_FILENO);
   dup2(out_, STDOUT_FILENO);
@@ -103,3 +105,5 @@ Finished RunProgram(const std::vector<std::string>& command, const Environment& 
                     const std::string& standard_input) {
   return Process(command, environment, standard_input).Wait();
 }
+
+}  // namespace support

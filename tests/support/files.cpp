@@ -1,4 +1,4 @@
-#include "cli/temp_folder.h"
+#include "support/files.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -6,10 +6,12 @@
 #include <iterator>
 #include <stdexcept>
 
+namespace support {
+
 TempFolder::TempFolder() {
   std::string name = (std::filesystem::temp_directory_path() / "cardcert-XXXXXX").string();
   if (mkdtemp(name.data()) == nullptr)
-    throw std::runtime_error("no temporary folder");
+    throw std::runtime_error("cannot make a temporary folder");
   path_ = name;
 }
 
@@ -23,7 +25,7 @@ std::string TempFolder::Write(const std::string& name, const std::string& conten
   return File(name);
 }
 
-std::string ReadWhole(const std::string& path) {
+std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(file), {});
 }
@@ -31,3 +33,5 @@ std::string ReadWhole(const std::string& path) {
 bool Exists(const std::string& path) {
   return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
+
+}  // namespace support

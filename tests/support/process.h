@@ -1,4 +1,4 @@
-// Other programs, run by a test.
+// Child processes, run by a test.
 #pragma once
 
 #include <sys/types.h>
@@ -7,19 +7,25 @@
 #include <string>
 #include <vector>
 
+namespace support {
+
+// How a process ended, and what it wrote.
 struct Finished {
-  int status = -1;  // exit status; -1: ended by a signal
-  int signal = 0;   // which
+  int status = -1;  // The exit status, or -1 if a signal ended the process.
+  int signal = 0;   // That signal.
   std::string out;
   std::string err;
 };
 
+// Variables that are added to the environment of the test.
 using Environment = std::map<std::string, std::string>;
 
-// A program under way with its output in files; its standard input is a file or, for "", empty.
-// It has no terminal.
+// A running program without a controlling terminal. Its output goes to unnamed files, so that it
+// never blocks. The destructor kills the program if it has not been waited for.
 class Process {
  public:
+  // Starts the program `command[0]`. Its standard input is the file `standard_input`, or empty if
+  // that is "".
   Process(const std::vector<std::string>& command, const Environment& environment,
           const std::string& standard_input = "");
   ~Process();
@@ -27,11 +33,13 @@ class Process {
   Process& operator=(const Process&) = delete;
 
   pid_t pid() const { return pid_; }
+  // What the program has written until now.
   std::string out() const;
   std::string err() const;
-  // Waits until one of its outputs holds `text`; false after 20 seconds.
+  // Waits until standard output or standard error contains `text`. Returns false after 20 seconds.
   bool WaitForOutput(const std::string& text) const;
   void Signal(int signal) const;
+  // Waits until the program ends.
   Finished Wait();
 
  private:
@@ -40,8 +48,12 @@ class Process {
   pid_t pid_ = -1;
 };
 
+// Runs a program and waits until it ends.
 Finished RunProgram(const std::vector<std::string>& command, const Environment& environment = {},
                     const std::string& standard_input = "");
 
-// For a child between fork and exec: never returns.
+// Executes a program in place of this process, between fork() and exec(). Ends with status 127 if
+// that fails.
 [[noreturn]] void Execute(const std::vector<std::string>& command, const Environment& environment);
+
+}  // namespace support

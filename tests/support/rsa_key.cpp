@@ -1,4 +1,4 @@
-#include "scripted_provider/rsa_key.h"
+#include "support/rsa_key.h"
 
 #include <openssl/bio.h>
 #include <openssl/bn.h>
@@ -9,7 +9,7 @@
 
 #include <cstdlib>
 
-namespace scripted {
+namespace support {
 
 namespace {
 
@@ -101,4 +101,4 @@ RsaKey::~RsaKey() {
   EVP_PKEY_free(Key(key_));
 }
 
-}  // namespace scripted
+}  // namespace support
