@@ -1,6 +1,5 @@
 #include "cli/cardcert_fixture.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <sstream>
@@ -8,35 +7,35 @@
 void CardcertTest::SetUp() {
   if (!Exists(Made("sign.pem")))
     GTEST_SKIP() << "softhsm2-util, pkcs11-tool or openssl was missing when the tests were built";
-  std::filesystem::copy(Made("tokens"), folder_.File("tokens"),
-                        std::filesystem::copy_options::recursive);
+  std::filesystem::copy(Made("tokens"), File("tokens"), std::filesystem::copy_options::recursive);
   environment_["SOFTHSM2_CONF"] =
-      folder_.Write("softhsm2.conf", "directories.tokendir = " + folder_.File("tokens") +
-                                         "\nobjectstore.backend = file\nlog.level = ERROR\n");
+      Write("softhsm2.conf", "directories.tokendir = " + File("tokens") +
+                                 "\nobjectstore.backend = file\nlog.level = ERROR\n");
   environment_["LC_ALL"] = "C.UTF-8";
 }
 
-Words CardcertTest::Command(const Words& words) const {
-  Words command = {CARDCERT_PROGRAM};
-  command.insert(command.end(), words.begin(), words.end());
-  command.insert(command.end(), {"--module", SOFTHSM2_LIBRARY});
-  return command;
+Words CardcertTest::Command(const Words& words) {
+  return Concat({CARDCERT_PROGRAM}, words, {"--module", SOFTHSM2_LIBRARY});
 }
 
 Finished CardcertTest::Cardcert(const Words& words, const std::string& standard_input) const {
   return RunProgram(Command(words), environment_, standard_input);
 }
 
-Finished CardcertTest::Bare(const Words& words) const {
-  Words command = {CARDCERT_PROGRAM};
-  command.insert(command.end(), words.begin(), words.end());
-  return RunProgram(command, environment_);
+Finished CardcertTest::CardcertWithoutModule(const Words& words) const {
+  return RunProgram(Concat({CARDCERT_PROGRAM}, words), environment_);
+}
+
+Finished CardcertTest::InShell(const std::string& script, const Words& command) const {
+  return RunProgram(Concat({"sh", "-c", script, "sh"}, command), environment_);
+}
+
+Finished CardcertTest::InBash(const std::string& script, const Words& command) const {
+  return RunProgram(Concat({"bash", "-c", script, "bash"}, command), environment_);
 }
 
 std::map<std::string, nlohmann::json> CardcertTest::List(const Words& more) const {
-  Words words = {"list", "--json"};
-  words.insert(words.end(), more.begin(), more.end());
-  const Finished run = Cardcert(words);
+  const Finished run = Cardcert(Concat({"list", "--json"}, more));
   EXPECT_EQ(run.status, 0) << run.err;
   std::map<std::string, nlohmann::json> certificates;
   for (const nlohmann::json& certificate : nlohmann::json::parse(run.out)) {
@@ -48,20 +47,51 @@ std::map<std::string, nlohmann::json> CardcertTest::List(const Words& more) cons
 }
 
 std::string CardcertTest::OpenSsl(const Words& words) {
-  Words command = {"openssl"};
-  command.insert(command.end(), words.begin(), words.end());
-  const Finished run = RunProgram(command);
+  const Finished run = RunProgram(Concat({"openssl"}, words));
   EXPECT_EQ(run.status, 0) << run.err << run.out;
   return run.out;
 }
 
+void CardcertTest::ExpectSignature(const std::string& signature, const std::string& name,
+                                   const std::string& in, const std::string& digest) const {
+  const std::string key =
+      Write("public.pem", OpenSsl({"rsa", "-in", Made(name + ".key"), "-pubout"}));
+  EXPECT_EQ(OpenSsl({"dgst", "-" + digest, "-verify", key, "-signature", signature, in}),
+            "Verified OK\n")
+      << digest;
+}
+
+void CardcertTest::CertificateTool(const Words& words) const {
+  const Finished run =
+      RunProgram(Concat({"pkcs11-tool", "--module", SOFTHSM2_LIBRARY, "--token-label", "first",
+                         "--login", "--pin", "1234", "--type", "cert"},
+                        words),
+                 environment_);
+  ASSERT_EQ(run.status, 0) << run.err;
+}
+
+void CardcertTest::AddToToken(const std::string& name, const std::string& id) const {
+  CertificateTool({"--write-object", Made(name + ".der"), "--id", id, "--label", name});
+}
+
+void CardcertTest::RemoveFromToken(const std::string& name) const {
+  CertificateTool({"--delete-object", "--label", name});
+}
+
 std::string CardcertTest::PinFile(const std::string& pin) const {
-  return folder_.Write("pin-" + pin, pin + "\n");
+  return Write("pin-" + pin, pin + "\n");
 }
 
 std::size_t CardcertTest::NumFiles() const {
   const std::filesystem::directory_iterator files(folder_.path());
   return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+}
+
+std::string Refusal(const Finished& run, int status) {
+  EXPECT_EQ(run.status, status);
+  EXPECT_EQ(run.out, "");
+  EXPECT_TRUE(AllLinesAreMessages(run.err));
+  return run.err;
 }
 
 testing::AssertionResult AllLinesAreMessages(const std::string& err) {

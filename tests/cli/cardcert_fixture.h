@@ -1,16 +1,17 @@
-// The program on throw-away tokens: what its transcripts are written in.
+// Runs the program on copies of the SoftHSM tokens of make_token.sh.
 #pragma once
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <vector>
 
 #include "support/files.h"
 #include "support/process.h"
 
+using support::Concat;
 using support::Environment;
 using support::Exists;
 using support::Finished;
@@ -18,44 +19,62 @@ using support::Process;
 using support::ReadFile;
 using support::RunProgram;
 using support::TempFolder;
-
-using Words = std::vector<std::string>;
+using support::WaitUntil;
+using support::Words;
 
 class CardcertTest : public testing::Test {
  protected:
   // Copies the tokens, so that a test may change them.
   void SetUp() override;
 
-  // The whole command: cardcert, `words`, and --module with the tokens' provider.
-  Words Command(const Words& words) const;
+  // A command line: cardcert, `words`, and --module with the provider of the tokens.
+  static Words Command(const Words& words);
   Finished Cardcert(const Words& words, const std::string& standard_input = "") const;
-  // The program alone.
-  Finished Bare(const Words& words) const;
+  // Runs cardcert with `words` alone.
+  Finished CardcertWithoutModule(const Words& words) const;
+  // Runs a shell script in which "$@" is `command`.
+  Finished InShell(const std::string& script, const Words& command) const;
+  Finished InBash(const std::string& script, const Words& command) const;
 
-  // list --json, parsed; keyed by serial and, for the twins' sake, name: "4fa107 Jürgen 山田".
+  // Runs list --json. The keys of the result are serial and name, because two certificates have
+  // the same serial: "4fa107 Jürgen 山田".
   std::map<std::string, nlohmann::json> List(const Words& more = {}) const;
 
-  // What openssl answers; the test fails when it does not succeed.
+  // Runs openssl, which has to succeed, and returns its standard output.
   static std::string OpenSsl(const Words& words);
-  // The certificate NAME.pem of make_token.sh, and the others of its files.
+  // Checks that `signature` is the key's signature on the file `in`. `name` is a key of
+  // make_token.sh.
+  void ExpectSignature(const std::string& signature, const std::string& name, const std::string& in,
+                       const std::string& digest = "sha256") const;
+  // The path of a file that make_token.sh has made.
   static std::string Made(const std::string& file) {
     return std::string(CARDCERT_TOKEN) + "/" + file;
   }
+  // Adds a certificate of make_token.sh to the token "first", or removes it, as another program
+  // would. `name` is also its label.
+  void AddToToken(const std::string& name, const std::string& id) const;
+  void RemoveFromToken(const std::string& name) const;
 
-  // A file with the PIN of the tokens, or another.
+  // Writes a file with the PIN and returns its path.
   std::string PinFile(const std::string& pin = "1234") const;
   std::string File(const std::string& name) const { return folder_.File(name); }
   std::string Write(const std::string& name, const std::string& content) const {
     return folder_.Write(name, content);
   }
-  // How many names there are in the test's folder: nothing may be left behind in it.
+  // The number of files in the test's folder.
   std::size_t NumFiles() const;
 
   Environment environment_;
 
  private:
+  void CertificateTool(const Words& words) const;
+
   TempFolder folder_;
 };
 
-// Every line of standard error is the program's own.
+// Checks that the program has refused to do anything: it ended with `status` and wrote nothing but
+// messages. Returns the messages.
+std::string Refusal(const Finished& run, int status = 2);
+
+// Succeeds if every line of standard error is a message of the program.
 testing::AssertionResult AllLinesAreMessages(const std::string& err);

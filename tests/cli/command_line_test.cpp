@@ -6,27 +6,20 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-class CommandLineTest : public CardcertTest {
- protected:
-  // The message, once the rest of what a usage error means has been checked.
-  static std::string Refusal(const Finished& run, int status = 2) {
-    EXPECT_EQ(run.status, status);
-    EXPECT_EQ(run.out, "");
-    EXPECT_TRUE(AllLinesAreMessages(run.err));
-    return run.err;
-  }
-};
+class CommandLineTest : public CardcertTest {};
 
 TEST_F(CommandLineTest, RequiresACommand) {
-  EXPECT_THAT(Refusal(Bare({})), HasSubstr("see cardcert --help"));
-  EXPECT_THAT(Refusal(Bare({"lst"})), HasSubstr("cardcert: there is no command 'lst'"));
-  EXPECT_THAT(Refusal(Bare({"-m", "x.so", "list"})),
+  EXPECT_THAT(Refusal(CardcertWithoutModule({})), HasSubstr("see cardcert --help"));
+  EXPECT_THAT(Refusal(CardcertWithoutModule({"lst"})),
+              HasSubstr("cardcert: there is no command 'lst'"));
+  EXPECT_THAT(Refusal(CardcertWithoutModule({"-m", "x.so", "list"})),
               HasSubstr("cardcert: '-m' has to come after a command: list, present"));
 }
 
 TEST_F(CommandLineTest, RequiresExactlyOneModule) {
-  EXPECT_THAT(Refusal(Bare({"list"})), HasSubstr("--module"));
-  EXPECT_THAT(Refusal(Bare({"list", "-m"})), HasSubstr("cardcert: --module needs a value\n"));
+  EXPECT_THAT(Refusal(CardcertWithoutModule({"list"})), HasSubstr("--module"));
+  EXPECT_THAT(Refusal(CardcertWithoutModule({"list", "-m"})),
+              HasSubstr("cardcert: --module needs a value\n"));
   EXPECT_THAT(Refusal(Cardcert({"list", "-m", "x.so"})),
               HasSubstr("cardcert: --module is given more than once\n"));
 }
@@ -122,13 +115,11 @@ TEST_F(CommandLineTest, RefusesALogFileThatCannotBeWritten) {
 }
 
 TEST_F(CommandLineTest, ChecksEverythingBeforeLoadingOrWriting) {
-  // A provider that cannot be loaded would be status 3, and a log file would be there.
+  // Otherwise the status would be 3, and the log file would exist.
   const Words command = {"list", "-m", "/no/such/provider.so", "--log-file", File("log")};
-  Words malformed = command;
-  malformed.insert(malformed.end(), {"--name", "nonsense"});
-  EXPECT_EQ(Bare(malformed).status, 2);
+  EXPECT_EQ(CardcertWithoutModule(Concat(command, {"--name", "nonsense"})).status, 2);
   EXPECT_FALSE(Exists(File("log")));
-  EXPECT_EQ(Bare(command).status, 3);
+  EXPECT_EQ(CardcertWithoutModule(command).status, 3);
   EXPECT_TRUE(Exists(File("log")));
 }
 
@@ -174,14 +165,14 @@ TEST_F(CommandLineTest, PrintsHelpAndVersionToStandardOutput) {
   for (const Words& words :
        {Words{"--help"}, Words{"-h"}, Words{"list", "--help"}, Words{"sign", "--help"},
         Words{"-h", "list"}, Words{"--help", "sign", "10"}, Words{"help"}, Words{"help", "list"}}) {
-    const Finished run = Bare(words);
+    const Finished run = CardcertWithoutModule(words);
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, Bare({"--help"}).out);
+    EXPECT_EQ(run.out, CardcertWithoutModule({"--help"}).out);
     EXPECT_THAT(run.out, HasSubstr("Exit status:"));
     EXPECT_THAT(run.out, HasSubstr("Examples:"));
     EXPECT_EQ(run.err, "");
   }
-  EXPECT_EQ(Bare({"--version"}).out.compare(0, 9, "cardcert "), 0);
+  EXPECT_EQ(CardcertWithoutModule({"--version"}).out.compare(0, 9, "cardcert "), 0);
   EXPECT_THAT(Refusal(Cardcert({"list", "--version"})), HasSubstr("list has no option"));
 }
 

@@ -1,4 +1,4 @@
-// cardcert list, compared with what openssl says of the same certificates.
+// cardcert list, compared with openssl.
 #include "cli/cardcert_fixture.h"
 
 #include <algorithm>
@@ -15,7 +15,13 @@ using testing::HasSubstr;
 using testing::Key;
 using testing::Not;
 
-class ListTest : public CardcertTest {};
+class ListTest : public CardcertTest {
+ protected:
+  void UseNoTokens() {
+    environment_["SOFTHSM2_CONF"] = Write(
+        "empty.conf", "directories.tokendir = " + File("") + "\nobjectstore.backend = file\n");
+  }
+};
 
 std::string Lower(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
@@ -40,7 +46,8 @@ constexpr Listed kListed[] = {
     {"rsa4096", "4096 Long"}, {"keyless", "6e6f Keyless"},
 };
 
-// What openssl says of the key usage, in the words of key_usage_names; "any" without the extension.
+// The key usage in the text of openssl, with the names of key_usage_names; "any" without the
+// extension.
 std::string KeyUsage(const std::string& text) {
   const std::map<std::string, std::string> words = {{"Digital Signature", "digitalSignature"},
                                                     {"Non Repudiation", "nonRepudiation"},
@@ -68,7 +75,7 @@ void ExpectThatOpenSslAgrees(const json& certificate, const std::string& pem,
     words.insert(words.begin(), {"x509", "-noout", "-in", pem});
     return openssl(words);
   };
-  // openssl shows a number; the record shows the encoding, with its leading zero byte.
+  // openssl shows a number; the program shows the encoding, with its leading zero byte.
   const std::string serial = certificate["serial"];
   EXPECT_EQ(std::regex_replace(serial, std::regex("^00"), ""),
             Lower(Extract(ask({"-serial"}), "serial=(.*)")));
@@ -108,7 +115,7 @@ TEST_F(ListTest, JsonAgreesWithOpenSslOnTheTokenOfTheDemo) {
     by_name[certificate["name"][0]] = certificate;
   const std::map<std::string, std::string> files = {
       {"Example Root CA", "ca"}, {"Anna Albers", "anna"}, {"Ben Brandt", "ben"}};
-  EXPECT_EQ(by_name.size(), files.size());  // Not Clara, whose key is no RSA key.
+  EXPECT_EQ(by_name.size(), files.size());  // Without Clara, whose key is not an RSA key.
   for (const auto& [name, file] : files) {
     ASSERT_THAT(by_name, Contains(Key(name)));
     ExpectThatOpenSslAgrees(by_name[name], File("demo/" + file + ".pem"), &OpenSsl);
@@ -132,7 +139,8 @@ TEST_F(ListTest, JsonHasExactlyTheseFields) {
 TEST_F(ListTest, PrintsOneTableLinePerCertificate) {
   const Finished run = Cardcert({"list"});
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 11);  // Headings, 9, and a copy.
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'),
+            11);  // Headings, 9 certificates and a copy.
   EXPECT_TRUE(std::regex_search(
       run.out, std::regex("\nJürgen 山田 +4fa107 +2048  digitalSignature, nonRepudiation  no   yes "
                           "     SoftHSM slot")));
@@ -199,9 +207,7 @@ TEST_F(ListTest, SucceedsWithoutMatch) {
   EXPECT_EQ(table.status, 0);
   EXPECT_EQ(table.out, "");
   EXPECT_THAT(table.err, HasSubstr("cardcert: no certificate matches"));
-  Words as_json = words;
-  as_json.push_back("--json");
-  EXPECT_EQ(Cardcert(as_json).out, "[]\n");
+  EXPECT_EQ(Cardcert(Concat(words, {"--json"})).out, "[]\n");
 }
 
 TEST_F(ListTest, NotesAFilterAttributeThatBeginsWithABlank) {
@@ -213,8 +219,7 @@ TEST_F(ListTest, NotesAFilterAttributeThatBeginsWithABlank) {
 }
 
 TEST_F(ListTest, SucceedsWithoutCertificates) {
-  environment_["SOFTHSM2_CONF"] =
-      Write("empty.conf", "directories.tokendir = " + File("") + "\nobjectstore.backend = file\n");
+  UseNoTokens();
   const Finished run = Cardcert({"list"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "");
@@ -224,8 +229,7 @@ TEST_F(ListTest, SucceedsWithoutCertificates) {
 }
 
 TEST_F(ListTest, DoesNotSuggestALogThatIsAlreadyOn) {
-  environment_["SOFTHSM2_CONF"] =
-      Write("empty.conf", "directories.tokendir = " + File("") + "\nobjectstore.backend = file\n");
+  UseNoTokens();
   for (const Words& words : {Words{"--log-level", "5"}, Words{"--log-file", File("log")}}) {
     const Finished run = Cardcert({"list", words[0], words[1]});
     EXPECT_THAT(run.err,
@@ -241,17 +245,13 @@ TEST_F(ListTest, WorksInAnyLocale) {
 }
 
 TEST_F(ListTest, FailsIfTableCannotBeWritten) {
-  const Finished run = RunProgram(
-      {"sh", "-c", "\"$@\" >/dev/full", "sh", CARDCERT_PROGRAM, "list", "-m", SOFTHSM2_LIBRARY},
-      environment_);
+  const Finished run = InShell("\"$@\" >/dev/full", Command({"list"}));
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write to standard output: No space left"));
 }
 
 TEST_F(ListTest, FailsIfStandardOutputIsClosedAndWritesToNoOtherFile) {
-  const Finished run = RunProgram({"sh", "-c", "\"$@\" >&-", "sh", CARDCERT_PROGRAM, "list", "-m",
-                                   SOFTHSM2_LIBRARY, "--log-file", File("log")},
-                                  environment_);
+  const Finished run = InShell("\"$@\" >&-", Command({"list", "--log-file", File("log")}));
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write to standard output: Bad file descriptor"));
   EXPECT_THAT(ReadFile(File("log")), Not(HasSubstr("KEY USAGE")));
@@ -259,10 +259,8 @@ TEST_F(ListTest, FailsIfStandardOutputIsClosedAndWritesToNoOtherFile) {
 
 TEST_F(ListTest, BrokenPipeIsSilent) {
   const Finished run =
-      RunProgram({"bash", "-c", "\"$@\" 2>" + File("err") + " | true; exit ${PIPESTATUS[0]}",
-                  "bash", CARDCERT_PROGRAM, "list", "-m", SOFTHSM2_LIBRARY},
-                 environment_);
-  EXPECT_THAT(run.status, testing::AnyOf(0, 1));  // It may have been quicker.
+      InBash("\"$@\" 2>" + File("err") + " | true; exit ${PIPESTATUS[0]}", Command({"list"}));
+  EXPECT_THAT(run.status, testing::AnyOf(0, 1));  // 0 if it has written before "true" ends.
   EXPECT_THAT(ReadFile(File("err")), Not(HasSubstr("cannot write")));
 }
 

@@ -1,7 +1,7 @@
 // --log-level and --log-file.
-#include "cli/cardcert_fixture.h"
-
 #include <sys/stat.h>
+
+#include "cli/cardcert_fixture.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ TEST_F(LogTest, WritesToStandardErrorUpToTheLevel) {
   const std::string level3 = Cardcert({"list", "--log-level", "3"}).err;
   EXPECT_THAT(level3, ContainsRegex("Z 3 Loaded PKCS#11 module '" SOFTHSM2_LIBRARY "'"));
   EXPECT_THAT(level3, Not(ContainsRegex("Z 5 ")));
-  // What the log has shown is explained, and not said twice.
+  // Messages that the log has shown are explained but not repeated.
   EXPECT_THAT(level3, ContainsRegex("Z 3 Unable to read public key from certificate"));
   EXPECT_THAT(level3, Not(HasSubstr("cardcert: note: Unable")));
   EXPECT_THAT(level3, HasSubstr("cardcert: note: left out: only certificates with an RSA key"));
@@ -34,7 +34,8 @@ TEST_F(LogTest, EscapesControlCharactersOnStandardError) {
   EXPECT_THAT(found, HasSubstr("\\u{202e}txt.exe"));
   EXPECT_THAT(found, Not(HasSubstr("\u202e")));
   EXPECT_THAT(found, HasSubstr("Jürgen 山田"));
-  const std::string lost = Bare({"list", "-m", "/no/\u009b2J.so", "--log-level", "5"}).err;
+  const std::string lost =
+      CardcertWithoutModule({"list", "-m", "/no/\u009b2J.so", "--log-level", "5"}).err;
   EXPECT_THAT(lost, HasSubstr("Z 2 Unable to load PKCS#11 module '/no/\\u{9b}2J.so'"));
   EXPECT_THAT(lost, Not(HasSubstr("\u009b")));
 }
@@ -57,9 +58,10 @@ TEST_F(LogTest, LimitsTheFileToTheLevel) {
 }
 
 TEST_F(LogTest, ShowsReasonOfFailureAtEveryLevel) {
-  const Finished quiet = Bare({"list", "-m", "/no/such.so", "--log-level", "0"});
+  const Finished quiet = CardcertWithoutModule({"list", "-m", "/no/such.so", "--log-level", "0"});
   EXPECT_THAT(quiet.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
-  const Finished to_file = Bare({"list", "-m", "/no/such.so", "--log-file", File("log")});
+  const Finished to_file =
+      CardcertWithoutModule({"list", "-m", "/no/such.so", "--log-file", File("log")});
   EXPECT_THAT(to_file.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
   EXPECT_THAT(ReadFile(File("log")), HasSubstr(" 2 Unable to load PKCS#11 module '/no/such.so':"));
 }
@@ -80,7 +82,7 @@ TEST_F(LogTest, NeverContainsAPin) {
                                  "5", "--pin-file", PinFile("739174")});
   EXPECT_EQ(run.status, 7);
   EXPECT_THAT(run.err, HasSubstr("Token login error: 160"));
-  // The file's name is not in the log either, so that this would find the PIN.
+  // The name of the PIN file, which contains the PIN, must not appear either.
   EXPECT_THAT(run.err + run.out, Not(HasSubstr("739174")));
 }
 

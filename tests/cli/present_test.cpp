@@ -24,7 +24,12 @@ TEST_F(PresentTest, AcceptsSerialSpellings) {
 }
 
 TEST_F(PresentTest, AcceptsCopiesOfOneCertificate) {
-  EXPECT_EQ(Cardcert({"present", "4fa107"}).status, 0);
+  // "sign" is on both tokens.
+  const Finished run = Cardcert({"present", "4fa107"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, testing::MatchesRegex("Jürgen 山田  4fa107  2048 bits  digitalSignature, "
+                                             "nonRepudiation  SoftHSM slot ID 0x[0-9a-f]+\n"));
+  EXPECT_EQ(run.err, "");
 }
 
 TEST_F(PresentTest, ListsDifferentCertificatesWithOneSerial) {
@@ -34,7 +39,7 @@ TEST_F(PresentTest, ListsDifferentCertificatesWithOneSerial) {
   EXPECT_THAT(run.err, HasSubstr("cardcert:   Plain  00f1e2"));
   EXPECT_THAT(run.err, HasSubstr("cardcert:   Twin  00f1e2"));
   EXPECT_THAT(run.err, HasSubstr("remove the others, or their tokens\n"));
-  // Names and subjects may be the same; keys are not.
+  // Names and subjects may be equal, so the message shows the beginning of the modulus.
   for (const char* const key : {"00f1e2 Plain", "00f1e2 Twin"}) {
     const std::string modulus = List()[key]["modulus"];
     EXPECT_THAT(run.err, HasSubstr("  modulus " + modulus.substr(0, 16) + "...  CN="));

@@ -1,6 +1,7 @@
 #include "cli/pseudo_terminal.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
@@ -8,17 +9,20 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
+#include <cerrno>
 #include <stdexcept>
-#include <thread>
+#include <utility>
+
+using support::Environment;
+using support::kTimeLimit;
+using support::WaitUntil;
+using support::Words;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kPatience(20);
-
 struct ShellReport {
-  char kind;
+  char kind;  // 'P': started, with its process; 'S': stopped, 'E': ended, with the signal or status
   int number;
 };
 
@@ -28,17 +32,18 @@ void Send(int descriptor, char kind, int number) {
     _exit(126);
 }
 
-// Where a job goes on.
 constexpr char kForeground = 'f';
 constexpr char kBackground = 'b';
 
-// The least of a shell with job control: one job in the foreground, continued on command. It never
-// touches the terminal's modes, so that what a test sees of them is the program's doing.
-[[noreturn]] void Shell(const std::vector<std::string>& command,
-                        const support::Environment& environment, int reports, int commands) {
+// A minimal shell with job control: runs one job in the foreground and continues it on command. It
+// never changes the terminal's modes, so that every change that a test sees is the program's.
+[[noreturn]] void Shell(const Words& command, const Environment& environment, int reports,
+                        int commands) {
   signal(SIGTTOU, SIG_IGN);
+  const pid_t shell = getpid();
   const pid_t job = fork();
   if (job == 0) {
+    support::DieWithParent(shell);
     setpgid(0, 0);
     tcsetpgrp(STDIN_FILENO, getpid());
     signal(SIGTTOU, SIG_DFL);
@@ -52,7 +57,7 @@ constexpr char kBackground = 'b';
     waitpid(job, &status, WUNTRACED);
     if (!WIFSTOPPED(status)) {
       Send(reports, 'E', WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
-      // The screen stays until the test has read it.
+      // The terminal has to stay open until the test has read what is on the screen.
       char end = 0;
       _exit(read(commands, &end, 1) == 0 ? 0 : 126);
     }
@@ -69,44 +74,55 @@ constexpr char kBackground = 'b';
 
 }  // namespace
 
-PseudoTerminal::PseudoTerminal(const std::vector<std::string>& command,
-                               const support::Environment& environment) {
+PseudoTerminal::PseudoTerminal(const Words& command, const Environment& environment)
+    : command_(command) {
   int reports[2] = {-1, -1};
   int commands[2] = {-1, -1};
   if (pipe2(reports, O_CLOEXEC) != 0 || pipe2(commands, O_CLOEXEC) != 0)
-    throw std::runtime_error("pipe");
+    throw std::runtime_error("pipe2 failed");
+  const pid_t parent = getpid();
   shell_ = forkpty(&master_, nullptr, nullptr, nullptr);
   if (shell_ < 0)
-    throw std::runtime_error("forkpty");
+    throw std::runtime_error("forkpty failed");
   if (shell_ == 0) {
+    support::DieWithParent(parent);
     close(commands[1]);
     Shell(command, environment, reports[1], commands[0]);
   }
   close(reports[1]);
   close(commands[0]);
   fcntl(master_, F_SETFD, FD_CLOEXEC);
+  fcntl(master_, F_SETFL, O_NONBLOCK);
+  fcntl(reports[0], F_SETFL, O_NONBLOCK);
   reports_ = reports[0];
   commands_ = commands[1];
-  char kind = 0;
-  int number = 0;
-  if (!Report(&kind, &number) || kind != 'P')
-    throw std::runtime_error("the program did not start");
-  program_ = number;
+  try {
+    program_ = WaitForReport('P', kTimeLimit);
+  } catch (...) {
+    Kill();
+    throw;
+  }
 }
 
 PseudoTerminal::~PseudoTerminal() {
-  if (program_ > 0)
-    kill(program_, SIGKILL);
-  close(commands_);
-  close(master_);
-  close(reports_);
-  waitpid(shell_, nullptr, 0);
+  Kill();
 }
 
-bool PseudoTerminal::ReadMore(int milliseconds) {
-  pollfd input = {master_, POLLIN, 0};
-  if (poll(&input, 1, milliseconds) <= 0)
-    return false;
+void PseudoTerminal::Kill() {
+  if (program_ > 0)
+    kill(-program_, SIGKILL);
+  kill(shell_, SIGKILL);
+  waitpid(shell_, nullptr, 0);
+  for (const int descriptor : {commands_, master_, reports_})
+    close(descriptor);
+}
+
+void PseudoTerminal::Fail(const std::string& what) const {
+  throw std::runtime_error(testing::PrintToString(command_) + " " + what + "\nThe screen shows:\n" +
+                           screen());
+}
+
+bool PseudoTerminal::ReadScreen() {
   char piece[4096];
   const ssize_t length = read(master_, piece, sizeof piece);
   if (length <= 0)
@@ -115,23 +131,75 @@ bool PseudoTerminal::ReadMore(int milliseconds) {
   return true;
 }
 
-bool PseudoTerminal::Shows(const std::string& text) {
-  const auto until = Clock::now() + kPatience;
-  for (;;) {
-    const std::string::size_type found = screen_.find(text, seen_);
-    if (found != std::string::npos) {
-      seen_ = found + text.size();
-      return true;
-    }
-    if (Clock::now() > until)
-      return false;
-    ReadMore(100);
+void PseudoTerminal::ReadLastOutput() {
+  pollfd input = {master_, POLLIN, 0};
+  while (poll(&input, 1, 100) > 0 && ReadScreen()) {
   }
+}
+
+bool PseudoTerminal::ReadReport() {
+  ShellReport report = {};
+  const ssize_t length = read(reports_, &report, sizeof report);
+  if (length < 0 && errno == EAGAIN)
+    return false;
+  if (length != sizeof report)
+    Fail("has lost its shell");
+  report_ = {report.kind, report.number};
+  return true;
+}
+
+int PseudoTerminal::WaitForReport(char kind, std::chrono::milliseconds limit) {
+  const bool reported = WaitUntil(
+      [this] {
+        ReadScreen();  // The program may wait for room on the screen.
+        return report_.kind != 0 || ReadReport();
+      },
+      limit);
+  const auto expected = [kind] { return kind == 'P' ? "start" : kind == 'S' ? "stop" : "end"; };
+  if (!reported)
+    Fail(std::string("did not ") + expected() + " within " + std::to_string(limit.count()) + " ms");
+  const Report report = std::exchange(report_, {});
+  if (report.kind != kind)
+    Fail(std::string("did not ") + expected() + " but " +
+         (report.kind == 'S' ? "stopped" : "ended") + " with " + std::to_string(report.number));
+  return report.number;
+}
+
+void PseudoTerminal::Expect(const std::string& text) {
+  std::string::size_type found = std::string::npos;
+  const auto is_shown = [&] {
+    found = screen_.find(text, seen_);
+    return found != std::string::npos;
+  };
+  WaitUntil([&] {
+    const bool is_running = report_.kind == 0 && !ReadReport();
+    while (ReadScreen()) {
+    }
+    return is_shown() || !is_running;
+  });
+  if (found == std::string::npos) {
+    ReadLastOutput();
+    if (!is_shown())
+      Fail("does not show " + testing::PrintToString(text));
+  }
+  seen_ = found + text.size();
+}
+
+void PseudoTerminal::Enter(const std::string& prompt, const std::string& line) {
+  Expect(prompt);
+  EXPECT_FALSE(Echoes()) << prompt;
+  Type(line + "\n");
+}
+
+void PseudoTerminal::Answer(const std::string& question, const std::string& line) {
+  Expect(question);
+  EXPECT_TRUE(Echoes()) << question;
+  Type(line + "\n");
 }
 
 void PseudoTerminal::Type(const std::string& keys) {
   if (write(master_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size()))
-    throw std::runtime_error("the keyboard is gone");
+    Fail("has lost its keyboard");
 }
 
 bool PseudoTerminal::Echoes() const {
@@ -139,39 +207,17 @@ bool PseudoTerminal::Echoes() const {
   return tcgetattr(master_, &modes) == 0 && (modes.c_lflag & ECHO) != 0;
 }
 
-bool PseudoTerminal::WaitForEcho(bool on) const {
-  const auto until = Clock::now() + kPatience;
-  while (Echoes() != on) {
-    if (Clock::now() > until)
-      return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
-}
-
-bool PseudoTerminal::Report(char* kind, int* number) {
-  ShellReport report = {};
-  if (read(reports_, &report, sizeof report) != sizeof report)
-    return false;
-  *kind = report.kind;
-  *number = report.number;
-  return true;
-}
-
-bool PseudoTerminal::WaitForStop() {
-  char kind = 0;
-  int number = 0;
-  return Report(&kind, &number) && kind == 'S';
+void PseudoTerminal::Command(char where) {
+  if (write(commands_, &where, 1) != 1)
+    Fail("has lost its shell");
 }
 
 void PseudoTerminal::Continue() {
-  if (write(commands_, &kForeground, 1) != 1)
-    throw std::runtime_error("the shell is gone");
+  Command(kForeground);
 }
 
 void PseudoTerminal::ContinueInBackground() {
-  if (write(commands_, &kBackground, 1) != 1)
-    throw std::runtime_error("the shell is gone");
+  Command(kBackground);
 }
 
 void PseudoTerminal::StopBackgroundOutput() {
@@ -179,16 +225,23 @@ void PseudoTerminal::StopBackgroundOutput() {
   tcgetattr(master_, &modes);
   modes.c_lflag |= TOSTOP;
   if (tcsetattr(master_, TCSANOW, &modes) != 0)
-    throw std::runtime_error("tcsetattr");
+    Fail("has lost its terminal");
 }
 
-int PseudoTerminal::Wait() {
-  char kind = 0;
-  int number = 0;
-  if (!Report(&kind, &number) || kind != 'E')
-    throw std::runtime_error("the program did not end");
+int PseudoTerminal::Wait(std::chrono::milliseconds limit) {
+  const int status = WaitForReport('E', limit);
   program_ = -1;
-  while (ReadMore(100)) {
-  }
-  return number;
+  ReadLastOutput();
+  return status;
+}
+
+void PseudoTerminal::ExpectExit(int status) {
+  EXPECT_EQ(Wait(), status) << screen();
+  EXPECT_TRUE(Echoes());
+}
+
+std::string PseudoTerminal::screen() const {
+  std::string lines = screen_;
+  lines.erase(std::remove(lines.begin(), lines.end(), '\r'), lines.end());
+  return lines;
 }

@@ -1,10 +1,9 @@
-// --pin, --pin-file and --batch: nobody is asked, and each PIN is offered once.
-#include "cli/cardcert_fixture.h"
-
+// --pin, --pin-file and --batch: no questions, and each PIN is offered once.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <fstream>
-#include <thread>
+#include "cli/cardcert_fixture.h"
 
 namespace {
 
@@ -14,9 +13,8 @@ using testing::Not;
 class ScriptedPinsTest : public CardcertTest {
  protected:
   Finished Sign(const Words& more) const {
-    Words words = {"sign", "4fa107", "--in", Write("in", "x"), "--out", File("sig")};
-    words.insert(words.end(), more.begin(), more.end());
-    return Cardcert(words);
+    return Cardcert(
+        Concat({"sign", "4fa107", "--in", Write("in", "x"), "--out", File("sig")}, more));
   }
 
   static std::size_t Count(const std::string& text, const std::string& part) {
@@ -67,21 +65,22 @@ TEST_F(ScriptedPinsTest, ClearsTheVariableBeforeLoadingTheProvider) {
   environment_["MY_PIN"] = "sentinel-2718281828";
   const std::string pipe = File("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  // It waits for the file that it is to sign, and has read the PIN by then.
+  // The program reads the PIN, then the file to sign, and loads the provider last.
   Process process(Command({"sign", "4fa107", "--in", pipe, "--out", File("sig"), "--pin",
                            "env:MY_PIN", "--log-level", "5"}),
                   environment_);
-  std::ofstream writer(pipe);  // Waits until the program reads.
+  int writer = -1;  // Cannot be opened before the program reads.
+  ASSERT_TRUE(WaitUntil(
+      [&] { return (writer = open(pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }));
   const std::string environ = ReadFile("/proc/" + std::to_string(process.pid()) + "/environ");
   EXPECT_THAT(environ, HasSubstr("SOFTHSM2_CONF="));
   EXPECT_THAT(environ, Not(HasSubstr("sentinel")));
-  writer << "x";
-  writer.close();
-  EXPECT_EQ(process.Wait().status, 7);  // It was read: a wrong PIN.
+  EXPECT_EQ(write(writer, "x", 1), 1);
+  close(writer);
+  EXPECT_EQ(process.Wait().status, 7);  // The PIN was read, and is wrong.
 }
 
 TEST_F(ScriptedPinsTest, CancelsWithoutPinAndTerminal) {
-  // No PIN at all, and no terminal either.
   const Finished run = Sign({});
   EXPECT_EQ(run.status, 6);
   EXPECT_THAT(run.err, HasSubstr("there is no terminal to ask for it; use --pin-file"));

@@ -1,16 +1,17 @@
-// No PIN stays in the program's memory once it has been used.
+// Searches the program's memory for PINs after they have been used.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <thread>
 
 #include "cli/scripted_card/scripted_card_fixture.h"
 
 namespace {
 
-// How often `text` stands in the writable memory of a process.
+// Counts the occurrences of `text` in the writable memory of a process.
 std::size_t CountInMemory(pid_t process, const std::string& text) {
   const std::string folder = "/proc/" + std::to_string(process);
   std::ifstream maps(folder + "/maps");
@@ -24,11 +25,11 @@ std::size_t CountInMemory(pid_t process, const std::string& text) {
     if (std::sscanf(line.c_str(), "%lx-%lx %c%c", &begin, &end, &may_read, &may_write) != 4 ||
         may_read != 'r' || may_write != 'w')
       continue;
-    // In pieces that overlap: a sanitizer's memory is mapped in terabytes, and mostly is not there.
-    constexpr std::size_t kPiece = 1 << 20;
+    // A sanitizer maps terabytes that are mostly not backed by memory.
     if (end - begin > (1UL << 32))
       continue;
-    std::string piece(kPiece + text.size(), '\0');
+    constexpr std::size_t kPiece = 1 << 20;
+    std::string piece(kPiece + text.size(), '\0');  // Overlaps the next piece.
     for (unsigned long at = begin; at < end; at += kPiece) {
       memory.clear();
       memory.seekg(static_cast<std::streamoff>(at));
@@ -41,7 +42,25 @@ std::size_t CountInMemory(pid_t process, const std::string& text) {
   return count;
 }
 
-// The sanitizers' run-time library keeps a copy of the environment of its own.
+// A PIN of 64 characters, none of whose parts of kPartLength occurs in another PIN or elsewhere.
+// `tag` is a single character.
+constexpr std::size_t kPartLength = 8;
+std::string LongPin(char tag) {
+  std::string pin;
+  for (char c = '0'; pin.size() < 64; ++c)
+    pin += {'q', tag, 'z', c};
+  return pin;
+}
+
+// Counts the occurrences of the parts of a PIN, so that a partly cleared PIN is found, too.
+std::size_t CountPartsInMemory(pid_t process, const std::string& pin) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; at < pin.size(); at += kPartLength)
+    count += CountInMemory(process, pin.substr(at, kPartLength));
+  return count;
+}
+
+// The sanitizers' run-time library keeps a copy of the environment.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define BUILT_WITH_SANITIZER
@@ -55,100 +74,97 @@ constexpr bool kEnvironmentIsCopied = false;
 
 class PinMemoryTest : public ScriptedCardTest {
  protected:
-  // The program with its output in a pipe that nobody reads yet: it has signed, and waits.
-  static void WaitForSignature(const std::string& log) {
-    for (int i = 0; i < 1000; ++i) {
-      if (ReadFile(log).find("Signature operation completed") != std::string::npos)
-        return;
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    FAIL() << "no signature";
+  void SetUp() override {
+    ScriptedCardTest::SetUp();
+    ASSERT_EQ(mkfifo(File("pipe").c_str(), 0600), 0);
+    Write("log", "");
+  }
+
+  // Signs to a pipe that nobody reads yet, so that the program waits with the signature made.
+  Words SignToPipe(const Words& more = {}) const {
+    return CardCommand(Concat({"sign", "4fa107", "--in", Write("in", "x"), "--out", File("pipe"),
+                               "--log-file", File("log")},
+                              more));
+  }
+  void WaitForSignature() const {
+    ASSERT_TRUE(WaitUntil([this] {
+      return ReadFile(File("log")).find("Signature operation completed") != std::string::npos;
+    }));
+  }
+  // Lets the program go on. `wait` waits for it to end.
+  template <typename Wait>
+  void ReadSignature(Wait wait) const {
+    const int reader = open(File("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    wait();
+    char signature[512];
+    EXPECT_EQ(read(reader, signature, sizeof signature), 256);
+    close(reader);
   }
 };
 
 TEST_F(PinMemoryTest, SearchFindsTextInMemory) {
-  PseudoTerminal terminal(Sign(), environment_);
-  ASSERT_TRUE(terminal.Shows("PIN: "));
+  // The environment and the values of options are on the program's stack.
+  environment_["TEXT"] = LongPin('x');
+  PseudoTerminal terminal(SignCommand(), environment_);
+  terminal.Expect("PIN: ");
   EXPECT_GT(CountInMemory(terminal.program(), "Scripted reader"), 0U);
-  // An option's value is on the program's stack.
   EXPECT_GT(CountInMemory(terminal.program(), File("sig")), 0U);
+  EXPECT_GE(CountPartsInMemory(terminal.program(), LongPin('x')), 64 / kPartLength);
 }
 
 TEST_F(PinMemoryTest, ClearsTypedPins) {
-  const std::string wrong = "qzx81-wrong";
-  const std::string wrong_so = "qzx82-wrong-so";
-  const std::string new_pin = "qzx83-new";
-  const std::string retyped = "qzx84-retyped";
-  Card("left=0");
-  PseudoTerminal unlock(Sign(), environment_);
-  ASSERT_TRUE(unlock.Shows("[y/N] "));
-  unlock.Type("y\n");
-  ASSERT_TRUE(unlock.Shows("SO PIN (PUK): "));
-  unlock.Type(wrong_so + "\n");
-  ASSERT_TRUE(unlock.Shows("SO PIN (PUK): "));
-  unlock.Type("87654321\n");
-  ASSERT_TRUE(unlock.Shows("New PIN: "));
-  unlock.Type(new_pin + "\n");
-  ASSERT_TRUE(unlock.Shows("New PIN once more: "));
-  unlock.Type(retyped + "\n");
-  ASSERT_TRUE(unlock.Shows("New PIN: "));
-  unlock.Type(new_pin + "\n");
-  ASSERT_TRUE(unlock.Shows("New PIN once more: "));
-  unlock.Type(new_pin + "\n");
-  ASSERT_TRUE(unlock.Shows("PIN: "));
-  unlock.Type(wrong + "\n");
-  ASSERT_TRUE(unlock.Shows("PIN: "));
-  for (const std::string& pin : {wrong, wrong_so, new_pin, retyped})
-    EXPECT_EQ(CountInMemory(unlock.program(), pin), 0U) << pin;
-  EXPECT_EQ(CountInMemory(unlock.program(), "qzx8"), 0U);
+  const std::string wrong = LongPin('a');
+  const std::string wrong_so = LongPin('b');
+  const std::string new_pin = LongPin('c');
+  const std::string repeated = LongPin('d');
+  Card("left=0 max-pin=64");
+  PseudoTerminal terminal(SignCommand(), environment_);
+  terminal.Answer("[y/N] ", "y");
+  terminal.Enter("SO PIN (PUK): ", wrong_so);
+  terminal.Enter("SO PIN (PUK): ", "87654321");
+  terminal.Enter("New PIN: ", new_pin);
+  terminal.Enter("New PIN once more: ", repeated);
+  terminal.Enter("New PIN: ", new_pin);
+  terminal.Enter("New PIN once more: ", new_pin);
+  terminal.Enter("PIN: ", wrong);
+  terminal.Expect("PIN: ");
+  for (const std::string& pin : {wrong, wrong_so, new_pin, repeated})
+    EXPECT_EQ(CountPartsInMemory(terminal.program(), pin), 0U) << pin;
 }
 
 TEST_F(PinMemoryTest, ClearsTheLastTypedPin) {
-  // Nothing is asked after it that could overwrite it.
-  ASSERT_EQ(mkfifo(File("pipe").c_str(), 0600), 0);
-  Card("left=0");
-  Write("log", "");
-  PseudoTerminal terminal(WithCard({"sign", "4fa107", "--in", Write("in", "x"), "--out",
-                                    File("pipe"), "--log-file", File("log")}),
-                          environment_);
-  ASSERT_TRUE(terminal.Shows("[y/N] "));
-  terminal.Type("y\n");
-  ASSERT_TRUE(terminal.Shows("SO PIN (PUK): "));
-  terminal.Type("87654321\n");
-  for (const char* const prompt : {"New PIN: ", "New PIN once more: ", "PIN: "}) {
-    ASSERT_TRUE(terminal.Shows(prompt));
-    terminal.Type("qzx86-last\n");
-  }
-  WaitForSignature(File("log"));
-  EXPECT_EQ(CountInMemory(terminal.program(), "qzx86"), 0U);
-  std::ifstream reader(File("pipe"));
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}).size(), 256U);
-  EXPECT_EQ(terminal.Wait(), 0);
+  // No later question overwrites this PIN.
+  const std::string pin = LongPin('e');
+  Card("left=0 max-pin=64");
+  PseudoTerminal terminal(SignToPipe(), environment_);
+  terminal.Answer("[y/N] ", "y");
+  terminal.Enter("SO PIN (PUK): ", "87654321");
+  for (const char* const prompt : {"New PIN: ", "New PIN once more: ", "PIN: "})
+    terminal.Enter(prompt, pin);
+  WaitForSignature();
+  EXPECT_EQ(CountPartsInMemory(terminal.program(), pin), 0U);
+  ReadSignature([&] { terminal.ExpectExit(0); });
 }
 
 TEST_F(PinMemoryTest, ClearsGivenPins) {
-  ASSERT_EQ(mkfifo(File("pipe").c_str(), 0600), 0);
+  const std::string pin = LongPin('f');
+  const Words so_pin = {"--so-pin-file", PinFile("87654321")};
   for (const bool from_file : {true, false}) {
-    SCOPED_TRACE(from_file);
-    Card("left=0");
-    environment_["NEW_PIN"] = "qzx85-new";
-    Words command = {
-        "sign",       "4fa107",     "--in",      Write("in", "x"), "--out",
-        File("pipe"), "--log-file", File("log"), "--so-pin-file",  Write("so", "87654321\n")};
-    if (from_file)
-      command.insert(command.end(), {"--new-pin-file", Write("new", "qzx85-new\n")});
-    else
-      command.insert(command.end(), {"--new-pin", "env:NEW_PIN"});
-    if (from_file)
-      environment_.erase("NEW_PIN");
+    SCOPED_TRACE(from_file ? "from a file" : "from a variable");
+    Card("left=0 max-pin=64");
+    Words new_pin = {"--new-pin-file", Write("new-pin", pin + "\n")};
+    if (!from_file) {
+      environment_["NEW_PIN"] = pin;
+      new_pin = {"--new-pin", "env:NEW_PIN"};
+    }
     Write("log", "");
-    Process process(WithCard(command), environment_);
-    WaitForSignature(File("log"));
-    EXPECT_EQ(CountInMemory(process.pid(), "qzx85"), from_file || !kEnvironmentIsCopied ? 0U : 1U);
+    Process process(SignToPipe(Concat(so_pin, new_pin)), environment_);
+    WaitForSignature();
+    EXPECT_EQ(CountPartsInMemory(process.pid(), pin),
+              from_file || !kEnvironmentIsCopied ? 0U : pin.size() / kPartLength);
     EXPECT_GT(CountInMemory(process.pid(), File("pipe")), 0U);
-    std::ifstream reader(File("pipe"));
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}).size(), 256U);
-    EXPECT_EQ(process.Wait().status, 0);
+    ReadSignature([&] { EXPECT_EQ(process.Wait().status, 0); });
   }
 }
 

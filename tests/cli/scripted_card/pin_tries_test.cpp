@@ -1,4 +1,4 @@
-// No script locks a card that tells of its tries.
+// Without a terminal each PIN is offered once, and never on the last try that the card reports.
 #include "cli/scripted_card/scripted_card_fixture.h"
 
 namespace {
@@ -9,7 +9,6 @@ using testing::SizeIs;
 class PinTriesTest : public ScriptedCardTest {
  protected:
   Words Pin(const std::string& pin) const { return {"--pin-file", PinFile(pin)}; }
-  // All three kinds of PIN.
   Words Pins(const std::string& pin, const std::string& so_pin, const std::string& new_pin) const {
     return {"--pin-file",    PinFile(pin),     "--so-pin-file",
             PinFile(so_pin), "--new-pin-file", PinFile(new_pin)};
@@ -19,20 +18,20 @@ class PinTriesTest : public ScriptedCardTest {
 TEST_F(PinTriesTest, SignsWithTheRightPin) {
   EXPECT_EQ(RunSign(Pin("1234")).status, 0);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectASignature();
+  ExpectSigned();
 }
 
 TEST_F(PinTriesTest, WrongPinCostsOneTry) {
   const Finished run = RunSign(Pin("9999"));
   EXPECT_EQ(run.status, 7);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, OffersAPinOfWrongLengthOnce) {
   EXPECT_EQ(RunSign(Pin("99")).status, 7);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, DoesNotUseTheLastTryForAWrongPin) {
@@ -41,7 +40,7 @@ TEST_F(PinTriesTest, DoesNotUseTheLastTryForAWrongPin) {
   EXPECT_EQ(run.status, 9);
   EXPECT_THAT(run.err, HasSubstr("cardcert: the PIN is held back: it would be the last try"));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, DoesNotUseTheLastTryForTheRightPin) {
@@ -57,7 +56,7 @@ TEST_F(PinTriesTest, LockedPinIsStatus8) {
   EXPECT_THAT(run.err, HasSubstr("cardcert: the PIN is locked\n"
                                  "cardcert: to unlock it, give the SO PIN (PUK) and a new PIN"));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, OffersThePinOnceIfTheCardReportsNoTries) {
@@ -65,16 +64,16 @@ TEST_F(PinTriesTest, OffersThePinOnceIfTheCardReportsNoTries) {
   const Finished run = RunSign(Pin("9999"));
   EXPECT_EQ(run.status, 8);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, UnlocksALockedPinWithSoPinAndNewPin) {
   Card("left=0");
   const Finished run = RunSign(Pins("1234", "87654321", "5678"));
   EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_THAT(Calls("C_Login"), SizeIs(2));  // As security officer, then with the new PIN.
+  EXPECT_THAT(Calls("C_Login"), SizeIs(2));  // With the SO PIN, then with the new PIN.
   EXPECT_THAT(Calls("C_InitPIN"), SizeIs(1));
-  ExpectASignature();
+  ExpectSigned();
 }
 
 TEST_F(PinTriesTest, ReadsEachPinFromAVariable) {
@@ -85,20 +84,20 @@ TEST_F(PinTriesTest, ReadsEachPinFromAVariable) {
   const Finished run = RunSign({"--pin", "env:P", "--so-pin", "env:S", "--new-pin", "env:N"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(Calls("C_InitPIN"), SizeIs(1));
-  ExpectASignature();
+  ExpectSigned();
 }
 
 TEST_F(PinTriesTest, LeavesTheLastTryAfterAWrongPin) {
   Card("left=2");
   EXPECT_EQ(RunSign(Pin("9999")).status, 7);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(1));  // One is left.
-  ExpectNoSignature();
+  EXPECT_THAT(Calls("C_Login"), SizeIs(1));  // The last try is left.
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, OffersTheNewPinDespiteStaleFlags) {
   Card("left=0 pin-flags=0x60000");  // CKF_USER_PIN_LOCKED, CKF_USER_PIN_FINAL_TRY
   EXPECT_EQ(RunSign(Pins("1234", "87654321", "5678")).status, 0);
-  ExpectASignature();
+  ExpectSigned();
 }
 
 TEST_F(PinTriesTest, OffersARefusedNewPinOnce) {
@@ -106,14 +105,14 @@ TEST_F(PinTriesTest, OffersARefusedNewPinOnce) {
   const Finished run = RunSign(Pins("1234", "87654321", "567"));
   EXPECT_EQ(run.status, 7);
   EXPECT_THAT(Calls("C_InitPIN"), SizeIs(1));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, WrongSoPinCostsOneTry) {
   Card("left=0");
   EXPECT_EQ(RunSign(Pins("1234", "11111111", "5678")).status, 7);
   EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, DoesNotUseTheLastTryOfTheSoPin) {
@@ -121,18 +120,18 @@ TEST_F(PinTriesTest, DoesNotUseTheLastTryOfTheSoPin) {
   const Finished run = RunSign(Pins("1234", "87654321", "5678"));
   EXPECT_EQ(run.status, 9);
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, LockedSoPinIsStatus8) {
   Card("left=0 so-left=0");
   EXPECT_EQ(RunSign(Pins("1234", "87654321", "5678")).status, 8);
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasTheSerial) {
-  Card("first=curve");  // It is not listed, and comes before the one that is meant.
+  Card("first=curve");  // An EC certificate with the same serial comes first and is not listed.
   const Finished run = RunSign(Pin("1234"));
   EXPECT_EQ(run.status, 5);
   EXPECT_THAT(run.err, HasSubstr("cardcert: several different certificates have this serial:\n"
@@ -140,7 +139,7 @@ TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasTheSerial) {
   EXPECT_THAT(run.err, HasSubstr("cardcert:   Jürgen 山田  4fa107"));
   EXPECT_TRUE(AllLinesAreMessages(run.err));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, DoesNotSayCancelledWithoutAUser) {
@@ -152,14 +151,14 @@ TEST_F(PinTriesTest, DoesNotSayCancelledWithoutAUser) {
             "cardcert: nothing was signed\n");
   EXPECT_THAT(RunSign({}).err, HasSubstr("there is no terminal"));
   EXPECT_THAT(RunSign({}).err, testing::Not(HasSubstr("cancelled")));
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, NeedsNoPinForACardWithoutOne) {
   Card("user=no");
   EXPECT_EQ(RunSign({"--batch"}).status, 0);
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectASignature();
+  ExpectSigned();
 }
 
 }  // namespace

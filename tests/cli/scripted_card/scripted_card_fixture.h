@@ -1,8 +1,8 @@
-// The program with a scripted card in the reader.
+// Runs the program with the scripted card in the reader.
 #pragma once
 
-#include <memory>
 #include <string>
+#include <vector>
 
 #include "cli/cardcert_fixture.h"
 #include "cli/pseudo_terminal.h"
@@ -11,20 +11,24 @@ class ScriptedCardTest : public CardcertTest {
  protected:
   void SetUp() override;
 
-  // What the card is like, in the words of card.cpp.
+  // Describes the card in the words of scripted_card_provider.cpp.
   void Card(const std::string& words) { environment_["SCRIPTED_CARD"] = words; }
 
-  // The command with the card's provider; `sign` with everything but PINs.
-  static Words WithCard(const Words& words);
-  Words Sign(const Words& more = {}) const;
+  // A command line: cardcert, `words`, and --module with the card's provider.
+  static Words CardCommand(const Words& words);
+  // The same for sign with everything but PINs: signs the file "in" and writes the file "sig".
+  Words SignCommand(const Words& more = {}) const;
 
-  Finished RunCard(const Words& words) const { return RunProgram(WithCard(words), environment_); }
-  Finished RunSign(const Words& more) const { return RunProgram(Sign(more), environment_); }
+  Finished RunCard(const Words& words) const {
+    return RunProgram(CardCommand(words), environment_);
+  }
+  Finished RunSign(const Words& more) const { return RunProgram(SignCommand(more), environment_); }
 
-  // The calls that the card saw of one function, or of all whose names begin so.
-  std::vector<std::string> Calls(const std::string& function) const;
-  // After the run: the caller did nothing wrong, and left nothing open.
+  // The provider calls whose trace begins with `text`, for example "C_Login".
+  std::vector<std::string> Calls(const std::string& text) const;
+  // To be called after the run. The caller broke no rule and left nothing open.
   void ExpectNoViolations() const;
-  void ExpectASignature() const;
-  void ExpectNoSignature() const;
+  // These check the violations, too.
+  void ExpectSigned() const;
+  void ExpectNotSigned() const;
 };

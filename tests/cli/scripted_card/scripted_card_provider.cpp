@@ -1,8 +1,9 @@
-// A scripted card for the program's transcripts: a provider library that, when it is loaded, makes
-// the tokens that the environment describes, and when it is unloaded, writes down what happened.
-//   SCRIPTED_CARD        words: see Words below
-//   SCRIPTED_CARD_FILES  folder of make_token.sh's files; the card holds its certificate "sign"
-//   SCRIPTED_CARD_TRACE  the file for the trace and, behind "VIOLATION", the caller's faults
+// A PKCS#11 provider with one card, for tests that run the program. The environment describes the
+// card when the library is loaded. The trace is written when the library is unloaded.
+//   SCRIPTED_CARD        words that describe the card; see the table in Card::Card()
+//   SCRIPTED_CARD_FILES  folder with the files of make_token.sh; the card holds its certificate and
+//                        key "sign"
+//   SCRIPTED_CARD_TRACE  file for the calls and, after "VIOLATION", the rules the caller broke
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -34,25 +35,25 @@ unsigned long Number(const std::string& text) {
 class Card {
  public:
   Card() {
-    scripted::Trace::Instance();  // Made before the card, so that it is there until the card has
-                                  // gone.
+    // Constructed before this object and therefore destroyed after it.
+    scripted::Trace::Instance();
     scripted::Token& token = Provider::Instance().Slot(1, "Scripted reader").Token("Card (PIN)");
     const std::map<std::string, std::function<void(const std::string&)>> words = {
-        // PINs: 1234 and 87654321 unless they are "no".
+        // The PIN is 1234 and the SO PIN 87654321; "user=no" is a card without PINs.
         {"user", [&](const std::string& value) { has_user_pin_ = value != "no"; }},
         {"left", [&](const std::string& value) { user_left_ = std::stoi(value); }},
         {"so-left", [&](const std::string& value) { so_left_ = std::stoi(value); }},
         {"locks-at-once", [&](const std::string&) { token.ReturnsPinLockedOnLastTry(); }},
+        {"max-pin", [&](const std::string& value) { token.PinLengths(4, Number(value)); }},
         {"pin-flags", [&](const std::string& value) { token.ReportedPinFlags(Number(value)); }},
-        // Before "sign", NAME of make_token.sh's certificates.
+        // Another certificate of make_token.sh, before "sign".
         {"first",
          [&](const std::string& value) { token.Certificate(FileContent(value + ".der"), "1st"); }},
-        // NAME/NUMBER/NTH: the function fails in its n-th call, the first where none is told; or
-        // from
-        // that one on.
+        // FUNCTION/RETURN_VALUE[/N]: the N-th call fails, by default the first; with fail-from the
+        // later ones, too.
         {"fail", [](const std::string& value) { Fail(value); }},
         {"fail-from", [](const std::string& value) { Fail(value).Always(); }},
-        // From the n-th poll on the token is gone, or back; with an event.
+        // The N-th C_WaitForSlotEvent reports an event and the token is removed or inserted.
         {"remove-at-poll",
          [this](const std::string& value) { AtPoll(value, [this] { Remove(); }); }},
         {"insert-at-poll",
@@ -101,7 +102,7 @@ class Card {
         });
   }
   void Remove() { removed_ = Provider::Instance().Slot(1).Remove(); }
-  // An event alone where nothing was taken out before.
+  // Without a removed token this is only an event.
   void Insert() {
     if (removed_)
       Provider::Instance().Slot(1).Insert(removed_);

@@ -52,7 +52,7 @@ TEST_F(SignFailureTest, ExplainsAWriteProtectedToken) {
   EXPECT_THAT(run.err, HasSubstr("cardcert: the certificate is listed, but its token cannot be"
                                  " opened for reading and writing:\n"));
   EXPECT_THAT(Calls("C_Login"), testing::IsEmpty());
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ TEST_F(SlotListFailureTest, FailsIfSlotsCannotBeListed) {
        {Words{"list"}, Words{"list", "--json"}, Words{"present", "4fa107"},
         Words{"watch", "--count", "1"}, Words{"watch", "--json", "--count", "1"},
         Words{"sign", "4fa107", "--in", in, "--out", File("sig"), "--pin-file", PinFile()}}) {
-    // Neither how many there are, nor which.
+    // Fails when asked for the number of slots, and when asked for the slots.
     for (const char* const nth : {"1", "2"}) {
       Card(std::string("fail-from=C_GetSlotList/0x30/") + nth);
       const Finished run = RunCard(words);

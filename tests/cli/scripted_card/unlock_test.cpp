@@ -1,4 +1,4 @@
-// A card that locks, at the terminal.
+// Locking and unlocking a PIN at the terminal.
 #include "cli/scripted_card/scripted_card_fixture.h"
 
 namespace {
@@ -7,81 +7,71 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
 
-class UnlockTest : public ScriptedCardTest {};
-
-// Says what the user types where the terminal shows `prompt`, and that it stays invisible.
-#define ENTER(terminal, prompt, keys)          \
-  do {                                         \
-    ASSERT_TRUE((terminal).Shows(prompt));     \
-    EXPECT_FALSE((terminal).Echoes());         \
-    (terminal).Type(std::string(keys) + "\n"); \
-  } while (false)
+class UnlockTest : public ScriptedCardTest {
+ protected:
+  // A user who consents to unlock the PIN of a locked card, and gives the right SO PIN.
+  static void Unlock(PseudoTerminal* terminal, const std::string& yes = "y") {
+    terminal->Answer("[y/N] ", yes);
+    terminal->Enter("SO PIN (PUK): ", "87654321");
+  }
+  static void SetNewPin(PseudoTerminal* terminal, const std::string& pin,
+                        const std::string& repeated) {
+    terminal->Enter("New PIN: ", pin);
+    terminal->Enter("New PIN once more: ", repeated);
+  }
+};
 
 TEST_F(UnlockTest, SignsAfterLockingAndUnlockingThePin) {
-  PseudoTerminal terminal(Sign(), environment_);
-  ASSERT_TRUE(terminal.Shows("Signing with 'Jürgen 山田' in 'Scripted reader'."));
-  ENTER(terminal, "PIN: ", "1111");
-  ASSERT_TRUE(terminal.Shows("cardcert: the PIN is wrong"));
-  ASSERT_TRUE(terminal.Shows("Note: a wrong PIN has been entered before."));
-  ENTER(terminal, "PIN: ", "2222");
-  ASSERT_TRUE(terminal.Shows("cardcert: the PIN is wrong"));
-  ASSERT_TRUE(terminal.Shows(
-      "Warning: this is the last try. If the PIN is wrong once more, it is locked."));
-  ENTER(terminal, "PIN: ", "3333");
-  ASSERT_TRUE(terminal.Shows("cardcert: the PIN is locked"));
-  ASSERT_TRUE(
-      terminal.Shows("Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] "));
-  EXPECT_TRUE(terminal.Echoes());
-  terminal.Type("y\n");
-  ENTER(terminal, "SO PIN (PUK): ", "11111111");
-  ASSERT_TRUE(terminal.Shows("cardcert: the SO PIN (PUK) is wrong"));
-  ASSERT_TRUE(terminal.Shows("Note: a wrong SO PIN (PUK) has been entered before."));
-  ENTER(terminal, "SO PIN (PUK): ", "87654321");
-  ENTER(terminal, "New PIN: ", "5678");
-  ENTER(terminal, "New PIN once more: ", "5679");
-  ASSERT_TRUE(terminal.Shows("The two are not the same."));
-  ENTER(terminal, "New PIN: ", "567");
-  ENTER(terminal, "New PIN once more: ", "567");
-  ASSERT_TRUE(terminal.Shows("cardcert: the token does not accept a PIN of this length or form"));
-  ENTER(terminal, "New PIN: ", "5678");
-  ENTER(terminal, "New PIN once more: ", "5678");
-  ENTER(terminal, "PIN: ", "5678");
-  EXPECT_EQ(terminal.Wait(), 0);
-  EXPECT_TRUE(terminal.Echoes());
+  PseudoTerminal terminal(SignCommand(), environment_);
+  terminal.Expect("Signing with 'Jürgen 山田' in 'Scripted reader'.");
+  terminal.Enter("PIN: ", "1111");
+  terminal.Expect("cardcert: the PIN is wrong");
+  terminal.Expect("Note: a wrong PIN has been entered before.");
+  terminal.Enter("PIN: ", "2222");
+  terminal.Expect("cardcert: the PIN is wrong");
+  terminal.Expect("Warning: this is the last try. If the PIN is wrong once more, it is locked.");
+  terminal.Enter("PIN: ", "3333");
+  terminal.Expect("cardcert: the PIN is locked");
+  terminal.Answer("Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] ", "y");
+  terminal.Enter("SO PIN (PUK): ", "11111111");
+  terminal.Expect("cardcert: the SO PIN (PUK) is wrong");
+  terminal.Expect("Note: a wrong SO PIN (PUK) has been entered before.");
+  terminal.Enter("SO PIN (PUK): ", "87654321");
+  SetNewPin(&terminal, "5678", "5679");
+  terminal.Expect("The two are not the same.");
+  SetNewPin(&terminal, "567", "567");
+  terminal.Expect("cardcert: the token does not accept a PIN of this length or form");
+  SetNewPin(&terminal, "5678", "5678");
+  terminal.Enter("PIN: ", "5678");
+  terminal.ExpectExit(0);
   for (const char* const pin : {"1111", "2222", "3333", "87654321", "567"})
     EXPECT_THAT(terminal.screen(), Not(HasSubstr(pin)));
-  ExpectASignature();
+  ExpectSigned();
 }
 
 TEST_F(UnlockTest, OldPinIsWrongAfterUnlocking) {
   Card("left=0");
-  PseudoTerminal terminal(Sign(), environment_);
-  ASSERT_TRUE(terminal.Shows("[y/N] "));
-  terminal.Type("yes\n");
-  ENTER(terminal, "SO PIN (PUK): ", "87654321");
-  ENTER(terminal, "New PIN: ", "5678");
-  ENTER(terminal, "New PIN once more: ", "5678");
-  ENTER(terminal, "PIN: ", "1234");
-  ASSERT_TRUE(terminal.Shows("cardcert: the PIN is wrong"));
-  ENTER(terminal, "PIN: ", "5678");
-  EXPECT_EQ(terminal.Wait(), 0);
-  ExpectASignature();
+  PseudoTerminal terminal(SignCommand(), environment_);
+  Unlock(&terminal, "yes");
+  SetNewPin(&terminal, "5678", "5678");
+  terminal.Enter("PIN: ", "1234");
+  terminal.Expect("cardcert: the PIN is wrong");
+  terminal.Enter("PIN: ", "5678");
+  terminal.ExpectExit(0);
+  ExpectSigned();
 }
 
 TEST_F(UnlockTest, DoesNotWarnAboutTheNewPinBecauseOfStaleFlags) {
-  // Some tokens' flags lag behind: "final try" and "locked", after the unlocking, too.
+  // Some tokens still report "final try" and "locked" after the PIN has been unlocked.
   Card("left=0 pin-flags=0x60000");
-  PseudoTerminal terminal(Sign(), environment_);
-  ASSERT_TRUE(terminal.Shows("[y/N] "));
-  terminal.Type("y\n");
-  ENTER(terminal, "SO PIN (PUK): ", "87654321");
-  ENTER(terminal, "New PIN: ", "5678");
-  ENTER(terminal, "New PIN once more: ", "5678");
-  ASSERT_TRUE(terminal.Shows("the PIN is unlocked, and the new one is set"));
-  ENTER(terminal, "PIN: ", "5678");
-  EXPECT_EQ(terminal.Wait(), 0);
+  PseudoTerminal terminal(SignCommand(), environment_);
+  Unlock(&terminal);
+  SetNewPin(&terminal, "5678", "5678");
+  terminal.Expect("the PIN is unlocked, and the new one is set");
+  terminal.Enter("PIN: ", "5678");
+  terminal.ExpectExit(0);
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("last try")));
-  ExpectASignature();
+  ExpectSigned();
 }
 
 TEST_F(UnlockTest, LeavesThePinLockedWithoutATerminal) {
@@ -93,96 +83,83 @@ TEST_F(UnlockTest, LeavesThePinLockedWithoutATerminal) {
             "cardcert: to unlock it, give the SO PIN (PUK) and a new PIN as well, with"
             " --so-pin-file and --new-pin-file\n"
             "cardcert: nothing was signed: a PIN is locked\n");
-  ExpectNoSignature();
+  ExpectNotSigned();
 }
 
 TEST_F(UnlockTest, WaitsForTheForegroundBeforeAsking) {
   Card("left=0");
-  PseudoTerminal terminal(Sign(), environment_);
-  ASSERT_TRUE(terminal.Shows("[y/N] "));
+  PseudoTerminal terminal(SignCommand(), environment_);
+  terminal.Expect("[y/N] ");
   terminal.StopBackgroundOutput();
   terminal.Type("\x1a");
-  ASSERT_TRUE(terminal.WaitForStop());
+  terminal.WaitForStop();
   terminal.ContinueInBackground();
-  ASSERT_TRUE(terminal.WaitForStop());
+  terminal.WaitForStop();
   terminal.Continue();
-  ASSERT_TRUE(terminal.Shows("[y/N] "));
-  terminal.Type("n\n");
-  EXPECT_EQ(terminal.Wait(), 8);
-  ExpectNoSignature();
+  terminal.Answer("[y/N] ", "n");
+  terminal.ExpectExit(8);
+  ExpectNotSigned();
 }
 
 TEST_F(UnlockTest, LeavesThePinLockedWithoutConsent) {
-  for (const char* const answer : {"n\n", "\n", "yikes\n"}) {
+  for (const char* const answer : {"n", "", "yikes"}) {
     Card("left=0");
-    PseudoTerminal terminal(Sign(), environment_);
-    ASSERT_TRUE(terminal.Shows("[y/N] "));
-    terminal.Type(answer);
-    EXPECT_EQ(terminal.Wait(), 8);
+    PseudoTerminal terminal(SignCommand(), environment_);
+    terminal.Answer("[y/N] ", answer);
+    terminal.ExpectExit(8);
     EXPECT_THAT(terminal.screen(), HasSubstr("cardcert: nothing was signed: a PIN is locked"));
     EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-    ExpectNoSignature();
+    ExpectNotSigned();
   }
 }
 
 TEST_F(UnlockTest, ControlCCancelsEveryQuestion) {
-  // How far the user goes before Ctrl-C.
-  for (int steps = 0; steps < 4; ++steps) {
-    SCOPED_TRACE(steps);
+  for (int num_answers = 0; num_answers < 4; ++num_answers) {
     Card("left=0");
-    PseudoTerminal terminal(Sign(), environment_);
-    ASSERT_TRUE(terminal.Shows("[y/N] "));
-    if (steps > 0) {
-      terminal.Type("y\n");
-      ASSERT_TRUE(terminal.Shows("SO PIN (PUK): "));
-    }
-    if (steps > 1) {
-      terminal.Type("87654321\n");
-      ASSERT_TRUE(terminal.Shows("New PIN: "));
-    }
-    if (steps > 2) {
-      terminal.Type("5678\n");
-      ASSERT_TRUE(terminal.Shows("New PIN once more: "));
-    }
+    PseudoTerminal terminal(SignCommand(), environment_);
+    if (num_answers > 0)
+      terminal.Answer("[y/N] ", "y");
+    if (num_answers > 1)
+      terminal.Enter("SO PIN (PUK): ", "87654321");
+    if (num_answers > 2)
+      terminal.Enter("New PIN: ", "5678");
+    const char* const next[] = {"[y/N] ", "SO PIN (PUK): ", "New PIN: ", "New PIN once more: "};
+    terminal.Expect(next[num_answers]);
     terminal.Type("\x03");
-    EXPECT_EQ(terminal.Wait(), 6);
-    EXPECT_TRUE(terminal.Echoes());
+    terminal.ExpectExit(6);
     EXPECT_THAT(Calls("C_InitPIN"), SizeIs(0));
-    ExpectNoSignature();
+    ExpectNotSigned();
   }
 }
 
 TEST_F(UnlockTest, FailsIfSoPinIsLocked) {
   Card("left=0 so-left=0");
-  PseudoTerminal terminal(Sign(), environment_);
-  ASSERT_TRUE(terminal.Shows("[y/N] "));
-  terminal.Type("y\n");
-  ASSERT_TRUE(
-      terminal.Shows("cardcert: the SO PIN (PUK) is locked; only who issued the token can help"));
-  EXPECT_EQ(terminal.Wait(), 8);
-  ExpectNoSignature();
+  PseudoTerminal terminal(SignCommand(), environment_);
+  terminal.Answer("[y/N] ", "y");
+  terminal.Expect("cardcert: the SO PIN (PUK) is locked; only who issued the token can help");
+  terminal.ExpectExit(8);
+  ExpectNotSigned();
 }
 
 TEST_F(UnlockTest, WarnsBeforeTheLastTryOfTheSoPin) {
   Card("left=0 so-left=1");
-  PseudoTerminal terminal(Sign(), environment_);
-  ASSERT_TRUE(terminal.Shows("[y/N] "));
-  terminal.Type("y\n");
-  ASSERT_TRUE(terminal.Shows(
-      "Warning: this is the last try. If the SO PIN (PUK) is wrong once more, it is locked."));
-  ENTER(terminal, "SO PIN (PUK): ", "11111111");
-  EXPECT_EQ(terminal.Wait(), 8);
-  ExpectNoSignature();
+  PseudoTerminal terminal(SignCommand(), environment_);
+  terminal.Answer("[y/N] ", "y");
+  terminal.Expect(
+      "Warning: this is the last try. If the SO PIN (PUK) is wrong once more, it is locked.");
+  terminal.Enter("SO PIN (PUK): ", "11111111");
+  terminal.ExpectExit(8);
+  ExpectNotSigned();
 }
 
 TEST_F(UnlockTest, DistinguishesWrongLengthFromWrongPin) {
-  PseudoTerminal terminal(Sign(), environment_);
-  ENTER(terminal, "PIN: ", "12");
-  ASSERT_TRUE(terminal.Shows("cardcert: the token does not accept a PIN of this length or form"));
-  ENTER(terminal, "PIN: ", "1234");
-  EXPECT_EQ(terminal.Wait(), 0);
+  PseudoTerminal terminal(SignCommand(), environment_);
+  terminal.Enter("PIN: ", "12");
+  terminal.Expect("cardcert: the token does not accept a PIN of this length or form");
+  terminal.Enter("PIN: ", "1234");
+  terminal.ExpectExit(0);
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("wrong")));
-  ExpectASignature();
+  ExpectSigned();
 }
 
 }  // namespace

@@ -8,19 +8,19 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
+const std::string kLine =
+    "Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  Scripted reader\n";
+
 class WatchEventsTest : public ScriptedCardTest {};
 
 TEST_F(WatchEventsTest, ShowsRemovalAndInsertion) {
   Card("remove-at-poll=2 insert-at-poll=9");
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "8"});
   EXPECT_EQ(run.status, 0);
-  const std::string line =
-      "Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
-      "Scripted reader\n";
-  EXPECT_THAT(run.out, HasSubstr("\n- " + line));
-  EXPECT_THAT(run.out, HasSubstr("\n+ " + line));
+  EXPECT_THAT(run.out, HasSubstr("\n- " + kLine));
+  EXPECT_THAT(run.out, HasSubstr("\n+ " + kLine));
   EXPECT_LT(run.out.find("\n- "), run.out.find("\n+ "));
-  // A provider that has reported an event is believed.
+  // Once the provider has reported an event, watch relies on events.
   EXPECT_THAT(run.err, Not(HasSubstr("listing again")));
   ExpectNoViolations();
 }
@@ -39,30 +39,30 @@ TEST_F(WatchEventsTest, ListsAgainIfTheProviderReportsNoEvents) {
 
 TEST_F(WatchEventsTest, SignalEndsWatchAndFinalizesTheProvider) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    Process watch(WithCard({"watch", "--interval", "60"}), environment_);
+    Process watch(CardCommand({"watch", "--interval", "60"}), environment_);
     ASSERT_TRUE(watch.WaitForOutput("4fa107"));
     watch.Signal(signal);
     EXPECT_EQ(watch.Wait().status, 0);
-    ExpectNoViolations();  // C_Finalize, once.
+    ExpectNoViolations();
   }
 }
 
 TEST_F(WatchEventsTest, OneFailureIsNotARemoval) {
-  // The first list takes two calls; then an event makes it list again, which fails once.
+  // The first list makes two calls. Then an event makes watch list again, and the third call fails.
   Card("insert-at-poll=1 fail=C_GetSlotList/0x30/3");
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, HasSubstr("\nJürgen"));
   EXPECT_THAT(run.out, Not(HasSubstr("\n- ")));
   EXPECT_THAT(run.err, Not(HasSubstr("could not list")));
-  EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"),
-              testing::SizeIs(5));  // Again at the next look, and well.
+  // Watch listed again at the next check, with success.
+  EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(5));
   ExpectNoViolations();
 }
 
 TEST_F(WatchEventsTest, TokenInsertedWhileListingIsNotARemoval) {
-  // Without events, so that it lists again after three seconds. The third call asks whether there
-  // are slots that are new; the second list has CKR_BUFFER_TOO_SMALL.
+  // Without events watch lists again after three seconds. The third call of C_GetSlotList looks for
+  // new slots; the second list gets CKR_BUFFER_TOO_SMALL.
   Card("fail=C_GetSlotList/0x150/5");
   const Finished run = RunCard({"watch", "--interval", "3", "--count", "3"});
   EXPECT_EQ(run.status, 0);
@@ -73,14 +73,11 @@ TEST_F(WatchEventsTest, TokenInsertedWhileListingIsNotARemoval) {
 }
 
 TEST_F(WatchEventsTest, TwoFailuresAreARemovalReportedOnce) {
-  // Four lists: of two calls, of one call each that fails.
+  // Four lists: the first makes two calls, each of the others one call that fails.
   Card("insert-at-poll=1 fail-from=C_GetSlotList/0x30/3");
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
   EXPECT_EQ(run.status, 0);
-  const std::string line =
-      "Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
-      "Scripted reader\n";
-  EXPECT_THAT(run.out, testing::EndsWith("\n- " + line));
+  EXPECT_THAT(run.out, testing::EndsWith("\n- " + kLine));
   const std::string::size_type said = run.err.find("cardcert: the provider could not list its");
   EXPECT_NE(said, std::string::npos);
   EXPECT_EQ(said, run.err.rfind("cardcert: the provider could not list its"));
@@ -89,11 +86,9 @@ TEST_F(WatchEventsTest, TwoFailuresAreARemovalReportedOnce) {
 }
 
 TEST_F(WatchEventsTest, EndsIfStandardOutputIsClosed) {
-  // head -1 ends with the first line; the card never changes again.
-  const Finished run =
-      RunProgram({"timeout", "15", "bash", "-c", "\"$@\" | head -1; exit ${PIPESTATUS[0]}", "bash",
-                  CARDCERT_PROGRAM, "watch", "--interval", "60", "--module", SCRIPTED_CARD_LIBRARY},
-                 environment_);
+  // head -1 ends after the first line. The card does not change, so nothing else is written.
+  const Finished run = InBash("timeout 15 \"$@\" | head -1; exit ${PIPESTATUS[0]}",
+                              CardCommand({"watch", "--interval", "60"}));
   EXPECT_EQ(run.status, 1);
   ExpectNoViolations();
 }
