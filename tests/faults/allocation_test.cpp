@@ -7,9 +7,9 @@
 #include <functional>
 #include <new>
 
-#include "faults/direct_loader.h"
 #include "faults/failing_memory.h"
 #include "pkcs11/pkcs11.h"
+#include "scripted_provider/in_process_loader.h"
 #include "scripted_provider/provider.h"
 #include "support/der_writer.h"
 
@@ -111,9 +111,9 @@ void PrintTo(const Case& operation, std::ostream* out) {
 class EveryAllocationFails : public testing::TestWithParam<Case> {
  protected:
   EveryAllocationFails() : provider(scripted::Provider::Instance()) {
-    direct_loader::TamperWith(Quieten);
+    scripted::in_process_loader::ReplaceFunctionList(Quieten);
   }
-  ~EveryAllocationFails() override { direct_loader::Reset(); }
+  ~EveryAllocationFails() override { scripted::in_process_loader::Reset(); }
 
   void MakeWorld() {
     provider.Reset();
@@ -144,7 +144,8 @@ class EveryAllocationFails : public testing::TestWithParam<Case> {
     for (const std::string& violation : provider.ViolationsSoFar())
       ADD_FAILURE() << violation;
     EXPECT_EQ(provider.initialized, module.library_handle != nullptr);
-    EXPECT_EQ(direct_loader::open_libraries(), module.library_handle != nullptr ? 1 : 0);
+    EXPECT_EQ(scripted::in_process_loader::open_libraries(),
+              module.library_handle != nullptr ? 1 : 0);
     EXPECT_EQ(module.GetLibraryPath().empty(), module.library_handle == nullptr);
   }
 

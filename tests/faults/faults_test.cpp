@@ -79,14 +79,14 @@ FaultsTest::FaultsTest()
     : provider(scripted::Provider::Instance()), host(scripted_host::Host::Instance()) {
   provider.Reset();
   host.Reset();
-  direct_loader::Reset();
+  scripted::in_process_loader::Reset();
   scripted::Trace::Instance().Clear();
 }
 
 FaultsTest::~FaultsTest() {
   module.Close();
-  EXPECT_EQ(direct_loader::open_libraries(), 0);
-  direct_loader::Reset();
+  EXPECT_EQ(scripted::in_process_loader::open_libraries(), 0);
+  scripted::in_process_loader::Reset();
   host.Reset();
 }
 
@@ -106,7 +106,8 @@ void FaultsTest::ExpectBalance(std::size_t sessions) {
     EXPECT_FALSE(slot.token && slot.token->login) << "slot " << slot.id << " is logged in";
   EXPECT_THAT(host.Violations(), testing::IsEmpty());
   EXPECT_EQ(provider.initialized, module.library_handle != nullptr);
-  EXPECT_EQ(direct_loader::open_libraries(), module.library_handle != nullptr ? 1 : 0);
+  EXPECT_EQ(scripted::in_process_loader::open_libraries(),
+            module.library_handle != nullptr ? 1 : 0);
 }
 
 void FaultsTest::Finish() {

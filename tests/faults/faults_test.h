@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "faults/direct_loader.h"
 #include "pkcs11/pkcs11.h"
 #include "scripted_host/scripted_host.h"
+#include "scripted_provider/in_process_loader.h"
 #include "scripted_provider/provider.h"
 
 namespace faults {

@@ -70,7 +70,7 @@ TEST_F(StrangeProvider, FunctionsWithoutAnEntryAreNotSupported) {
     SetPins(provider);
     provider.Slot(2).Token().UserTriesLeft(0);
     CK_FUNCTION_LIST list = {};
-    direct_loader::TamperWith([&](CK_FUNCTION_LIST_PTR own) {
+    scripted::in_process_loader::ReplaceFunctionList([&](CK_FUNCTION_LIST_PTR own) {
       list = *own;
       gap.second(list);
       return &list;
@@ -84,8 +84,8 @@ TEST_F(StrangeProvider, FunctionsWithoutAnEntryAreNotSupported) {
     module.CertificatePresent("02");
     module.Close();
     EXPECT_EQ(provider.num_calls(name), 0);
-    EXPECT_EQ(direct_loader::open_libraries(), 0);
-    direct_loader::Reset();
+    EXPECT_EQ(scripted::in_process_loader::open_libraries(), 0);
+    scripted::in_process_loader::Reset();
     host.Reset();
   }
   provider.Reset();
@@ -94,7 +94,7 @@ TEST_F(StrangeProvider, FunctionsWithoutAnEntryAreNotSupported) {
 TEST_F(StrangeProvider, WithoutC_InitializeThereIsNoProvider) {
   for (const bool everything : {false, true}) {
     CK_FUNCTION_LIST list = {};
-    direct_loader::TamperWith([&](CK_FUNCTION_LIST_PTR own) {
+    scripted::in_process_loader::ReplaceFunctionList([&](CK_FUNCTION_LIST_PTR own) {
       if (!everything)
         list = *own;
       list.C_Initialize = nullptr;
@@ -103,23 +103,24 @@ TEST_F(StrangeProvider, WithoutC_InitializeThereIsNoProvider) {
     EXPECT_EQ(module.Open("direct"), -1);
     EXPECT_EQ(FailureLines(), "Error initializing PKCS#11 module 'direct': 84\n");
     EXPECT_EQ(module.library_handle, nullptr);
-    EXPECT_EQ(direct_loader::open_libraries(), 0);
+    EXPECT_EQ(scripted::in_process_loader::open_libraries(), 0);
     scripted::Trace::Instance().Clear();
   }
 }
 
 TEST_F(StrangeProvider, WithoutAFunctionListThereIsNoProvider) {
-  direct_loader::TamperWith([](CK_FUNCTION_LIST_PTR) -> CK_FUNCTION_LIST_PTR { return nullptr; });
+  scripted::in_process_loader::ReplaceFunctionList(
+      [](CK_FUNCTION_LIST_PTR) -> CK_FUNCTION_LIST_PTR { return nullptr; });
   EXPECT_EQ(module.Open("direct"), -1);
   EXPECT_EQ(FailureLines(), "Error initializing PKCS#11 module 'direct': 5\n");
-  EXPECT_EQ(direct_loader::open_libraries(), 0);
+  EXPECT_EQ(scripted::in_process_loader::open_libraries(), 0);
 }
 
 TEST_F(StrangeProvider, VersionsAreNotLookedAt) {
   for (const CK_VERSION version : {CK_VERSION{0, 0}, CK_VERSION{1, 0}, CK_VERSION{2, 1},
                                    CK_VERSION{3, 0}, CK_VERSION{255, 255}}) {
     CK_FUNCTION_LIST list = {};
-    direct_loader::TamperWith([&](CK_FUNCTION_LIST_PTR own) {
+    scripted::in_process_loader::ReplaceFunctionList([&](CK_FUNCTION_LIST_PTR own) {
       list = *own;
       list.version = version;
       return &list;
@@ -129,7 +130,7 @@ TEST_F(StrangeProvider, VersionsAreNotLookedAt) {
     ASSERT_EQ(module.Open("direct"), 0);
     EXPECT_EQ(List(), "A B");
     module.Close();
-    direct_loader::Reset();
+    scripted::in_process_loader::Reset();
   }
 }
 

@@ -1,8 +1,8 @@
 // Exceptions out of the host's own functions: what has been begun is ended on the way, and the
 // module goes on working.
 #include "pkcs11/expected.h"
-#include "pkcs11/loader_wraps.h"
 #include "pkcs11/module_test.h"
+#include "pkcs11/traced_loader.h"
 
 namespace {
 

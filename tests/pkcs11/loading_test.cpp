@@ -1,6 +1,6 @@
 // Open: loading a provider, and refusing what is none.
-#include "pkcs11/loader_wraps.h"
 #include "pkcs11/module_test.h"
+#include "pkcs11/traced_loader.h"
 #include "support/ckr_names.h"
 
 namespace {
