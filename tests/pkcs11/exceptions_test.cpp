@@ -1,5 +1,5 @@
-// Exceptions out of the host's own functions: what has been begun is ended on the way, and the
-// module goes on working.
+// Exceptions from the host's functions: open sessions, searches and libraries are released, and the
+// module can still be used.
 #include "pkcs11/expected.h"
 #include "pkcs11/module_test.h"
 #include "pkcs11/traced_loader.h"
@@ -8,7 +8,7 @@ namespace {
 
 using testing::ElementsAre;
 
-class Exceptions : public ModuleTest {
+class ExceptionTest : public ModuleTest {
  protected:
   void OpenWithTwoTokens() {
     provider.Slot(1).Token("Alice").Certificate("A").Certificate("B;serial=02");
@@ -16,36 +16,36 @@ class Exceptions : public ModuleTest {
     Open();
   }
 
-  void ExpectListWorks() {
-    EXPECT_THAT(Names(module.GetCertificates()), ElementsAre("A", "B", "C"));
+  void ThrowAt(const std::string& message, const std::string& function) {
+    message.empty() ? host.ThrowAtCall(function) : host.ThrowAtMessage(message);
   }
 };
 
 struct OpenCase {
-  std::string message;  // At which the log throws.
+  std::string message;  // The log throws at this message.
   std::string provider;
-  std::string undone;              // What happens after it.
-  std::string loaders_error = {};  // Its own when empty.
+  std::string cleanup;           // The trace after that message.
+  std::string loader_text = {};  // Replaces the text of the loader, unless it is empty.
 };
 
-class DuringOpen : public Exceptions, public testing::WithParamInterface<OpenCase> {
+class ExceptionInOpen : public ExceptionTest, public testing::WithParamInterface<OpenCase> {
  protected:
   void TearDown() override {
     ResetLoaderError();
-    Exceptions::TearDown();
+    ExceptionTest::TearDown();
   }
 };
 
-TEST_P(DuringOpen, NothingStaysLoaded) {
+TEST_P(ExceptionInOpen, LeavesNothingLoaded) {
   Open("copy");
-  if (!GetParam().loaders_error.empty())
-    SetLoaderError(GetParam().loaders_error);
+  if (!GetParam().loader_text.empty())
+    SetLoaderError(GetParam().loader_text);
   host.ThrowAtMessage(GetParam().message);
   EXPECT_THROW(module.Open(ProviderPath(GetParam().provider)), Thrown);
-  // What follows the last message, the one that threw.
+  // The message that threw is the last one.
   const std::string trace = scripted::Trace::Instance().Take();
   const std::string after = trace.substr(trace.rfind("log "));
-  EXPECT_EQ(after.substr(after.find('\n') + 1), GetParam().undone) << trace;
+  EXPECT_EQ(after.substr(after.find('\n') + 1), GetParam().cleanup) << trace;
   EXPECT_EQ(module.library_handle, nullptr);
   EXPECT_EQ(module.GetLibraryPath(), "");
   EXPECT_FALSE(provider.initialized);
@@ -54,25 +54,22 @@ TEST_P(DuringOpen, NothingStaysLoaded) {
   EXPECT_EQ(module.Open(ProviderPath("scripted")), 0);
 }
 
-const char kUnloaded[] = "C_Finalize(NULL) = OK\ndlclose(scripted.so), unloaded\n";
-
 INSTANTIATE_TEST_SUITE_P(
-    Messages, DuringOpen,
-    testing::Values(OpenCase{"Loaded PKCS#11 module", "scripted", kUnloaded},
-                    OpenCase{"Manufacturer: ", "scripted", kUnloaded},
-                    OpenCase{"Library description: ", "scripted", kUnloaded},
+    Messages, ExceptionInOpen,
+    testing::Values(OpenCase{"Loaded PKCS#11 module", "scripted", UnloadsProvider()},
+                    OpenCase{"Manufacturer: ", "scripted", UnloadsProvider()},
+                    OpenCase{"Library description: ", "scripted", UnloadsProvider()},
                     OpenCase{"Unable to load PKCS#11 module", "absent", ""},
                     OpenCase{ProviderPath("absent") + ": cannot open", "absent", ""},
-                    // A line that is complete, and the rest is not logged any more.
+                    // The second line is not logged.
                     OpenCase{"first", "absent", "", "first\nrest"},
-                    OpenCase{"Library '", "no_function_list",
-                             "dlclose(no_function_list.so), unloaded\n"},
+                    OpenCase{"Library '", "no_function_list", ClosesLibrary("no_function_list.so")},
                     OpenCase{"Error initializing", "failing_function_list",
-                             "dlclose(failing_function_list.so), unloaded\n"},
+                             ClosesLibrary("failing_function_list.so")},
                     OpenCase{"Error initializing", "failing_initialize",
-                             "dlclose(failing_initialize.so), unloaded\n"}));
+                             ClosesLibrary("failing_initialize.so")}));
 
-TEST_F(Exceptions, AMissingIdentityMayThrowToo) {
+TEST_F(ExceptionTest, UnloadsProviderWhenMessageAboutIdentityThrows) {
   provider.On("C_GetInfo").Return(CKR_GENERAL_ERROR);
   host.ThrowAtMessage("Error getting info");
   EXPECT_THROW(module.Open(ProviderPath("scripted")), Thrown);
@@ -80,65 +77,59 @@ TEST_F(Exceptions, AMissingIdentityMayThrowToo) {
   EXPECT_FALSE(provider.initialized);
 }
 
-TEST_F(Exceptions, ThePathsConversionThrowsBeforeAnythingIsLoaded) {
+TEST_F(ExceptionTest, LoadsNothingWhenTranscodeThrows) {
   Open();
   host.ThrowAtCall("Transcode");
   EXPECT_THROW(module.Open(ProviderPath("copy")), Thrown);
-  EXPECT_TRACE(R"(
-    C_Finalize(NULL) = OK
-    dlclose(scripted.so), unloaded
-  )");
+  EXPECT_TRACE(UnloadsProvider());
   EXPECT_EQ(module.library_handle, nullptr);
   EXPECT_EQ(module.GetLibraryPath(), "");
 }
 
-// Every message and every host function on the way of a list: the session is closed, the change
-// stays, and the next list is whole. Certificates are lost only out of GetToken.
-struct ListCase {
-  std::string message;
-  std::string function;
-  std::size_t lost;
+// The message or the function that throws. Certificates are lost only while GetToken describes
+// them.
+struct ThrowCase {
+  std::string message;        // Or empty.
+  std::string function = {};  // Or empty.
+  std::size_t num_lost = 0;
 };
 
-class DuringGetCertificates : public Exceptions, public testing::WithParamInterface<ListCase> {};
+class ExceptionInGetCertificates : public ExceptionTest,
+                                   public testing::WithParamInterface<ThrowCase> {};
 
-TEST_P(DuringGetCertificates, SessionsAreClosedAndTheChangeStays) {
+TEST_P(ExceptionInGetCertificates, ClosesSessionAndKeepsChange) {
   OpenWithTwoTokens();
-  if (!GetParam().message.empty())
-    host.ThrowAtMessage(GetParam().message);
-  else
-    host.ThrowAtCall(GetParam().function);
+  ThrowAt(GetParam().message, GetParam().function);
   EXPECT_THROW(module.GetCertificates(), Thrown);
   EXPECT_TRUE(provider.sessions().empty());
   EXPECT_TRUE(module.changed);
-  EXPECT_EQ(host.certificates_alive(), GetParam().lost);
+  EXPECT_EQ(host.certificates_alive(), GetParam().num_lost);
   host.FreeLostCertificates();
-  ExpectListWorks();
+  EXPECT_THAT(Names(module.GetCertificates()), ElementsAre("A", "B", "C"));
   EXPECT_FALSE(module.changed);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Places, DuringGetCertificates,
+    Places, ExceptionInGetCertificates,
     testing::Values(
-        ListCase{"Fetching tokens...", "", 0}, ListCase{"Found 2 slots.", "", 0},
-        ListCase{"Getting token for slot 2", "", 0}, ListCase{"Found token \"Bob\"", "", 0},
-        // While a token is read, what has been read is freed again.
-        ListCase{"Getting certificates for slot 2", "", 0},
-        ListCase{"Getting certificate with id 2", "", 0}, ListCase{"", "cert_alloc", 0},
-        ListCase{"", "cert_parse", 0},
-        // While it is described, the certificate library is not called again.
-        ListCase{"", "cert_subject_attr", 2}, ListCase{"", "cert_subject", 2},
-        ListCase{"Found certificate for \"CN=B\"", "", 2}, ListCase{"", "cert_is_ca", 2},
-        ListCase{"CA: No", "", 2}, ListCase{"", "cert_serial", 2}, ListCase{"Serial: 02", "", 2},
-        ListCase{"", "cert_key_usage", 2}, ListCase{"", "cert_rsa_public_key_components", 2},
-        ListCase{"Key length: 2048 bits", "", 2}, ListCase{"", "cert_free", 2}));
+        ThrowCase{"Fetching tokens..."}, ThrowCase{"Found 2 slots."},
+        ThrowCase{"Getting token for slot 2"}, ThrowCase{"Found token \"Bob\""},
+        // While a token is read: the certificates that have been read are freed.
+        ThrowCase{"Getting certificates for slot 2"}, ThrowCase{"Getting certificate with id 2"},
+        ThrowCase{"", "cert_alloc"}, ThrowCase{"", "cert_parse"},
+        // While a token is described: its certificates are lost.
+        ThrowCase{"", "cert_subject_attr", 2}, ThrowCase{"", "cert_subject", 2},
+        ThrowCase{"Found certificate for \"CN=B\"", "", 2}, ThrowCase{"", "cert_is_ca", 2},
+        ThrowCase{"CA: No", "", 2}, ThrowCase{"", "cert_serial", 2}, ThrowCase{"Serial: 02", "", 2},
+        ThrowCase{"", "cert_key_usage", 2}, ThrowCase{"", "cert_rsa_public_key_components", 2},
+        ThrowCase{"Key length: 2048 bits", "", 2}, ThrowCase{"", "cert_free", 2}));
 
-TEST_F(Exceptions, AFailureMessageOfGetTokenMayThrow) {
+TEST_F(ExceptionTest, ClosesSessionsWhenFailureMessageOfGetTokenThrows) {
   provider.Slot(1).Token("Empty");
   Open();
   for (const char* function : {"C_GetSlotInfo", "C_GetTokenInfo"}) {
     provider.On(function).Return(CKR_DEVICE_ERROR);
-    host.ThrowAtMessage("Unable");  // The misspelt message begins with it, too.
+    host.ThrowAtMessage("Unable");  // "Unabled to get description" also begins so.
     EXPECT_THROW(module.GetToken(1), Thrown) << function;
   }
   host.ThrowAtMessage("No certificate associated");
@@ -146,32 +137,26 @@ TEST_F(Exceptions, AFailureMessageOfGetTokenMayThrow) {
   EXPECT_TRUE(provider.sessions().empty());
 }
 
-// What GetTokenCertificates has read is freed, after its session was closed.
-TEST_F(Exceptions, OutOfGetTokenCertificatesCloseAndFree) {
+TEST_F(ExceptionTest, ClosesSessionAndFreesCertificatesReadSoFar) {
   OpenWithTwoTokens();
   host.ThrowAtMessage("Getting certificate with id 2");
   EXPECT_THROW(module.GetTokenCertificates(1), Thrown);
-  EXPECT_TRACE(BeginSearch(1, 1) + Found(1, 1) + Reading(1, 1, "A") + Found(1, 2) + R"(
-    log 5: Getting certificate with id 2
-    C_CloseSession(session 1) = OK
-    cert_free(A)
-  )");
+  EXPECT_TRACE(BeginsSearch(1, 1), FindsObject(1, 1), ReadsCertificate(1, 1, "A"),
+               FindsObject(1, 2), "log 5: Getting certificate with id 2", ClosesSession(1),
+               FreesCertificates({"A"}));
 }
 
-TEST_F(Exceptions, OutOfTheMessageOfABrokenSearchFree) {
+TEST_F(ExceptionTest, FreesCertificatesWhenMessageAboutFailedSearchThrows) {
   OpenWithTwoTokens();
   provider.On("C_FindObjects", 2).Return(CKR_DEVICE_ERROR);
   host.ThrowAtMessage("Error enumerating certificates");
   EXPECT_THROW(module.GetTokenCertificates(1), Thrown);
-  EXPECT_TRACE(BeginSearch(1, 1) + Found(1, 1) + Reading(1, 1, "A") + R"(
-    C_FindObjects(session 1, max 1) = DEVICE_ERROR
-    C_CloseSession(session 1) = OK
-    log 3: Error enumerating certificates
-    cert_free(A)
-  )");
+  EXPECT_TRACE(BeginsSearch(1, 1), FindsObject(1, 1), ReadsCertificate(1, 1, "A"),
+               "C_FindObjects(session 1, max 1) = DEVICE_ERROR", ClosesSession(1),
+               "log 3: Error enumerating certificates", FreesCertificates({"A"}));
 }
 
-TEST_F(Exceptions, OutOfTheMessageOfAFailedParseFree) {
+TEST_F(ExceptionTest, FreesCertificateWhenMessageAboutFailedParseThrows) {
   provider.Slot(1).Token("Alice").Certificate("A;fail.parse=1");
   Open();
   host.ThrowAtMessage("Error parsing certificate");
@@ -180,38 +165,36 @@ TEST_F(Exceptions, OutOfTheMessageOfAFailedParseFree) {
   EXPECT_TRUE(provider.sessions().empty());
 }
 
-class DuringFindCertificate : public Exceptions, public testing::WithParamInterface<ListCase> {};
+class ExceptionInFindCertificate : public ExceptionTest,
+                                   public testing::WithParamInterface<ThrowCase> {};
 
-TEST_P(DuringFindCertificate, NoSessionIsLeftOpen) {
+TEST_P(ExceptionInFindCertificate, LeavesNoSessionOpen) {
   OpenWithTwoTokens();
-  if (!GetParam().message.empty())
-    host.ThrowAtMessage(GetParam().message);
-  else
-    host.ThrowAtCall(GetParam().function);
+  ThrowAt(GetParam().message, GetParam().function);
   EXPECT_THROW(module.FindCertificate("03"), Thrown);
   EXPECT_TRUE(provider.sessions().empty());
-  EXPECT_EQ(host.certificates_alive(), GetParam().lost);
+  EXPECT_EQ(host.certificates_alive(), GetParam().num_lost);
   host.FreeLostCertificates();
   EXPECT_TRUE(module.CertificatePresent("03"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Places, DuringFindCertificate,
-    testing::Values(ListCase{"Finding certificate with serial 03", "", 0},
-                    ListCase{"Getting certificates for slot 2", "", 0},
-                    ListCase{"Getting certificate with id 2", "", 0},
-                    ListCase{"Not the certificate we're looking for (serial 02)", "", 0},
-                    ListCase{"Certificate found", "", 0}, ListCase{"", "cert_alloc", 0},
-                    ListCase{"", "cert_parse", 0}, ListCase{"", "cert_serial", 0}));
+    Places, ExceptionInFindCertificate,
+    testing::Values(ThrowCase{"Finding certificate with serial 03"},
+                    ThrowCase{"Getting certificates for slot 2"},
+                    ThrowCase{"Getting certificate with id 2"},
+                    ThrowCase{"Not the certificate we're looking for (serial 02)"},
+                    ThrowCase{"Certificate found"}, ThrowCase{"", "cert_alloc"},
+                    ThrowCase{"", "cert_parse"}, ThrowCase{"", "cert_serial"}));
 
-TEST_F(Exceptions, OutOfAVainSearchLeaveNothingOpen) {
+TEST_F(ExceptionTest, ClosesSessionsWhenMessageAboutAbsentCertificateThrows) {
   OpenWithTwoTokens();
   host.ThrowAtMessage("Failed to find the certificate");
   EXPECT_THROW(module.CertificatePresent("04"), Thrown);
   EXPECT_TRUE(provider.sessions().empty());
 }
 
-TEST_F(Exceptions, OutOfARefusedTextChangeNothing) {
+TEST_F(ExceptionTest, KeepsConfigurationWhenMessageAboutRefusedTextThrows) {
   ASSERT_TRUE(module.AddFilter("x||1"));
   module.changed = false;
   host.ThrowAtMessage("Malformed token");

@@ -1,4 +1,4 @@
-// The module's life, and its polling for slot events.
+// Construction, Close and destruction of a module, and HasChanged.
 #include <memory>
 
 #include "pkcs11/expected.h"
@@ -9,9 +9,9 @@ namespace {
 
 using testing::ElementsAre;
 
-class Lifecycle : public ModuleTest {};
+using LifecycleTest = ModuleTest;
 
-TEST_F(Lifecycle, ANewModuleHasNoProviderAndTheDefaultName) {
+TEST_F(LifecycleTest, StartsWithoutProviderAndWithDefaultName) {
   EXPECT_EQ(module.library_path, "");
   EXPECT_EQ(module.library_handle, nullptr);
   EXPECT_EQ(module.function_list, nullptr);
@@ -22,9 +22,9 @@ TEST_F(Lifecycle, ANewModuleHasNoProviderAndTheDefaultName) {
   EXPECT_TRACE("");
 }
 
-TEST_F(Lifecycle, ClosingWithoutAProviderOnlyResets) {
+TEST_F(LifecycleTest, CloseResetsMembersWithoutProvider) {
   CK_FUNCTION_LIST stale = {};
-  module.function_list = &stale;  // As a failed Open can leave it.
+  module.function_list = &stale;  // A failed Open() can leave this.
   module.library_path = "stale";
   module.Close();
   EXPECT_EQ(module.function_list, nullptr);
@@ -33,15 +33,12 @@ TEST_F(Lifecycle, ClosingWithoutAProviderOnlyResets) {
   EXPECT_TRACE("");
 }
 
-TEST_F(Lifecycle, ClosingFinalizesAndUnloads) {
+TEST_F(LifecycleTest, CloseFinalizesAndUnloads) {
   Open();
-  EXPECT_EQ(&module.GetLibraryPath(), &module.library_path) << "no copy";
+  EXPECT_EQ(&module.GetLibraryPath(), &module.library_path) << "must return a reference";
   EXPECT_EQ(module.GetLibraryPath(), ProviderPath("scripted"));
   module.Close();
-  EXPECT_TRACE(R"(
-    C_Finalize(NULL) = OK
-    dlclose(scripted.so), unloaded
-  )");
+  EXPECT_TRACE(UnloadsProvider());
   EXPECT_EQ(module.GetLibraryPath(), "");
   EXPECT_EQ(module.library_handle, nullptr);
   EXPECT_EQ(module.function_list, nullptr);
@@ -49,18 +46,18 @@ TEST_F(Lifecycle, ClosingFinalizesAndUnloads) {
   EXPECT_TRACE("");
 }
 
-TEST_F(Lifecycle, ClosingIsNoChangeAndEndsNone) {
+TEST_F(LifecycleTest, CloseKeepsChangeFlag) {
   for (const bool changed : {false, true}) {
     Open();
     module.changed = changed;
     module.Close();
     EXPECT_EQ(module.changed, changed);
     module.Close();
-    EXPECT_EQ(module.changed, changed) << "nor without a provider";
+    EXPECT_EQ(module.changed, changed) << "without a provider";
   }
 }
 
-TEST_F(Lifecycle, AFailingFinalizeDoesNotKeepTheLibrary) {
+TEST_F(LifecycleTest, UnloadsLibraryWhenFinalizeFails) {
   Open();
   provider.On("C_Finalize").Return(CKR_DEVICE_ERROR);
   module.Close();
@@ -71,23 +68,20 @@ TEST_F(Lifecycle, AFailingFinalizeDoesNotKeepTheLibrary) {
   EXPECT_EQ(module.library_handle, nullptr);
 }
 
-TEST_F(Lifecycle, TheDestructorFinalizesOnceAndUnloads) {
+TEST_F(LifecycleTest, DestructorFinalizesOnceAndUnloads) {
   auto another = std::make_unique<PKCS11Module>();
   ASSERT_EQ(another->Open(ProviderPath("scripted")), 0);
   ClearTrace();
   another.reset();
-  EXPECT_TRACE(R"(
-    C_Finalize(NULL) = OK
-    dlclose(scripted.so), unloaded
-  )");
+  EXPECT_TRACE(UnloadsProvider());
 }
 
-TEST_F(Lifecycle, ADestructorWithoutAProviderDoesNothing) {
+TEST_F(LifecycleTest, DestructorDoesNothingWithoutProvider) {
   std::make_unique<PKCS11Module>().reset();
   EXPECT_TRACE("");
 }
 
-TEST_F(Lifecycle, TheConfigurationOutlivesTheProvider) {
+TEST_F(LifecycleTest, CloseKeepsConfiguration) {
   provider.Slot(1).Token("Alice").Certificate("A;usage=128").Certificate("B;usage=1");
   ASSERT_TRUE(module.SetNameComponents("card_label,subject_commonName"));
   ASSERT_TRUE(module.AddFilter("Signing||128"));
@@ -101,9 +95,9 @@ TEST_F(Lifecycle, TheConfigurationOutlivesTheProvider) {
   }
 }
 
-class Polling : public ModuleTest {};
+using PollingTest = ModuleTest;
 
-TEST_F(Polling, AfterOpenThereIsAChangeUntilTheCertificatesWereFetched) {
+TEST_F(PollingTest, ReportsChangeAfterOpenUntilListing) {
   Open();
   EXPECT_TRUE(module.HasChanged());
   EXPECT_TRUE(module.HasChanged());
@@ -118,14 +112,14 @@ TEST_F(Polling, AfterOpenThereIsAChangeUntilTheCertificatesWereFetched) {
   )");
 }
 
-TEST_F(Polling, WithoutAProviderNothingChanges) {
+TEST_F(PollingTest, ReportsNoChangeWithoutProvider) {
   ASSERT_TRUE(module.AddFilter("x||0"));
   EXPECT_TRUE(module.changed);
   EXPECT_FALSE(module.HasChanged());
   EXPECT_TRACE("");
 }
 
-TEST_F(Polling, AClosedProviderHasNotChangedEither) {
+TEST_F(PollingTest, ReportsNoChangeAfterClose) {
   Open();
   module.Close();
   ClearTrace();
@@ -134,7 +128,7 @@ TEST_F(Polling, AClosedProviderHasNotChangedEither) {
   EXPECT_TRACE("");
 }
 
-TEST_F(Polling, AProviderWithoutEventsHasNotChanged) {
+TEST_F(PollingTest, ReportsNoChangeWhenEventsAreNotSupported) {
   OpenUnchanged();
   provider.On("C_WaitForSlotEvent").Return(CKR_FUNCTION_NOT_SUPPORTED).Always();
   EXPECT_FALSE(module.HasChanged());
@@ -149,7 +143,7 @@ TEST_F(Polling, AProviderWithoutEventsHasNotChanged) {
   EXPECT_TRACE("");
 }
 
-TEST_F(Polling, EveryErrorCountsAsNoEvent) {
+TEST_F(PollingTest, TreatsEveryErrorAsNoEvent) {
   OpenUnchanged();
   for (const CK_RV rv : support::AllCkrValues()) {
     if (rv == CKR_OK)
@@ -161,7 +155,7 @@ TEST_F(Polling, EveryErrorCountsAsNoEvent) {
   }
 }
 
-TEST_F(Polling, AllQueuedEventsAreConsumedByOneCall) {
+TEST_F(PollingTest, ConsumesAllQueuedEventsInOneCall) {
   OpenUnchanged();
   for (const CK_SLOT_ID slot : {1UL, 2UL, 1UL})
     provider.AddSlotEvent(slot);
@@ -177,7 +171,7 @@ TEST_F(Polling, AllQueuedEventsAreConsumedByOneCall) {
   EXPECT_TRACE("");
 }
 
-TEST_F(Polling, HoweverManyEventsAreQueuedOneCallConsumesThem) {
+TEST_F(PollingTest, DoesNotLimitEventsPerCall) {
   constexpr int kEvents = 25;
   OpenUnchanged();
   for (int i = 0; i < kEvents; ++i)
@@ -187,7 +181,7 @@ TEST_F(Polling, HoweverManyEventsAreQueuedOneCallConsumesThem) {
                "C_WaitForSlotEvent(DONT_BLOCK) = NO_EVENT\n");
 }
 
-TEST_F(Polling, AnEventMayShowOnlyAfterTheSlotsWereListed) {
+TEST_F(PollingTest, PollsAgainAfterListingSlots) {
   OpenUnchanged();
   provider.AddPollResult(CKR_NO_EVENT);
   provider.AddSlotEvent(3);
@@ -200,7 +194,7 @@ TEST_F(Polling, AnEventMayShowOnlyAfterTheSlotsWereListed) {
   )");
 }
 
-TEST_F(Polling, ThatTheSlotsCannotBeListedDoesNotMatter) {
+TEST_F(PollingTest, IgnoresFailureToListSlots) {
   OpenUnchanged();
   provider.AddPollResult(CKR_NO_EVENT);
   provider.AddSlotEvent(3);
@@ -214,7 +208,7 @@ TEST_F(Polling, ThatTheSlotsCannotBeListedDoesNotMatter) {
   )");
 }
 
-TEST_F(Polling, AnErrorEndsTheConsumingOfEvents) {
+TEST_F(PollingTest, StopsConsumingEventsAtError) {
   OpenUnchanged();
   provider.AddSlotEvent(1);
   provider.AddPollResult(CKR_GENERAL_ERROR);

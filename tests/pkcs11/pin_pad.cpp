@@ -8,10 +8,10 @@
 
 namespace {
 
-// What the component offers for a PIN.
-constexpr unsigned long kRoom = 128;
+// The size of the component's PIN buffer.
+constexpr unsigned long kCapacity = 128;
 
-// What the callbacks are given as their data.
+// The only pad, which the callbacks must be given as their data.
 PinPad* the_pad = nullptr;
 
 const char* TypeName(pkcs11_pin_type type) {
@@ -48,15 +48,15 @@ void Note(const std::string& line) {
   scripted::Trace::Instance().Add(line);
 }
 
-// The buffer is offered empty: nothing of an earlier PIN is in it.
-void CheckOffer(pkcs11_pin_type type, const unsigned char* buffer, unsigned long length) {
+// The buffer must be cleared: it may not hold anything of an earlier PIN.
+void CheckBuffer(pkcs11_pin_type type, const unsigned char* buffer, unsigned long length) {
   if (type == PIN_TYPE_UNLOCK) {
     EXPECT_EQ(buffer, nullptr);
     EXPECT_EQ(length, 0u);
     return;
   }
   ASSERT_NE(buffer, nullptr);
-  ASSERT_EQ(length, kRoom);
+  ASSERT_EQ(length, kCapacity);
   EXPECT_TRUE(std::all_of(buffer, buffer + length, [](unsigned char byte) { return byte == 0; }));
 }
 
@@ -70,7 +70,7 @@ PinPad::PinPad() {
 PinPad::~PinPad() {
   the_pad = nullptr;
   for (const Answer& answer : script_)
-    ADD_FAILURE() << "nobody asked: " << TypeName(answer.type) << " = " << answer.text;
+    ADD_FAILURE() << "the component did not ask: " << TypeName(answer.type) << " = " << answer.text;
 }
 
 PinPad& PinPad::Add(pkcs11_pin_type type, const std::string& text) {
@@ -104,7 +104,7 @@ PinPad& PinPad::Throw(pkcs11_pin_type type) {
 }
 
 PinPad& PinPad::Claim(pkcs11_pin_type type, unsigned long length) {
-  Type(type, std::string(std::min(length, kRoom), '7'));
+  Type(type, std::string(std::min(length, kCapacity), '7'));
   script_.back().claim = length;
   script_.back().text = "claim of " + std::to_string(length) + " bytes";
   return *this;
@@ -115,7 +115,7 @@ PinPad& PinPad::Meanwhile(std::function<void()> action) {
   return *this;
 }
 
-bool PinPad::Give(const Answer& answer, unsigned char* buffer, unsigned long* length) {
+bool PinPad::Apply(const Answer& answer, unsigned char* buffer, unsigned long* length) {
   if (answer.meanwhile)
     answer.meanwhile();
   if (answer.hidden_pin) {
@@ -130,17 +130,16 @@ bool PinPad::Give(const Answer& answer, unsigned char* buffer, unsigned long* le
 bool PinPad::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
   EXPECT_EQ(data, the_pad);
   PinPad& pad = *the_pad;
-  CheckOffer(type, buffer, *length);
-  pad.last_buffer_ = buffer;
+  CheckBuffer(type, buffer, *length);
   if (pad.script_.empty() || pad.script_.front().type != type) {
-    ADD_FAILURE() << "nobody expected to be asked: " << TypeName(type);
+    ADD_FAILURE() << "unexpected request: " << TypeName(type);
     Note(std::string("ask ") + TypeName(type) + " = unexpected");
     return false;
   }
   const Answer answer = pad.script_.front();
   pad.script_.pop_front();
   Note(std::string("ask ") + TypeName(type) + " = " + answer.text);
-  return pad.Give(answer, buffer, length);
+  return pad.Apply(answer, buffer, length);
 }
 
 void PinPad::Tell(pkcs11_pin_type type, pkcs11_pin_error error, void* data) {

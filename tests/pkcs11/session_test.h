@@ -1,11 +1,11 @@
-// The fixture for steps that are given an open session: logging in, unlocking.
+// The fixture for operations that are given an open session: Login and Unlock.
 #pragma once
 
 #include <string>
 
+#include "pkcs11/expected_login.h"
 #include "pkcs11/module_test.h"
 #include "pkcs11/pin_pad.h"
-#include "scripted_provider/trace_text.h"
 
 class SessionTest : public ModuleTest {
  protected:
@@ -14,7 +14,7 @@ class SessionTest : public ModuleTest {
     return provider.Slot(1).Token("Alice").UserPin("1234").SoPin("12345678");
   }
 
-  // A session on the token in slot 1; the trace begins after it.
+  // Opens a session on the token in slot 1; the trace begins after it.
   void OpenSession() {
     Open();
     ASSERT_EQ(module.function_list->C_OpenSession(1, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr,
@@ -23,12 +23,16 @@ class SessionTest : public ModuleTest {
     ClearTrace();
   }
 
+  void CloseSession() {
+    if (LoggedIn())
+      module.function_list->C_Logout(session);
+    module.function_list->C_CloseSession(session);
+    session = CK_INVALID_HANDLE;
+  }
+
   void TearDown() override {
-    if (session != CK_INVALID_HANDLE) {
-      if (provider.Slot(1).Token().login)
-        module.function_list->C_Logout(session);
-      module.function_list->C_CloseSession(session);
-    }
+    if (session != CK_INVALID_HANDLE)
+      CloseSession();
     ModuleTest::TearDown();
   }
 
@@ -42,9 +46,3 @@ class SessionTest : public ModuleTest {
   CK_SESSION_HANDLE session = CK_INVALID_HANDLE;
   PinPad pad;
 };
-
-// The values that say that a PIN has the wrong form; providers disagree on which.
-inline bool IsFormError(CK_RV rv) {
-  return rv == CKR_PIN_INVALID || rv == CKR_PIN_LEN_RANGE || rv == CKR_DATA_INVALID ||
-         rv == CKR_DATA_LEN_RANGE || rv == CKR_ARGUMENTS_BAD;
-}

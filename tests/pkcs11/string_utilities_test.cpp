@@ -1,5 +1,5 @@
-// What the component leaves to the host's string utilities: how a number is written, what white
-// space is around a text.
+// The component's use of the host's string utilities: LongToString for numbers in messages, Strip
+// for texts of the provider.
 #include "pkcs11/expected.h"
 #include "pkcs11/module_test.h"
 
@@ -8,9 +8,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class StringUtilities : public ModuleTest {};
+using StringUtilitiesTest = ModuleTest;
 
-TEST_F(StringUtilities, WriteEveryNumberOfAMessageButTheSerial) {
+TEST_F(StringUtilitiesTest, WriteEveryNumberInMessagesExceptSerial) {
   provider.Slot(4096, "Reader").Token("Alice").Certificate("A;serial=10");
   Open();
   host.Record("LongToString");
@@ -27,9 +27,9 @@ TEST_F(StringUtilities, WriteEveryNumberOfAMessageButTheSerial) {
     C_GetTokenInfo(slot 4096) = OK
     log 5: Found token "Alice"
     LongToString(4096)
-  )" + BeginSearch(4096, 1) +
-               Found(1, 1) + "LongToString(1)\n" + Reading(1, 1, "A;serial=10") + FoundNoMore(1) +
-               EndSearch(1) + R"(
+  )",
+               BeginsSearch(4096, 1), FindsObject(1, 1), "LongToString(1)",
+               ReadsCertificate(1, 1, "A;serial=10"), FindsNoObject(1), EndsSearch(1), R"(
     log 5: Found certificate for "CN=A"
     log 5: CA: No
     log 5: Serial: 10
@@ -39,35 +39,28 @@ TEST_F(StringUtilities, WriteEveryNumberOfAMessageButTheSerial) {
   )");
 }
 
-TEST_F(StringUtilities, WriteTheValuesThatPkcs11Answers) {
+TEST_F(StringUtilitiesTest, WriteResultsOfProvider) {
   provider.On("C_Initialize").Return(CKR_PIN_INCORRECT);
   host.Record("LongToString");
   EXPECT_EQ(module.Open(ProviderPath("scripted")), -1);
-  EXPECT_TRACE(R"(
-    dlopen(scripted.so, RTLD_LAZY) = OK
-    dlsym(C_GetFunctionList) = OK
+  EXPECT_TRACE(OpensLibrary("scripted.so"), R"(
     C_GetFunctionList() = OK
     C_Initialize(NULL) = PIN_INCORRECT
     LongToString(160)
     log 2: Error initializing PKCS#11 module 'scripted.so': 160
-    dlclose(scripted.so), unloaded
-  )");
+  )",
+               ClosesLibrary("scripted.so"));
 }
 
-// The white space of C, in this order.
-TEST_F(StringUtilities, StripTheTextsOfTheProviderAndTheSlot) {
+// The white space of isspace() in the C locale, in a fixed order.
+TEST_F(StringUtilitiesTest, StripTextsOfProviderAndSlot) {
   provider.manufacturer = scripted::Padded("Maker", 32);
   provider.library_description = std::string("Tokens") + std::string(26, '\0');
   provider.Slot(1).Description("Reader", '\0').Token("Alice");
   host.Record("Strip");
   EXPECT_EQ(module.Open(ProviderPath("scripted")), 0);
   EXPECT_THAT(module.GetToken(1), IsEmpty());
-  EXPECT_TRACE(R"(
-    dlopen(scripted.so, RTLD_LAZY) = OK
-    dlsym(C_GetFunctionList) = OK
-    C_GetFunctionList() = OK
-    C_Initialize(NULL) = OK
-    log 3: Loaded PKCS#11 module 'scripted.so'
+  EXPECT_TRACE(LoadsProvider(), R"(
     C_GetInfo() = OK
     Strip("Maker                           ", " \x0c\x0a\x0d\x09\x0b")
     log 3: Manufacturer: Maker
@@ -78,8 +71,8 @@ TEST_F(StringUtilities, StripTheTextsOfTheProviderAndTheSlot) {
     log 5: Getting token for slot 1 on 'Reader'
     C_GetTokenInfo(slot 1) = OK
     log 5: Found token "Alice"
-  )" + ReadingToken(1, 1, {}) +
-               "log 3: No certificate associated with token \"Alice\"\n");
+  )",
+               ReadsToken(1, 1, {}), ReportsNoCertificate("Alice"));
 }
 
 }  // namespace

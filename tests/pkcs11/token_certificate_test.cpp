@@ -1,13 +1,14 @@
-// GetTokenCertificate: reading one certificate object, from a provider that may lie of its length.
+// GetTokenCertificate: reading one certificate object, whose length the provider may misreport.
 #include <climits>
 
+#include "pkcs11/expected.h"
 #include "pkcs11/malloc_wrap.h"
 #include "pkcs11/module_test.h"
 
 namespace {
 
-// One certificate object at a time, in a session of the test's own.
-class TokenCertificate : public ModuleTest {
+// Reads one certificate object in a session that the test has opened.
+class TokenCertificateTest : public ModuleTest {
  protected:
   void OpenWith(const std::string& text) {
     provider.Slot(1).Token("Alice").Certificate(text);
@@ -18,10 +19,17 @@ class TokenCertificate : public ModuleTest {
     ClearTrace();
   }
 
-  // Expects that there is no certificate, and this trace.
+  // `expected` is the trace after the first line.
   void ExpectUnreadable(const std::string& expected) {
     EXPECT_EQ(module.GetTokenCertificate(session_, 1), nullptr);
-    EXPECT_TRACE(expected);
+    EXPECT_TRACE("log 5: Getting certificate with id 1", expected);
+  }
+
+  void ExpectReadable(const std::string& expected) {
+    certificate* const cert = module.GetTokenCertificate(session_, 1);
+    EXPECT_TRACE("log 5: Getting certificate with id 1", expected);
+    ASSERT_NE(cert, nullptr);
+    cert_free(cert);
   }
 
   void TearDown() override {
@@ -32,58 +40,53 @@ class TokenCertificate : public ModuleTest {
   CK_SESSION_HANDLE session_ = 0;
 };
 
-TEST_F(TokenCertificate, TheLengthQueryFails) {
+TEST_F(TokenCertificateTest, FailsWhenLengthCannotBeRead) {
   OpenWith("A");
   provider.On("C_GetAttributeValue").Return(CKR_ATTRIBUTE_SENSITIVE);
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = ATTRIBUTE_SENSITIVE
     log 3: Unable to read certificate
   )");
 }
 
-TEST_F(TokenCertificate, TheValueReadFails) {
+TEST_F(TokenCertificateTest, FailsWhenValueCannotBeRead) {
   OpenWith("A");
   provider.On("C_GetAttributeValue", 2).Return(CKR_DEVICE_MEMORY);
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 1 bytes
     C_GetAttributeValue(session 1, object 1, CKA_VALUE[1]) = DEVICE_MEMORY
     log 3: Unable to read certificate
   )");
 }
 
-TEST_F(TokenCertificate, TheValueGrowsBetweenTheReads) {
+TEST_F(TokenCertificateTest, FailsWhenValueGrowsBetweenReads) {
   OpenWith("A");
   provider.On("C_GetAttributeValue").After([this] {
     provider.Slot(1).Token().Find(1)->attributes[CKA_VALUE] = "A longer name";
   });
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 1 bytes
     C_GetAttributeValue(session 1, object 1, CKA_VALUE[1]) = BUFFER_TOO_SMALL
     log 3: Unable to read certificate
   )");
 }
 
-// The allocator is asked for one byte more than the value has.
-TEST_F(TokenCertificate, ThereIsNoMemoryForTheValue) {
+// The buffer is one byte longer than the value.
+TEST_F(TokenCertificateTest, FailsWithoutMemoryForValue) {
   const std::string text = "A;subject=" + std::string(3000, 'x');
   OpenWith(text);
   FailMallocOf(text.size() + 1);
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 3010 bytes
     malloc(3011) = NULL
     log 3: Unable to allocate certificate storage
   )");
 }
 
-TEST_F(TokenCertificate, ThereIsNoMemoryForTheStructure) {
+TEST_F(TokenCertificateTest, FailsWithoutMemoryForStructure) {
   OpenWith("A");
   host.FailAlloc();
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 1 bytes
     C_GetAttributeValue(session 1, object 1, CKA_VALUE[1]) = OK, 1 bytes
     cert_alloc() = NULL
@@ -91,10 +94,9 @@ TEST_F(TokenCertificate, ThereIsNoMemoryForTheStructure) {
   )");
 }
 
-TEST_F(TokenCertificate, TheValueDoesNotParse) {
+TEST_F(TokenCertificateTest, FreesCertificateThatDoesNotParse) {
   OpenWith("A;fail.parse=-7");
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 15 bytes
     C_GetAttributeValue(session 1, object 1, CKA_VALUE[15]) = OK, 15 bytes
     cert_alloc()
@@ -104,10 +106,9 @@ TEST_F(TokenCertificate, TheValueDoesNotParse) {
   )");
 }
 
-TEST_F(TokenCertificate, AnEmptyValueIsLeftToTheParser) {
+TEST_F(TokenCertificateTest, PassesEmptyValueToParser) {
   OpenWith("");
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 0 bytes
     C_GetAttributeValue(session 1, object 1, CKA_VALUE[0]) = OK, 0 bytes
     cert_alloc()
@@ -117,77 +118,65 @@ TEST_F(TokenCertificate, AnEmptyValueIsLeftToTheParser) {
   )");
 }
 
-TEST_F(TokenCertificate, AnEmptyValueThatTheParserTakesIsACertificate) {
+TEST_F(TokenCertificateTest, AcceptsEmptyValueThatParses) {
   OpenWith("");
   host.ParseNothing();
-  certificate* const cert = module.GetTokenCertificate(session_, 1);
-  EXPECT_TRACE(R"(
-    log 5: Getting certificate with id 1
+  ExpectReadable(R"(
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 0 bytes
     C_GetAttributeValue(session 1, object 1, CKA_VALUE[0]) = OK, 0 bytes
     cert_alloc()
     cert_parse(0 bytes) = 0
   )");
-  ASSERT_NE(cert, nullptr);
-  cert_free(cert);
 }
 
-// A byte is asked for even then.
-TEST_F(TokenCertificate, AnEmptyValueGetsOneByte) {
+TEST_F(TokenCertificateTest, AllocatesOneByteForEmptyValue) {
   OpenWith("");
   FailMallocOf(1);
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 0 bytes
     malloc(1) = NULL
     log 3: Unable to allocate certificate storage
   )");
 }
 
-// Lengths that do not fit the parser's int are refused before anything is allocated; a length
-// and the one byte more must not wrap round to nothing either.
-TEST_F(TokenCertificate, ALengthBeyondAnIntIsRefused) {
+// A length that does not fit the parser's int is refused before anything is allocated. So is the
+// length that would wrap around to 0 with the additional byte.
+TEST_F(TokenCertificateTest, RejectsLengthBeyondInt) {
   OpenWith("A");
   for (const CK_ULONG length : {1UL << 31, 1UL << 32, ULONG_MAX - 1}) {
     provider.On("C_GetAttributeValue").ReportNumber(length);
-    ExpectUnreadable(
-        "log 5: Getting certificate with id 1\n"
-        "C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, " +
-        std::to_string(length) +
-        " bytes\n"
-        "log 3: Unable to allocate certificate storage\n");
+    ExpectUnreadable("C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, " +
+                     std::to_string(length) +
+                     " bytes\n"
+                     "log 3: Unable to allocate certificate storage\n");
   }
 }
 
-// The longest that fits is asked of the allocator, and it is the allocator that refuses.
-TEST_F(TokenCertificate, TheLongestLengthOfAnIntIsTaken) {
+TEST_F(TokenCertificateTest, AllocatesForLengthOfIntMax) {
   OpenWith("A");
   provider.On("C_GetAttributeValue").ReportNumber(INT_MAX);
   FailMallocOf(1UL << 31);
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 2147483647 bytes
     malloc(2147483648) = NULL
     log 3: Unable to allocate certificate storage
   )");
 }
 
-TEST_F(TokenCertificate, AnUnavailableLengthIsRefused) {
+TEST_F(TokenCertificateTest, RejectsUnavailableLength) {
   OpenWith("A");
   provider.On("C_GetAttributeValue").ReportNumber(CK_UNAVAILABLE_INFORMATION);
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, unavailable bytes
     log 3: Unable to allocate certificate storage
   )");
 }
 
-TEST_F(TokenCertificate, ASecondLengthBeyondTheBufferIsRefused) {
+TEST_F(TokenCertificateTest, RejectsSecondLengthBeyondBuffer) {
   OpenWith("A");
   for (const CK_ULONG length : {2UL, 1UL << 31, ULONG_MAX - 1}) {
     provider.On("C_GetAttributeValue", 2).ReportNumber(length);
     ExpectUnreadable(
-        "log 5: Getting certificate with id 1\n"
         "C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 1 bytes\n"
         "C_GetAttributeValue(session 1, object 1, CKA_VALUE[1]) = OK, " +
         std::to_string(length) +
@@ -196,27 +185,21 @@ TEST_F(TokenCertificate, ASecondLengthBeyondTheBufferIsRefused) {
   }
 }
 
-// The second length is the one that counts, while it fits.
-TEST_F(TokenCertificate, ASecondLengthMayBeShorter) {
+TEST_F(TokenCertificateTest, UsesShorterSecondLength) {
   OpenWith("ABC");
   provider.On("C_GetAttributeValue", 2).ReportNumber(2);
-  certificate* const cert = module.GetTokenCertificate(session_, 1);
-  EXPECT_TRACE(R"(
-    log 5: Getting certificate with id 1
+  ExpectReadable(R"(
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 3 bytes
     C_GetAttributeValue(session 1, object 1, CKA_VALUE[3]) = OK, 2 bytes
     cert_alloc()
     cert_parse(AB) = 0
   )");
-  ASSERT_NE(cert, nullptr);
-  cert_free(cert);
 }
 
-TEST_F(TokenCertificate, AnObjectThatIsGoneIsUnreadable) {
+TEST_F(TokenCertificateTest, FailsWhenObjectIsDeleted) {
   OpenWith("A");
   provider.Slot(1).Token().Delete(1);
   ExpectUnreadable(R"(
-    log 5: Getting certificate with id 1
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OBJECT_HANDLE_INVALID
     log 3: Unable to read certificate
   )");

@@ -9,9 +9,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class TokenCertificates : public ModuleTest {
+class TokenCertificatesTest : public ModuleTest {
  protected:
-  // One token in slot 1 with these certificates, and the provider loaded.
+  // Opens a provider with one token in slot 1 that holds these certificates.
   void OpenWith(const std::vector<std::string>& texts) {
     scripted::Token& token = provider.Slot(1).Token("Alice");
     for (const std::string& text : texts)
@@ -19,7 +19,8 @@ class TokenCertificates : public ModuleTest {
     Open();
   }
 
-  // The names of the certificates that are read; they are freed once the trace is compared.
+  // Returns the names of the certificates. They are freed at the end of the test, outside of the
+  // trace.
   std::vector<std::string> Read(unsigned long slot = 1) {
     std::vector<std::string> names;
     certificates_ = module.GetTokenCertificates(slot);
@@ -38,7 +39,7 @@ class TokenCertificates : public ModuleTest {
   std::list<certificate*> certificates_;
 };
 
-TEST_F(TokenCertificates, AreReadInTheOrderOfTheSearch) {
+TEST_F(TokenCertificatesTest, ReadsInOrderOfSearch) {
   OpenWith({"A", "B;serial=02"});
   EXPECT_THAT(Read(), ElementsAre("A", "B"));
   EXPECT_TRACE(R"(
@@ -63,29 +64,27 @@ TEST_F(TokenCertificates, AreReadInTheOrderOfTheSearch) {
   )");
 }
 
-TEST_F(TokenCertificates, ATokenWithoutCertificatesYieldsNone) {
+TEST_F(TokenCertificatesTest, ReturnsNothingForTokenWithoutCertificates) {
   OpenWith({});
   provider.Slot(1).Token().PrivateKey("\x01", nullptr);
   EXPECT_THAT(Read(), IsEmpty());
-  EXPECT_TRACE(BeginSearch(1, 1) + FoundNoMore(1) + EndSearch(1));
+  EXPECT_TRACE(ReadsToken(1, 1, {}));
 }
 
-TEST_F(TokenCertificates, OneThatDoesNotParseIsSkipped) {
+TEST_F(TokenCertificatesTest, SkipsCertificateThatDoesNotParse) {
   OpenWith({"A", "B;fail.parse=1", "C"});
   EXPECT_THAT(Read(), ElementsAre("A", "C"));
-  EXPECT_TRACE(BeginSearch(1, 1) + Found(1, 1) + Reading(1, 1, "A") + Found(1, 2) + R"(
-    log 5: Getting certificate with id 2
-    C_GetAttributeValue(session 1, object 2, CKA_VALUE NULL) = OK, 14 bytes
-    C_GetAttributeValue(session 1, object 2, CKA_VALUE[14]) = OK, 14 bytes
+  EXPECT_TRACE(BeginsSearch(1, 1), FindsObject(1, 1), ReadsCertificate(1, 1, "A"),
+               FindsObject(1, 2), ReadsValue(1, 2, 14), R"(
     cert_alloc()
     cert_parse(B) = 1
     log 3: Error parsing certificate
     cert_free(B)
-  )" + Found(1, 3) +
-               Reading(1, 3, "C") + FoundNoMore(1) + EndSearch(1));
+  )",
+               FindsObject(1, 3), ReadsCertificate(1, 3, "C"), FindsNoObject(1), EndsSearch(1));
 }
 
-TEST_F(TokenCertificates, WithoutASessionThereAreNone) {
+TEST_F(TokenCertificatesTest, ReturnsNothingWithoutSession) {
   OpenWith({"A"});
   provider.On("C_OpenSession").Return(CKR_TOKEN_NOT_RECOGNIZED);
   EXPECT_THAT(Read(), IsEmpty());
@@ -96,7 +95,7 @@ TEST_F(TokenCertificates, WithoutASessionThereAreNone) {
   )");
 }
 
-TEST_F(TokenCertificates, WithoutASearchThereAreNone) {
+TEST_F(TokenCertificatesTest, ClosesSessionWhenSearchFailsToBegin) {
   OpenWith({"A"});
   provider.On("C_FindObjectsInit").Return(CKR_DEVICE_ERROR);
   EXPECT_THAT(Read(), IsEmpty());
@@ -109,40 +108,37 @@ TEST_F(TokenCertificates, WithoutASearchThereAreNone) {
   )");
 }
 
-TEST_F(TokenCertificates, ASearchThatBreaksOffYieldsWhatWasRead) {
+TEST_F(TokenCertificatesTest, KeepsCertificatesReadBeforeSearchFails) {
   OpenWith({"A", "B", "C"});
   provider.On("C_FindObjects", 3).Return(CKR_DEVICE_REMOVED);
   EXPECT_THAT(Read(), ElementsAre("A", "B"));
-  EXPECT_TRACE(BeginSearch(1, 1) + Found(1, 1) + Reading(1, 1, "A") + Found(1, 2) +
-               Reading(1, 2, "B") + R"(
-    C_FindObjects(session 1, max 1) = DEVICE_REMOVED
-    C_CloseSession(session 1) = OK
-    log 3: Error enumerating certificates
-  )");
+  EXPECT_TRACE(BeginsSearch(1, 1), FindsObject(1, 1), ReadsCertificate(1, 1, "A"),
+               FindsObject(1, 2), ReadsCertificate(1, 2, "B"),
+               "C_FindObjects(session 1, max 1) = DEVICE_REMOVED", ClosesSession(1),
+               "log 3: Error enumerating certificates");
 }
 
-TEST_F(TokenCertificates, WhatEndsASearchAndASessionMayFail) {
+TEST_F(TokenCertificatesTest, IgnoresFailureToEndSearchAndSession) {
   OpenWith({"A"});
   provider.On("C_FindObjectsFinal").Return(CKR_DEVICE_ERROR);
   provider.On("C_CloseSession").Return(CKR_DEVICE_ERROR);
   EXPECT_THAT(Read(), ElementsAre("A"));
-  EXPECT_TRACE(BeginSearch(1, 1) + Found(1, 1) + Reading(1, 1, "A") + FoundNoMore(1) + R"(
+  EXPECT_TRACE(BeginsSearch(1, 1), FindsObject(1, 1), ReadsCertificate(1, 1, "A"), FindsNoObject(1),
+               R"(
     C_FindObjectsFinal(session 1) = DEVICE_ERROR
     C_CloseSession(session 1) = DEVICE_ERROR
   )");
 }
 
-TEST_F(TokenCertificates, SlotAndObjectStandInDecimal) {
+TEST_F(TokenCertificatesTest, WritesSlotAndObjectInDecimal) {
   scripted::Token& token = provider.Slot(4096).Token("Alice").Certificate("A");
   token.objects.back().handle = 65535;
   Open();
   EXPECT_THAT(Read(4096), ElementsAre("A"));
-  EXPECT_TRACE(BeginSearch(4096, 1) + Found(1, 65535) + Reading(1, 65535, "A") + FoundNoMore(1) +
-               EndSearch(1));
+  EXPECT_TRACE(ReadsToken(4096, 1, {"A"}, 65535));
 }
 
-// Numbers are signed in messages.
-TEST_F(TokenCertificates, TheHighestSlotIsMinusOne) {
+TEST_F(TokenCertificatesTest, WritesHighestSlotAsMinusOne) {
   Open();
   EXPECT_THAT(Read(ULONG_MAX), IsEmpty());
   EXPECT_TRACE(R"(
