@@ -127,10 +127,10 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
     PrintInvalidSerial(options.serial);
     return kExitUsage;
   }
-  const OutputFile output(options.out);
-  if (!output.Check() || !IsNoInput(output, provider, options))
+  std::optional<OutputFile> output = OutputFile::Prepare(options.out);
+  if (!output || !IsNoInput(*output, provider, options))
     return kExitUsage;
-  if (options.encoding == "raw" && output.IsTerminal()) {
+  if (options.encoding == "raw" && output->IsTerminal()) {
     PrintError("a raw signature is not for a terminal: use --out FILE or --encoding base64");
     return kExitUsage;
   }
@@ -175,7 +175,7 @@ ExitStatus RunSign(const ProviderOptions& provider, const SignOptions& options) 
   const Result result = Sign(&module, *selection.record, *data, answers.get(), &log);
   if (result.status != kExitSuccess)
     return result.status;
-  return output.Write(Encode(result.signature, options.encoding)) ? kExitSuccess : kExitFailed;
+  return output->Write(Encode(result.signature, options.encoding)) ? kExitSuccess : kExitFailed;
 }
 
 }  // namespace cardcert::cli

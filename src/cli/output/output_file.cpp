@@ -1,174 +1,307 @@
 #include "cli/output/output_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
+#include <charconv>
 #include <utility>
 
+#include "cli/output/signal_blocker.h"
+#include "cli/output/write_all.h"
 #include "cli/terminal/console.h"
 
 namespace cardcert::cli {
+
 namespace {
 
-std::string FolderOf(const std::string& path) {
-  const std::string::size_type slash = path.rfind('/');
-  if (slash == std::string::npos)
-    return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// Where links end, be there a file or not; the path itself where that has no name (a pipe).
-std::string Resolve(std::string path) {
-  const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
-  if (real)
-    return real.get();
-  if (access(path.c_str(), F_OK) == 0)
-    return path;
-  constexpr int kMostLinks = 40;
-  for (int i = 0; i < kMostLinks; ++i) {
-    char link[PATH_MAX];
-    const ssize_t length = readlink(path.c_str(), link, sizeof link);
-    if (length <= 0 || static_cast<std::size_t>(length) == sizeof link)
-      break;
-    const std::string next(link, static_cast<std::size_t>(length));
-    path = next[0] == '/' ? next : FolderOf(path) + "/" + next;
-  }
-  return path;
-}
-
-bool WriteAll(int descriptor, std::string_view data) {
-  while (!data.empty()) {
-    const ssize_t written = write(descriptor, data.data(), data.size());
-    if (written < 0 && errno != EINTR)
-      return false;
-    if (written > 0)
-      data.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-// What mkstemp leaves out: the permissions that open() would have given.
-mode_t DefaultMode() {
-  const mode_t mask = umask(0);
-  umask(mask);
-  return 0666 & ~mask;
-}
-
-// A new file that disappears unless it is renamed.
-class TemporaryFile {
+// Sets the process's umask for as long as it exists.
+class UmaskScope {
  public:
-  explicit TemporaryFile(std::string name) : name_(std::move(name)) {
-    descriptor_ = mkostemp(name_.data(), O_CLOEXEC);
-    exists_ = descriptor_ >= 0;
-  }
-  ~TemporaryFile() {
-    const int saved_errno = errno;
-    if (descriptor_ >= 0)
-      close(descriptor_);
-    if (exists_)
-      unlink(name_.c_str());
-    errno = saved_errno;
-  }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  explicit UmaskScope(mode_t mask) : before_(umask(mask)) {}
+  ~UmaskScope() { umask(before_); }
+  UmaskScope(const UmaskScope&) = delete;
+  UmaskScope& operator=(const UmaskScope&) = delete;
 
-  bool exists() const { return exists_; }
-
-  bool Fill(std::string_view data, mode_t mode) {
-    return WriteAll(descriptor_, data) && fchmod(descriptor_, mode) == 0 &&
-           fsync(descriptor_) == 0 && close(std::exchange(descriptor_, -1)) == 0;
-  }
-  bool RenameTo(const std::string& path) {
-    exists_ = std::rename(name_.c_str(), path.c_str()) != 0;
-    return !exists_;
-  }
+  mode_t before() const { return before_; }
 
  private:
-  std::string name_;
-  int descriptor_ = -1;
-  bool exists_ = false;
+  mode_t before_;
 };
+
+mode_t ReadUmask() {
+  constexpr mode_t kNothingForOthers = 077;  // for a file that another thread creates just now
+  return UmaskScope(kNothingForOthers).before();
+}
+
+bool Fail(int error, FileProblem* problem) {
+  *problem = FileProblem::OfError(error);
+  return false;
+}
+
+// Fails with errno. A descriptor that is not what it was can only be the provider's work.
+bool FailWithErrno(FileProblem* problem) {
+  if (errno != EBADF)
+    return Fail(errno, problem);
+  *problem = {"the provider closed a file that the program needs", ""};
+  return false;
+}
+
+void PrintProblem(const std::string& path, const FileProblem& problem) {
+  PrintError("cannot write " + Quoted(path) + ": " + problem.reason);
+  if (!problem.hint.empty())
+    PrintHint(problem.hint);
+}
+
+// Returns N for a location that is this process's /proc/self/fd/N.
+std::optional<int> OwnDescriptor(const Location& location) {
+  struct stat own = {};
+  if (!location.is_proc_link || stat("/proc/self/fd", &own) != 0 ||
+      !IsSameFile(own, location.folder.info()))
+    return std::nullopt;
+  int number = -1;
+  const char* const end = location.name.data() + location.name.size();
+  const auto [parsed_end, error] = std::from_chars(location.name.data(), end, number);
+  if (error != std::errc() || parsed_end != end)
+    return std::nullopt;
+  return number;
+}
+
+bool IsWritable(int descriptor) {
+  const int flags = fcntl(descriptor, F_GETFL);
+  return flags >= 0 && (flags & O_PATH) == 0 && (flags & O_ACCMODE) != O_RDONLY;
+}
+
+// The rule of may_create_in_sticky() in Linux's fs/namei.c, with fs.protected_regular and
+// fs.protected_fifos at 2: in a sticky folder to which others can write, an existing file is used
+// only if it belongs to this process's user or to the owner of the folder.
+bool IsPlantedFile(const struct stat& file, const struct stat& folder) {
+  const bool others_can_create =
+      (folder.st_mode & S_ISVTX) != 0 && (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  return others_can_create && (S_ISREG(file.st_mode) || S_ISFIFO(file.st_mode)) &&
+         file.st_uid != geteuid() && file.st_uid != folder.st_uid;
+}
 
 }  // namespace
 
-OutputFile::OutputFile(std::string path)
-    // Where that is a file, its name would lead past what is already in it.
-    : path_(path == "/dev/stdout" ? "-" : std::move(path)), target_(Resolve(path_)) {}
+OutputFile::OutputFile(std::string path, FileIdentity identity)
+    : path_(std::move(path)), identity_(std::move(identity)) {}
 
-bool OutputFile::Check() const {
-  struct stat info = {};
-  if (path_ == "-")
-    return true;
-  if (path_.empty()) {  // Its folder would be the current one.
-    errno = ENOENT;
-    return Fail("cannot write");
+std::optional<OutputFile> OutputFile::Prepare(const std::string& path) {
+  if (path == "-" || path == "/dev/stdout")
+    return StandardOutput(path);
+  FileProblem problem;
+  std::optional<OutputFile> output;
+  if (std::optional<Location> location = Locate(path, LinkPolicy::kProtected, &problem))
+    output = PrepareLocation(path, std::move(*location), &problem);
+  if (!output)
+    PrintProblem(path, problem);
+  return output;
+}
+
+std::optional<OutputFile> OutputFile::StandardOutput(const std::string& path) {
+  const std::optional<FileIdentity> identity = FileIdentity::OfDescriptor(STDOUT_FILENO);
+  if (!identity) {
+    PrintProblem(path, FileProblem::OfError(errno));
+    return std::nullopt;
   }
-  const bool exists = stat(target_.c_str(), &info) == 0;
-  if (path_.back() == '/' || (exists && S_ISDIR(info.st_mode))) {
-    errno = EISDIR;
-    return Fail("cannot write");
+  OutputFile output(path, *identity);
+  output.kind_ = Kind::kStandardOutput;
+  return output;
+}
+
+std::optional<OutputFile> OutputFile::PrepareLocation(const std::string& path, Location location,
+                                                      FileProblem* problem) {
+  const std::optional<int> descriptor = OwnDescriptor(location);
+  if (descriptor == STDOUT_FILENO)
+    return StandardOutput(path);
+  OutputFile output(path, FileIdentity::OfLocation(location));
+  output.location_ = std::move(location);
+  const HeldFile& file = output.location_.file;
+  const bool prepared = descriptor && IsWritable(*descriptor)
+                            ? output.PrepareDescriptor(*descriptor, problem)
+                        : !file                        ? output.PrepareNew(problem)
+                        : S_ISREG(file.info().st_mode) ? output.PrepareExisting(problem)
+                                                       : output.PreparePipeOrDevice(problem);
+  if (!prepared)
+    return std::nullopt;
+  return output;
+}
+
+bool OutputFile::PrepareDescriptor(int descriptor, FileProblem* problem) {
+  kind_ = Kind::kDescriptor;
+  descriptor_ = HeldFile(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  return descriptor_ ? true : FailWithErrno(problem);
+}
+
+bool OutputFile::PreparePipeOrDevice(FileProblem* problem) {
+  kind_ = Kind::kPipeOrDevice;
+  const struct stat& info = location_.file.info();
+  if (S_ISDIR(info.st_mode))
+    return Fail(EISDIR, problem);
+  if (S_ISSOCK(info.st_mode)) {
+    *problem = {"it is a socket, which cannot be opened as a file", ""};
+    return false;
   }
-  if (exists && access(target_.c_str(), W_OK) != 0)
-    return Fail("cannot write");  // The folder would let it be replaced, but it is not meant to be.
-  if (exists && !S_ISREG(info.st_mode))
+  if (!location_.is_proc_link && IsPlantedFile(info, location_.folder.info())) {
+    *problem = {"the pipe belongs to user " + std::to_string(info.st_uid) +
+                    ", in a folder where others can create files",
+                "use a pipe of your own, in another folder"};
+    return false;
+  }
+  if (faccessat(location_.folder.get(), location_.name.c_str(), W_OK, AT_EACCESS) != 0)
+    return FailWithErrno(problem);
+  return true;
+}
+
+bool OutputFile::PrepareExisting(FileProblem* problem) {
+  const struct stat& info = location_.file.info();
+  if (location_.is_proc_link) {
+    *problem = {
+        "it leads to a file that another program or descriptor has open, and has no name to"
+        " replace",
+        "use the path of the file itself"};
+    return false;
+  }
+  if (IsPlantedFile(info, location_.folder.info())) {
+    *problem = {"the file belongs to user " + std::to_string(info.st_uid) +
+                    ", in a folder where others can create files",
+                "remove the file first, or write to another one"};
+    return false;
+  }
+  // The folder would let a read-only file be replaced, but its owner does not want it changed.
+  const HeldFile file(RetryOnSignal([this] {
+    return openat(location_.folder.get(), location_.name.c_str(),
+                  O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  }));
+  if (!file)
+    return FailWithErrno(problem);
+  if (!IsSameFile(file.info(), info)) {
+    *problem = {"it is being changed by another program", "try again"};
+    return false;
+  }
+  attributes_ = FileAttributes::Of(file.get(), problem);
+  return attributes_ && PrepareNew(problem);
+}
+
+bool OutputFile::PrepareNew(FileProblem* problem) {
+  kind_ = Kind::kFile;
+  umask_ = ReadUmask();
+  const int folder = location_.folder.get();
+  unnamed_ = NewFile::CreateUnnamed(folder, attributes_ ? &*attributes_ : nullptr, problem);
+  if (unnamed_)
     return true;
-  if (!exists && errno != ENOENT)  // A name that is too long, among others.
-    return Fail("cannot write");
-  return access(FolderOf(target_).c_str(), W_OK | X_OK) == 0 || Fail("cannot write");
+  if (!problem->reason.empty())
+    return false;
+  // Only a trial: a file with a name must not lie around while a PIN is typed.
+  const SignalBlocker blocker;
+  return static_cast<bool>(CreateNamed(problem));
+}
+
+NewFile OutputFile::CreateNamed(FileProblem* problem) const {
+  const UmaskScope scope(umask_);
+  return NewFile::CreateNamed(location_.folder.get(), attributes_ ? &*attributes_ : nullptr,
+                              problem);
 }
 
 bool OutputFile::Replaces(const std::string& path) const {
-  struct stat ours = {};
-  struct stat other = {};
-  return path_ != "-" && stat(target_.c_str(), &ours) == 0 && S_ISREG(ours.st_mode) &&
-         stat(path.c_str(), &other) == 0 && ours.st_dev == other.st_dev &&
-         ours.st_ino == other.st_ino;
+  const FileKind kind = identity_.kind();
+  if (kind_ == Kind::kStandardOutput || (kind != FileKind::kRegular && kind != FileKind::kMissing))
+    return false;
+  const std::optional<FileIdentity> other =
+      path == "-" ? FileIdentity::OfDescriptor(STDIN_FILENO) : FileIdentity::OfPath(path);
+  return other == identity_;
 }
 
 bool OutputFile::IsTerminal() const {
-  return path_ == "-" && isatty(STDOUT_FILENO);
+  switch (kind_) {
+    case Kind::kStandardOutput:
+      return isatty(STDOUT_FILENO);
+    case Kind::kDescriptor:
+      return isatty(descriptor_.get());
+    case Kind::kPipeOrDevice:
+      return identity_.kind() == FileKind::kTerminal;
+    case Kind::kFile:
+      break;
+  }
+  return false;
 }
 
-bool OutputFile::Write(std::string_view data) const {
-  if (path_ == "-")
+bool OutputFile::Write(std::string_view data) {
+  if (kind_ == Kind::kStandardOutput)
     return PrintData(data);
-  struct stat info = {};
-  if (stat(target_.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
-    return WriteInPlace(data);
-  return Replace(data);
-}
-
-bool OutputFile::Replace(std::string_view data) const {
-  struct stat info = {};
-  const bool existed = stat(target_.c_str(), &info) == 0;
-  // Not the target's name and more, which may be too long.
-  TemporaryFile file(FolderOf(target_) + "/.cardcert-XXXXXX");
-  return (file.exists() && file.Fill(data, existed ? info.st_mode & 07777 : DefaultMode()) &&
-          file.RenameTo(target_)) ||
-         Fail("cannot write");
-}
-
-bool OutputFile::WriteInPlace(std::string_view data) const {
-  const int descriptor = open(target_.c_str(), O_WRONLY | O_CLOEXEC);
-  if (descriptor < 0)
-    return Fail("cannot open");
-  const bool written = WriteAll(descriptor, data);
-  const int error = errno;
-  const bool closed = close(descriptor) == 0;
+  FileProblem problem;
+  const bool written = kind_ == Kind::kDescriptor     ? WriteDescriptor(data, &problem)
+                       : kind_ == Kind::kPipeOrDevice ? WritePipeOrDevice(data, &problem)
+                                                      : WriteFile(data, &problem);
   if (!written)
-    errno = error;
-  return (written && closed) || Fail("cannot write");
+    PrintProblem(path_, problem);
+  return written;
 }
 
-bool OutputFile::Fail(const char* what) const {
-  PrintError(std::string(what) + " " + Quoted(path_) + ": " + std::strerror(errno));
+bool OutputFile::WriteDescriptor(std::string_view data, FileProblem* problem) {
+  return WriteAll(descriptor_.get(), data) || FailWithErrno(problem);
+}
+
+bool OutputFile::WritePipeOrDevice(std::string_view data, FileProblem* problem) {
+  const int link_flag = location_.is_proc_link ? 0 : O_NOFOLLOW;
+  const HeldFile file(RetryOnSignal([&] {
+    return openat(location_.folder.get(), location_.name.c_str(),
+                  O_WRONLY | O_NOCTTY | O_CLOEXEC | link_flag);
+  }));
+  if (!file)
+    return FailWithErrno(problem);
+  if (!IsSameFile(file.info(), location_.file.info())) {
+    *problem = {"another file has taken its place since the command started", ""};
+    return false;
+  }
+  return WriteAll(file.get(), data) || FailWithErrno(problem);
+}
+
+bool OutputFile::WriteFile(std::string_view data, FileProblem* problem) {
+  // Everything from the temporary name to the final one is quick: no PIN, no card.
+  std::optional<SignalBlocker> blocker;
+  NewFile file = std::move(unnamed_);
+  if (!file) {
+    blocker.emplace();
+    file = CreateNamed(problem);
+    if (!file)
+      return false;
+  }
+  if (!file.Fill(data))
+    return FailWithErrno(problem);
+  return NameNewFile(&file, problem) && SyncFolder(problem);
+}
+
+bool OutputFile::NameNewFile(NewFile* file, FileProblem* problem) const {
+  const int folder = location_.folder.get();
+  struct stat now = {};
+  const bool exists = fstatat(folder, location_.name.c_str(), &now, AT_SYMLINK_NOFOLLOW) == 0;
+  if (!exists && errno != ENOENT)
+    return FailWithErrno(problem);
+  const bool is_as_prepared = !exists || (location_.file && IsSameFile(now, location_.file.info()));
+  if (is_as_prepared && (exists ? file->Replace(location_.name) : file->LinkAs(location_.name)))
+    return true;
+  if (is_as_prepared && errno != EEXIST)
+    return FailWithErrno(problem);
+  *problem = {
+      "another program has put a file in its place since the command started, and it is not"
+      " overwritten",
+      "run the command again, or write to another file"};
+  return false;
+}
+
+bool OutputFile::SyncFolder(FileProblem* problem) const {
+  const HeldFile folder(RetryOnSignal(
+      [this] { return openat(location_.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  // One may write to a folder without being allowed to read it. Not every file system can sync one.
+  if ((!folder && errno == EACCES) ||
+      (folder && (RetryOnSignal([&] { return fsync(folder.get()); }) == 0 || errno == EINVAL)))
+    return true;
+  *problem = {"it is complete, but may be lost if the system crashes now: " +
+                  FileProblem::OfError(errno).reason,
+              ""};
   return false;
 }
 

@@ -1,0 +1,20 @@
+#include "cli/output/write_all.h"
+
+#include <unistd.h>
+
+#include "cli/files/held_file.h"
+
+namespace cardcert::cli {
+
+bool WriteAll(int descriptor, std::string_view data) {
+  while (!data.empty()) {
+    const ssize_t written =
+        RetryOnSignal([&] { return write(descriptor, data.data(), data.size()); });
+    if (written < 0)
+      return false;
+    data.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+}  // namespace cardcert::cli
