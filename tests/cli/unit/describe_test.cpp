@@ -87,13 +87,31 @@ TEST(TableTest, CollapsesBlanksThatCouldForgeAField) {
               HasSubstr("\nJane 4fa107 2048 bits / any x  00ab    2048  "));
 }
 
-TEST(TableTest, CutsLongNamesButNeverSerials) {
+TEST(TableTest, CutsNamesAt48Columns) {
+  pkcs11_certificate record = Record();
+  record.presentable_name = {std::string(48, 'x')};
+  EXPECT_THAT(CertificateTable({record}), HasSubstr("\n" + std::string(48, 'x') + "  00ab"));
+  record.presentable_name = {std::string(49, 'x')};
+  EXPECT_THAT(CertificateTable({record}), HasSubstr("\n" + std::string(47, 'x') + "…  00ab"));
+}
+
+TEST(TableTest, NeverCutsSerials) {
   pkcs11_certificate record = Record();
   record.presentable_name = {std::string(1000, 'x')};
   record.serial = std::string(400, 'a');
   const std::string table = CertificateTable({record});
   EXPECT_THAT(table, Not(HasSubstr(std::string(60, 'x'))));
   EXPECT_THAT(table, HasSubstr("…  " + std::string(400, 'a')));
+}
+
+TEST(CertificateLineTest, MarksCaAndFilteredOutCertificates) {
+  pkcs11_certificate record = Record();
+  EXPECT_EQ(CertificateLine(record), "Jane  00ab  2048 bits  digitalSignature  Reader");
+  record.is_ca = true;
+  EXPECT_EQ(CertificateLine(record), "Jane  00ab  2048 bits  digitalSignature  CA  Reader");
+  record.matches_filter = false;
+  EXPECT_EQ(CertificateLine(record),
+            "Jane  00ab  2048 bits  digitalSignature  CA  (filtered out)  Reader");
 }
 
 TEST(JsonTest, WritesAsciiForAnyBytes) {

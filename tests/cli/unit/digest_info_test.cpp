@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <iterator>
+
 #include "cli/output/encoding.h"
 #include "cli/terminal/text.h"
 #include "support/files.h"
@@ -10,6 +13,11 @@ namespace cardcert::cli {
 namespace {
 
 using support::TempFolder;
+
+std::size_t NumOpenDescriptors() {
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
 
 struct Known {
   const char* digest;
@@ -65,6 +73,16 @@ TEST(DataToSignTest, FailsIfFileCannotBeRead) {
   EXPECT_FALSE(ReadDataToSign(folder.File("missing"), "sha256"));
   EXPECT_FALSE(ReadDataToSign(folder.path(), "sha256"));
   EXPECT_FALSE(ReadDataToSign(folder.path(), "none"));
+}
+
+TEST(DataToSignTest, ClosesTheFile) {
+  const support::TempFolder folder;
+  const std::string path = folder.Write("abc", "abc");
+  const std::size_t before = NumOpenDescriptors();
+  for (const char* const digest : {"sha256", "none"})
+    EXPECT_TRUE(ReadDataToSign(path, digest));
+  EXPECT_FALSE(ReadDataToSign(folder.path(), "sha256"));
+  EXPECT_EQ(NumOpenDescriptors(), before);
 }
 
 TEST(EncodingTest, WritesRawHexAndBase64) {

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
+#include <string>
+#include <vector>
 
 #include "support/files.h"
 
@@ -153,17 +155,40 @@ TEST(SecretTest, ReportsInputThatIsTooLong) {
   EXPECT_FALSE(secret.too_long());
 }
 
+// The parts of a text, so that a text that is only partly cleared is found. No part occurs twice.
+std::vector<std::string> Parts(const std::string& text) {
+  std::vector<std::string> parts;
+  for (std::size_t at = 0; at < text.size(); at += 4)
+    parts.push_back(text.substr(at, 4));
+  return parts;
+}
+
 TEST(SecretTest, ClearsItsMemoryOnDestruction) {
+  std::string sentinel;
+  for (int i = 0; sentinel.size() < Secret::kCapacity; ++i)
+    sentinel += "s" + std::to_string(100 + i);
   alignas(Secret) unsigned char place[sizeof(Secret)];
+  const auto is_there = [&](const std::string& part) {
+    return std::search(std::begin(place), std::end(place), part.begin(), part.end()) !=
+           std::end(place);
+  };
   auto* const secret = new (place) Secret;
-  for (const char c : std::string("sentinel"))
+  for (const char c : sentinel)
     secret->Append(static_cast<unsigned char>(c));
-  const std::string marker = "sentinel";
-  ASSERT_NE(std::search(std::begin(place), std::end(place), marker.begin(), marker.end()),
-            std::end(place));
+  for (const std::string& part : Parts(sentinel))
+    EXPECT_TRUE(is_there(part)) << part;
   secret->~Secret();
-  EXPECT_EQ(std::search(std::begin(place), std::end(place), marker.begin(), marker.end()),
-            std::end(place));
+  for (const std::string& part : Parts(sentinel))
+    EXPECT_FALSE(is_there(part)) << part;
+}
+
+TEST(SecretTest, ClearEmptiesItsWholeMemory) {
+  Secret secret;
+  for (std::size_t i = 0; i < Secret::kCapacity; ++i)
+    secret.Append('x');
+  secret.Clear();
+  // Equals() compares the whole memory.
+  EXPECT_TRUE(secret.Equals(Secret()));
 }
 
 }  // namespace
