@@ -87,15 +87,6 @@ werror() {
   if [ "${CI:-}" = true ]; then echo ON; else echo OFF; fi
 }
 
-# The path of SoftHSM's PKCS#11 library.
-softhsm_library() {
-  local path
-  for path in /usr/lib/softhsm /usr/lib64/pkcs11 /usr/local/lib/softhsm; do
-    [ ! -e "$path/libsofthsm2.so" ] || { printf '%s\n' "$path/libsofthsm2.so" && return; }
-  done
-  die "SoftHSM's libsofthsm2.so is not where it usually is"
-}
-
 # For demonstrations.
 say() {
   printf '\n'

@@ -1,4 +1,4 @@
-// Runs the program on copies of the SoftHSM tokens of make_token.sh.
+// Runs the program on copies of the SoftHSM tokens of make_tokens.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -43,14 +43,14 @@ class CardcertTest : public testing::Test {
   // Runs openssl, which has to succeed, and returns its standard output.
   static std::string OpenSsl(const Words& words);
   // Checks that `signature` is the key's signature on the file `in`. `name` is a key of
-  // make_token.sh.
+  // make_tokens.
   void ExpectSignature(const std::string& signature, const std::string& name, const std::string& in,
                        const std::string& digest = "sha256") const;
-  // The path of a file that make_token.sh has made.
+  // The path of a file that make_tokens has made.
   static std::string Made(const std::string& file) {
     return std::string(CARDCERT_TOKEN) + "/" + file;
   }
-  // Adds a certificate of make_token.sh to the token "first", or removes it, as another program
+  // Adds a certificate of make_tokens to the token "first", or removes it, as another program
   // would. `name` is also its label.
   void AddToToken(const std::string& name, const std::string& id) const;
   void RemoveFromToken(const std::string& name) const;

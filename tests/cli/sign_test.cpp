@@ -19,7 +19,7 @@ class SignTest : public CardcertTest {
 };
 
 struct Case {
-  const char* name;  // in make_token.sh
+  const char* name;  // in make_tokens
   const char* serial;
 };
 

@@ -1,7 +1,7 @@
 // A PKCS#11 provider with one card, for tests that run the program. The environment describes the
 // card when the library is loaded. The trace is written when the library is unloaded.
 //   SCRIPTED_CARD        words that describe the card; see the table in Card::Card()
-//   SCRIPTED_CARD_FILES  folder with the files of make_token.sh; the card holds its certificate and
+//   SCRIPTED_CARD_FILES  folder with the files of make_tokens; the card holds its certificate and
 //                        key "sign"
 //   SCRIPTED_CARD_TRACE  file for the calls and, after "VIOLATION", the rules the caller broke
 #include <cstdlib>
@@ -46,7 +46,7 @@ class Card {
         {"locks-at-once", [&](const std::string&) { token.ReturnsPinLockedOnLastTry(); }},
         {"max-pin", [&](const std::string& value) { token.PinLengths(4, Number(value)); }},
         {"pin-flags", [&](const std::string& value) { token.ReportedPinFlags(Number(value)); }},
-        // Another certificate of make_token.sh, before "sign".
+        // Another certificate of make_tokens, before "sign".
         {"first",
          [&](const std::string& value) { token.Certificate(FileContent(value + ".der"), "1st"); }},
         // FUNCTION/RETURN_VALUE[/N]: the N-th call fails, by default the first; with fail-from the
