@@ -42,12 +42,12 @@ std::size_t CountInMemory(pid_t process, const std::string& text) {
   return count;
 }
 
-// A PIN of 64 characters, none of whose parts of kPartLength occurs in another PIN or elsewhere.
-// `tag` is a single character.
+// A long PIN, none of whose parts of kPartLength occurs twice or in a PIN with another tag.
+constexpr std::size_t kPinLength = 96;
 constexpr std::size_t kPartLength = 8;
 std::string LongPin(char tag) {
   std::string pin;
-  for (char c = '0'; pin.size() < 64; ++c)
+  for (char c = '0'; pin.size() < kPinLength; ++c)
     pin += {'q', tag, 'z', c};
   return pin;
 }
@@ -110,7 +110,7 @@ TEST_F(PinMemoryTest, SearchFindsTextInMemory) {
   terminal.Expect("PIN: ");
   EXPECT_GT(CountInMemory(terminal.program(), "Scripted reader"), 0U);
   EXPECT_GT(CountInMemory(terminal.program(), File("sig")), 0U);
-  EXPECT_GE(CountPartsInMemory(terminal.program(), LongPin('x')), 64 / kPartLength);
+  EXPECT_GE(CountPartsInMemory(terminal.program(), LongPin('x')), kPinLength / kPartLength);
 }
 
 TEST_F(PinMemoryTest, ClearsTypedPins) {
@@ -118,7 +118,7 @@ TEST_F(PinMemoryTest, ClearsTypedPins) {
   const std::string wrong_so = LongPin('b');
   const std::string new_pin = LongPin('c');
   const std::string repeated = LongPin('d');
-  Card("left=0 max-pin=64");
+  Card("left=0 max-pin=96");
   PseudoTerminal terminal(SignCommand(), environment_);
   terminal.Answer("[y/N] ", "y");
   terminal.Enter("SO PIN (PUK): ", wrong_so);
@@ -136,7 +136,7 @@ TEST_F(PinMemoryTest, ClearsTypedPins) {
 TEST_F(PinMemoryTest, ClearsTheLastTypedPin) {
   // No later question overwrites this PIN.
   const std::string pin = LongPin('e');
-  Card("left=0 max-pin=64");
+  Card("left=0 max-pin=96");
   PseudoTerminal terminal(SignToPipe(), environment_);
   terminal.Answer("[y/N] ", "y");
   terminal.Enter("SO PIN (PUK): ", "87654321");
@@ -152,7 +152,7 @@ TEST_F(PinMemoryTest, ClearsGivenPins) {
   const Words so_pin = {"--so-pin-file", PinFile("87654321")};
   for (const bool from_file : {true, false}) {
     SCOPED_TRACE(from_file ? "from a file" : "from a variable");
-    Card("left=0 max-pin=64");
+    Card("left=0 max-pin=96");
     Words new_pin = {"--new-pin-file", Write("new-pin", pin + "\n")};
     if (!from_file) {
       environment_["NEW_PIN"] = pin;

@@ -142,6 +142,15 @@ TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasTheSerial) {
   ExpectNotSigned();
 }
 
+TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasSerialAndKeyLength) {
+  Card("first=broken");
+  const Finished run = RunSign(Pin("1234"));
+  EXPECT_EQ(run.status, 5);
+  EXPECT_THAT(run.err, HasSubstr("  CN=Broken  "));
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectNotSigned();
+}
+
 TEST_F(PinTriesTest, DoesNotSayCancelledWithoutAUser) {
   const Finished run = RunSign({"--batch"});
   EXPECT_EQ(run.status, 6);

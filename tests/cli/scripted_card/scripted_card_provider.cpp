@@ -53,12 +53,27 @@ class Card {
         // later ones, too.
         {"fail", [](const std::string& value) { Fail(value); }},
         {"fail-from", [](const std::string& value) { Fail(value).Always(); }},
-        // The N-th C_WaitForSlotEvent reports an event and the token is removed or inserted.
+        // At first there is no card in the reader.
+        {"absent", [this](const std::string&) { Remove(); }},
+        // At the N-th C_WaitForSlotEvent something happens and an event is reported: the card is
+        // removed or inserted, moves to another reader, or gets a copy of its certificate.
         {"remove-at-poll",
          [this](const std::string& value) { AtPoll(value, [this] { Remove(); }); }},
         {"insert-at-poll",
-         [this](const std::string& value) { AtPoll(value, [this] { Insert(); }); }},
+         [this](const std::string& value) { AtPoll(value, [this] { Insert(1); }); }},
+        {"move-at-poll",
+         [this](const std::string& value) {
+           AtPoll(value, [this] {
+             Remove();
+             Insert(2);
+           });
+         }},
+        {"copy-at-poll",
+         [&](const std::string& value) {
+           AtPoll(value, [&token] { token.Certificate(FileContent("sign.der"), "copy"); });
+         }},
     };
+    Provider::Instance().Slot(2, "Second reader");
     std::istringstream script(Variable("SCRIPTED_CARD"));
     for (std::string word; script >> word;) {
       const std::string::size_type equals = word.find('=');
@@ -102,10 +117,10 @@ class Card {
         });
   }
   void Remove() { removed_ = Provider::Instance().Slot(1).Remove(); }
-  // Without a removed token this is only an event.
-  void Insert() {
+  // Does nothing if no token has been removed.
+  void Insert(CK_SLOT_ID slot) const {
     if (removed_)
-      Provider::Instance().Slot(1).Insert(removed_);
+      Provider::Instance().Slot(slot).Insert(removed_);
   }
 
   bool has_user_pin_ = true;
