@@ -153,6 +153,7 @@ CK_RV Sign(CK_SESSION_HANDLE, CK_BYTE* data, CK_ULONG data_len, CK_BYTE* signatu
 FuzzedProvider::FuzzedProvider(Input* input) : input_(input) {
   Check(current == nullptr, "there is one FuzzedProvider at a time");
   current = this;
+  InstallProviderLoader();
   functions_.version = {2, 40};
   functions_.C_Initialize = [](void*) {
     const CK_RV rv = Current().Result();

@@ -67,3 +67,6 @@ class FuzzedProvider {
 
 // The certificates on the provider's tokens. Their serial numbers are 01, 02, ...
 const std::vector<std::string>& FuzzedCertificates();
+
+// Makes the component load the current FuzzedProvider (see provider_loader.cpp).
+void InstallProviderLoader();

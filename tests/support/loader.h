@@ -1,8 +1,10 @@
 // Replaces dlopen(), dlsym(), dlclose() and dlerror() for the code under test.
 //
-// Link test_support_loader: it wraps the four functions (ld --wrap) for everything that is linked
-// statically into the program. Code that is compiled with -Ddlopen=__wrap_dlopen and so on is
-// redirected, too; that works where --wrap would also catch the calls of a sanitizer.
+// There are two ways to redirect the calls:
+//   - Link test_support_wrapped_loader, which uses ld's option --wrap. It redirects the calls of
+//     everything that is linked statically into the program.
+//   - Compile the code under test with -Ddlopen=__wrap_dlopen and so on, and link
+//     test_support_loader. This redirects the calls of that code only.
 #pragma once
 
 namespace support {
