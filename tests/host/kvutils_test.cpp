@@ -43,7 +43,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, StringLines,
                                          LinesCase{"a\rb\n\rc", {"a\rb"}, "\rc"},          //
                                          LinesCase{"\r", {}, "\r"}));
 
-TEST(StringLines, LeavesTheRestAloneWhenThereIsNone) {
+TEST(StringLines, KeepsRestIfTextEndsWithLineEnd) {
   std::string rest = "before";
   KVUtils::StringLines("one\n", &rest);
   EXPECT_EQ(rest, "before");
@@ -56,7 +56,7 @@ struct ListCase {
 
 class DecodeStringList : public testing::TestWithParam<ListCase> {};
 
-TEST_P(DecodeStringList, YieldsTheElementsInOrder) {
+TEST_P(DecodeStringList, DecodesElementsInOrder) {
   std::list<std::string> elements;
   EXPECT_TRUE(KVUtils::DecodeStringList(GetParam().text, &elements, ','));
   EXPECT_EQ(elements, GetParam().elements);
@@ -77,7 +77,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, DecodeStringList,
                                          ListCase{std::string("a\0b,c", 5),    //
                                                   {std::string("a\0b", 3), "c"}}));
 
-TEST(DecodeStringList, RefusesABackslashThatEndsTheTextAndLeavesTheListAlone) {
+TEST(DecodeStringList, RefusesTrailingBackslash) {
   for (const char* text : {"\\", "a,b\\", "a\\\\\\"}) {
     std::list<std::string> elements = {"before"};
     EXPECT_FALSE(KVUtils::DecodeStringList(text, &elements, ',')) << text;
@@ -85,13 +85,13 @@ TEST(DecodeStringList, RefusesABackslashThatEndsTheTextAndLeavesTheListAlone) {
   }
 }
 
-TEST(DecodeStringList, AppendsToTheList) {
+TEST(DecodeStringList, AppendsToList) {
   std::list<std::string> elements = {"before"};
   EXPECT_TRUE(KVUtils::DecodeStringList("a|b", &elements, '|'));
   EXPECT_THAT(elements, ElementsAre("before", "a", "b"));
 }
 
-TEST(DecodeStringList, AListSurvivesBeingAnElementOfAnotherList) {
+TEST(DecodeStringList, DecodesNestedLists) {
   std::list<std::string> fields;
   ASSERT_TRUE(KVUtils::DecodeStringList("x|o=Smith\\, Jones,cn=a\\|b|0", &fields, '|'));
   ASSERT_THAT(fields, ElementsAre("x", "o=Smith\\, Jones,cn=a|b", "0"));
@@ -100,7 +100,7 @@ TEST(DecodeStringList, AListSurvivesBeingAnElementOfAnotherList) {
   EXPECT_THAT(elements, ElementsAre("o=Smith, Jones", "cn=a|b"));
 }
 
-TEST(Strip, RemovesTheCharactersFromBothEnds) {
+TEST(Strip, RemovesCharactersFromBothEnds) {
   const std::string blanks = " \f\n\r\t\v";
   EXPECT_EQ(KVUtils::Strip("Example Ltd       ", blanks), "Example Ltd");
   EXPECT_EQ(KVUtils::Strip("\v\t\r\n\f a b\f", blanks), "a b");
@@ -109,47 +109,47 @@ TEST(Strip, RemovesTheCharactersFromBothEnds) {
   EXPECT_EQ(KVUtils::Strip(" a ", ""), " a ");
 }
 
-TEST(Strip, OfBlanksAloneIsEmpty) {
+TEST(Strip, BlanksBecomeEmpty) {
   EXPECT_EQ(KVUtils::Strip(std::string(32, ' '), " \f\n\r\t\v"), "");
 }
 
-TEST(Transcode, ConvertsFromTheFirstEncodingToTheSecond) {
+TEST(Transcode, ConvertsFromFirstEncodingToSecond) {
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "ISO-8859-1", "M\xc3\xbcller"), "M\xfcller");
   EXPECT_EQ(KVUtils::Transcode("ISO-8859-1", "UTF-8", "M\xfcller"), "M\xc3\xbcller");
 }
 
-TEST(Transcode, BetweenEqualEncodingsChangesNothing) {
+TEST(Transcode, KeepsTextBetweenEqualEncodings) {
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "UTF-8", "M\xc3\xbcller"), "M\xc3\xbcller");
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "UTF-8", "M\xfcller"), "M\xfcller");
-  // Between which iconv would add a byte order mark.
+  // iconv() would add a byte order mark.
   EXPECT_EQ(KVUtils::Transcode("UTF-16", "utf-16", std::string("a\0b\0", 4)),
             std::string("a\0b\0", 4));
 }
 
-TEST(Transcode, LeavesTextThatCannotBeConvertedUnchanged) {
+TEST(Transcode, KeepsTextThatCannotBeConverted) {
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "US-ASCII", "M\xc3\xbcller"), "M\xc3\xbcller");
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "ISO-8859-1", "ok \xff\xfe"), "ok \xff\xfe");
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "ISO-8859-1", "cut \xc3"), "cut \xc3");
-  // Approximated ("M?ller", "Muller") is not converted, least of all in a file name.
+  // Approximations ("M?ller", "Muller") are not accepted; the text may be a file name.
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "US-ASCII//TRANSLIT", "M\xc3\xbcller"), "M\xc3\xbcller");
 }
 
-TEST(Transcode, LeavesTextBetweenUnknownEncodingsUnchanged) {
+TEST(Transcode, KeepsTextIfEncodingIsUnknown) {
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "no-such-encoding", "text"), "text");
 }
 
-TEST(Transcode, TheEmptyNameIsTheEncodingOfTheLocale) {
+TEST(Transcode, EmptyNameMeansEncodingOfLocale) {
   ASSERT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
   EXPECT_EQ(KVUtils::Transcode("ISO-8859-1", "", "M\xfcller"), "M\xc3\xbcller");
   ASSERT_NE(std::setlocale(LC_ALL, "C"), nullptr);
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "", "M\xc3\xbcller"), "M\xc3\xbcller");
 }
 
-TEST(Transcode, EndsAStatefulEncodingProperly) {
+TEST(Transcode, EndsStatefulEncoding) {
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "ISO-2022-JP", "\xe6\x97\xa5"), "\x1b$B\x46\x7c\x1b(B");
 }
 
-TEST(Transcode, TakesTextOfAnyLength) {
+TEST(Transcode, AcceptsTextOfAnyLength) {
   const std::string text(10000, 'x');
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "UTF-16LE", text).size(), 20000u);
   EXPECT_EQ(KVUtils::Transcode("UTF-8", "UTF-16LE", ""), "");

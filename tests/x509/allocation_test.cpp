@@ -1,5 +1,5 @@
-// The library when memory is short, and how much of it it asks for. In a program of its own, since
-// it replaces the global operator new.
+// Failing allocations, and the number and size of allocations. A separate program, because it
+// replaces the global operator new.
 #include <gtest/gtest.h>
 
 #include "host/certificate.h"
@@ -17,7 +17,7 @@ int Parse(const std::string& der, certificate* cert) {
                     static_cast<int>(der.size()), cert);
 }
 
-std::string OfManyExtensions() {
+std::string CertificateWithManyExtensions() {
   Certificate certificate;
   for (int i = 0; i < 100; ++i)
     certificate.Add(der::Extension("1.2." + std::to_string(i), "x"));
@@ -26,7 +26,7 @@ std::string OfManyExtensions() {
 
 const int kOutOfMemory = static_cast<int>(cardcert::x509::Reason::kOutOfMemory);
 
-TEST(Allocations, ThatFailMakeAllocAnswerNull) {
+TEST(Allocation, AllocReturnsNullOnFailure) {
   certificate* cert = nullptr;
   {
     const Watch watch(0);
@@ -35,9 +35,9 @@ TEST(Allocations, ThatFailMakeAllocAnswerNull) {
   EXPECT_EQ(cert, nullptr);
 }
 
-TEST(Allocations, ThatFailMakeParseSaySoAndLeaveTheRecordAsItWas) {
+TEST(Allocation, ParseReportsFailureAndKeepsOldCertificate) {
   const std::string old_der = Certificate().Subject({{"CN", "old"}}).Der();
-  const std::string new_der = OfManyExtensions();
+  const std::string new_der = CertificateWithManyExtensions();
   certificate* const cert = cert_alloc();
   ASSERT_EQ(Parse(old_der, cert), 0);
   int num_allocations = 0;
@@ -64,7 +64,7 @@ TEST(Allocations, ThatFailMakeParseSaySoAndLeaveTheRecordAsItWas) {
   cert_free(cert);
 }
 
-// Every answer that is made of another part of the record.
+// Expects the answers about the old certificate from every part of the record.
 void ExpectOld(const certificate* cert, const char* what) {
   char subject[100] = "?";
   EXPECT_EQ(cert_subject(cert, subject, sizeof subject), 0) << what;
@@ -89,12 +89,12 @@ void ExpectOld(const certificate* cert, const char* what) {
   EXPECT_EQ(std::string(modulus, modulus + modulus_len), "\x81old") << what;
 }
 
-TEST(Allocations, ThatFailOnTheWayToARefusalChangeNothingButTheReason) {
+TEST(Allocation, FailureWhileRefusingKeepsOldCertificate) {
   certificate* const cert = cert_alloc();
   Certificate old;
   old.Serial("old").Issuer({{"CN", "old CA"}}).Subject({{"CN", "old"}}).Rsa("\x81old");
   ASSERT_EQ(Parse(old.KeyUsage(4).Ca(true).Der(), cert), 0);
-  // The copy of the certificate, and the list of its extensions when it is long.
+  // The copy of the certificate, and the list of its extensions if that is long.
   for (const int failing : {0, 1}) {
     int num_failed = 0;
     for (const RefusalCase& refusal : RefusedCertificates()) {
@@ -110,12 +110,12 @@ TEST(Allocations, ThatFailOnTheWayToARefusalChangeNothingButTheReason) {
       num_failed += failed ? 1 : 0;
       ExpectOld(cert, refusal.name);
     }
-    EXPECT_GT(num_failed, 0) << "nothing allocates so often: " << failing;
+    EXPECT_GT(num_failed, 0) << "no certificate needs this many allocations: " << failing;
   }
   cert_free(cert);
 }
 
-TEST(Allocations, AreOneCopyOfTheCertificate) {
+TEST(Allocation, ParseAllocatesOneCopyWithoutPadding) {
   Certificate description;
   description.KeyUsage(4).Ca(true);
   const std::string der = description.Der();
@@ -131,7 +131,7 @@ TEST(Allocations, AreOneCopyOfTheCertificate) {
   cert_free(cert);
 }
 
-TEST(Allocations, AreNoneForAClaimedLength) {
+TEST(Allocation, ParseAllocatesNothingForClaimedLength) {
   certificate* const cert = cert_alloc();
   for (const char* claim :
        {"\x30\x84\x7f\xff\xff\xff\x30", "\x30\x84\xff\xff\xff\xff", "\x30\x82\xff\xff\x30"}) {
@@ -139,7 +139,7 @@ TEST(Allocations, AreNoneForAClaimedLength) {
     EXPECT_NE(Parse(claim, cert), 0);
     EXPECT_EQ(memory.num_allocations, 0);
   }
-  // A length that lies further inside is met after the copy of what is there.
+  // A wrong length further inside is found after the input has been copied.
   Certificate description;
   description.serial = std::string("\x02\x84\x7f\xff\xff\xff\x01", 7);
   const std::string der = description.Der();
@@ -151,7 +151,7 @@ TEST(Allocations, AreNoneForAClaimedLength) {
   cert_free(cert);
 }
 
-TEST(Allocations, AreNoneForQuestions) {
+TEST(Allocation, QueriesAllocateNothing) {
   certificate* const cert = cert_alloc();
   ASSERT_EQ(
       Parse(Certificate().Subject({{"CN", "a"}, {"1.2.3", "b"}}).KeyUsage(4).Ca(true).Der(), cert),

@@ -1,4 +1,4 @@
-// Compiled twice: as it is, and with every name of host/certificate.h renamed for libcrypto.
+// Compiled twice: unchanged, and with every name of host/certificate.h renamed for libcrypto.
 #include "ask_host.h"
 
 #include <memory>
@@ -9,7 +9,7 @@ HostAnswers ASK_HOST(const std::string& der, const std::vector<std::string>& wor
   HostAnswers answers;
   const std::unique_ptr<certificate, void (*)(certificate*)> owner(cert_alloc(), cert_free);
   certificate* const cert = owner.get();
-  // A heap copy of the exact size shows reads beyond the end.
+  // A heap copy of the exact size lets AddressSanitizer detect reads beyond the end.
   const std::unique_ptr<unsigned char[]> octets(new unsigned char[der.size()]);
   der.copy(reinterpret_cast<char*>(octets.get()), der.size());
   answers.parse_code = cert_parse(octets.get(), static_cast<int>(der.size()), cert);

@@ -1,4 +1,4 @@
-// Every answer about one certificate, from either of two bindings of host/certificate.h.
+// Every answer about one certificate, from either of two implementations of host/certificate.h.
 #pragma once
 
 #include <string>
@@ -14,15 +14,15 @@ struct HostAnswers {
   };
 
   int parse_code = 0;
-  // The following stay as they are when the certificate is refused.
+  // Not set if the certificate is refused.
   Text subject;
-  std::vector<Text> subject_attrs;  // one a word
+  std::vector<Text> subject_attrs;  // one per word
   std::vector<Text> issuer_attrs;
   int is_ca = 0;
   Text serial;
   Text key_usage;  // decimal
   Text exponent;
-  Text modulus;  // of the same code
+  Text modulus;  // has the same code as the exponent
 
   bool operator==(const HostAnswers& other) const {
     const auto all = [](const HostAnswers& answers) {
@@ -34,6 +34,7 @@ struct HostAnswers {
   }
 };
 
-// Asks the library of this project, and the binding of libcrypto in examples/openssl_host.
+// AskOurs() queries the library of this project, AskOpenssl() the binding of libcrypto in
+// examples/openssl_host.
 HostAnswers AskOurs(const std::string& der, const std::vector<std::string>& words);
 HostAnswers AskOpenssl(const std::string& der, const std::vector<std::string>& words);

@@ -1,4 +1,4 @@
-// What each question writes into a buffer of every interesting size, and that it writes no further.
+// What each query writes into buffers of various sizes, and that it never writes beyond them.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -10,15 +10,15 @@ namespace {
 
 using der::Certificate;
 
-const std::size_t kCallersSize = 16834;
+const std::size_t kBufferSize = 16834;
 
-// A buffer in which every octet behind the size that the callee is told is watched.
+// A buffer that fails the test if an octet beyond the size is written.
 class WatchedBuffer {
  public:
   explicit WatchedBuffer(std::size_t size) : size_(size), octets_(size + 64, kUntouched) {}
   ~WatchedBuffer() {
     for (std::size_t i = size_; i < octets_.size(); ++i)
-      EXPECT_EQ(octets_[i], kUntouched) << "written " << i - size_ << " beyond " << size_;
+      EXPECT_EQ(octets_[i], kUntouched) << "written " << i - size_ << " octets beyond " << size_;
   }
   WatchedBuffer(const WatchedBuffer&) = delete;
   WatchedBuffer& operator=(const WatchedBuffer&) = delete;
@@ -36,21 +36,20 @@ class WatchedBuffer {
   std::vector<unsigned char> octets_;
 };
 
-using TextQuestion = int (*)(const certificate*, char*, unsigned long);
+using TextQuery = int (*)(const certificate*, char*, unsigned long);
 
-const TextQuestion kTextQuestions[] = {
-    cert_subject,
-    [](const certificate* cert, char* buffer, unsigned long size) {
-      return cert_subject_attr(cert, "CN", buffer, size);
-    },
-    [](const certificate* cert, char* buffer, unsigned long size) {
-      return cert_issuer_attr(cert, "CN", buffer, size);
-    }};
+const TextQuery kTextQuerys[] = {cert_subject,
+                                 [](const certificate* cert, char* buffer, unsigned long size) {
+                                   return cert_subject_attr(cert, "CN", buffer, size);
+                                 },
+                                 [](const certificate* cert, char* buffer, unsigned long size) {
+                                   return cert_issuer_attr(cert, "CN", buffer, size);
+                                 }};
 
-void ExpectTextAtEverySize(TextQuestion ask, const certificate* cert, const std::string& answer) {
+void ExpectTextAtEverySize(TextQuery ask, const certificate* cert, const std::string& answer) {
   for (const std::size_t size :
        {std::size_t{0}, std::size_t{1}, std::size_t{2}, answer.size() - 1, answer.size(),
-        answer.size() + 1, answer.size() + 2, kCallersSize}) {
+        answer.size() + 1, answer.size() + 2, kBufferSize}) {
     WatchedBuffer buffer(size);
     const int code = ask(cert, buffer.text(), size);
     if (size > answer.size()) {
@@ -66,27 +65,27 @@ void ExpectTextAtEverySize(TextQuestion ask, const certificate* cert, const std:
   }
 }
 
-TEST(Buffers, OfTextsHoldTheWholeAnswerOrAnEmptyText) {
+TEST(Buffers, TextIsCompleteOrEmpty) {
   for (const std::string& value :
        {std::string("Alice"), std::string("\xc3\xa9\xe2\x82\xac\xf0\x9f\x99\x82"),
         std::string(1023, 'x'), std::string(16830, 'x')}) {
     const Parsed cert(Certificate().Subject({{"CN", value}}).Issuer({{"CN", value}}).Der());
     ASSERT_EQ(cert.code(), 0);
-    ExpectTextAtEverySize(kTextQuestions[0], cert.get(), "CN=" + value);
-    ExpectTextAtEverySize(kTextQuestions[1], cert.get(), value);
-    ExpectTextAtEverySize(kTextQuestions[2], cert.get(), value);
+    ExpectTextAtEverySize(kTextQuerys[0], cert.get(), "CN=" + value);
+    ExpectTextAtEverySize(kTextQuerys[1], cert.get(), value);
+    ExpectTextAtEverySize(kTextQuerys[2], cert.get(), value);
   }
 }
 
-TEST(Buffers, OfTheCallersSizeHoldASubjectOf16833OctetsAndNoMore) {
-  const std::string longest(kCallersSize - 1 - 3, 'x');
+TEST(Buffers, LongestSubjectHas16833Octets) {
+  const std::string longest(kBufferSize - 1 - 3, 'x');
   EXPECT_EQ(Parsed(Certificate().Subject({{"CN", longest}}).Der()).Subject().text, "CN=" + longest);
   const Parsed longer(Certificate().Subject({{"CN", longest + "x"}}).Der());
   EXPECT_EQ(longer.Subject().code, CodeOf(Reason::kBufferTooSmall));
   EXPECT_EQ(longer.Subject().text, "");
 }
 
-TEST(Buffers, OfSeveralAttributesAreFilledAtEverySize) {
+TEST(Buffers, SubjectOfSeveralAttributesIsCompleteOrEmpty) {
   const Parsed cert(Certificate().Subject({{"C", "XX"}, {"O", "a,b"}, {"CN", " c"}}).Der());
   ExpectTextAtEverySize(cert_subject, cert.get(), "CN=\\ c,O=a\\,b,C=XX");
   for (std::size_t size = 0; size < 30; ++size) {
@@ -95,18 +94,18 @@ TEST(Buffers, OfSeveralAttributesAreFilledAtEverySize) {
   }
 }
 
-TEST(Buffers, OfOneOctetHoldAnEmptyAnswer) {
+TEST(Buffers, EmptyTextFitsOneOctet) {
   const Parsed cert(Certificate().Subject({{"CN", ""}}).Der());
   EXPECT_EQ(cert.SubjectAttr("CN", 1).code, 0);
   EXPECT_EQ(cert.SubjectAttr("CN", 0).code, CodeOf(Reason::kBufferTooSmall));
 }
 
-TEST(Buffers, OfSerialsHoldTheWholeAnswerOrNothing) {
-  for (const std::size_t serial_size : {std::size_t{1}, std::size_t{20}, kCallersSize}) {
+TEST(Buffers, SerialIsCompleteOrBufferUntouched) {
+  for (const std::size_t serial_size : {std::size_t{1}, std::size_t{20}, kBufferSize}) {
     const std::string serial(serial_size, 's');
     const Parsed cert(Certificate().Serial(serial).Der());
     for (const std::size_t size :
-         {std::size_t{0}, std::size_t{1}, serial_size - 1, serial_size, kCallersSize}) {
+         {std::size_t{0}, std::size_t{1}, serial_size - 1, serial_size, kBufferSize}) {
       WatchedBuffer buffer(size);
       unsigned long length = size;
       const int code = cert_serial(cert.get(), buffer.octets(), &length);
@@ -122,8 +121,8 @@ TEST(Buffers, OfSerialsHoldTheWholeAnswerOrNothing) {
   }
 }
 
-TEST(Buffers, OfTheCallersSizeHoldNoSerialOfOneOctetMore) {
-  const Parsed cert(Certificate().Serial(std::string(kCallersSize + 1, 's')).Der());
+TEST(Buffers, RefusesSerialLongerThanBuffer) {
+  const Parsed cert(Certificate().Serial(std::string(kBufferSize + 1, 's')).Der());
   EXPECT_EQ(cert.code(), 0);
   EXPECT_EQ(cert.Serial().code, CodeOf(Reason::kBufferTooSmall));
 }
@@ -133,7 +132,7 @@ struct KeySizes {
   std::size_t modulus;
 };
 
-TEST(Buffers, OfKeysHoldBothNumbersOrNothing) {
+TEST(Buffers, KeyIsCompleteOrBuffersUntouched) {
   for (const KeySizes key : {KeySizes{1, 1}, KeySizes{3, 256}, KeySizes{17, 8193}}) {
     const std::string exponent(key.exponent, '\x83');
     const std::string modulus(key.modulus, '\xc1');
@@ -165,7 +164,7 @@ TEST(Buffers, OfKeysHoldBothNumbersOrNothing) {
   }
 }
 
-TEST(Buffers, OfTheCallersSizesHoldNoLongerKeys) {
+TEST(Buffers, RefusesKeyLongerThanBuffer) {
   const int code = CodeOf(Reason::kBufferTooSmall);
   EXPECT_EQ(Parsed(Certificate().Rsa(std::string(8194, '\xc1')).Der()).Modulus().code, code);
   EXPECT_EQ(Parsed(Certificate().Rsa("\xc1", std::string(18, '\x83')).Der()).Modulus().code, code);

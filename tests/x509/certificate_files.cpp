@@ -7,7 +7,7 @@
 
 namespace {
 
-// The first block of a PEM file (RFC 7468).
+// Decodes the first block of a PEM file (RFC 7468).
 std::string FromPem(const std::string& pem) {
   const std::string kBegin = "-----BEGIN CERTIFICATE-----";
   const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";

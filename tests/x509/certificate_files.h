@@ -1,4 +1,4 @@
-// Certificates from files, as DER.
+// Certificates from files, in DER.
 #pragma once
 
 #include <string>
@@ -9,9 +9,9 @@ struct CertificateFile {
   std::string der;
 };
 
-// Of the Debian package ca-certificates.
+// The certificates of the Debian package ca-certificates.
 const char kDebianRootsFolder[] = "/usr/share/ca-certificates";
 std::vector<CertificateFile> DebianRoots();
 
-// Every file of a folder and those in it, as it is, in the order of their names.
+// Returns the contents of every file in a folder and its subfolders, sorted by path.
 std::vector<CertificateFile> CertificatesIn(const std::string& folder);

@@ -17,35 +17,35 @@ namespace x509 = cardcert::x509;
 using x509::Bytes;
 using x509::Reason;
 
-// Where we are stricter: libcrypto reads BER in these places, or does not look at what they are
-// about. The sentence of each reason has the clause.
-const Reason kStricterAtParsing[] = {
-    // BER.
+// Reasons for which only we refuse: libcrypto accepts BER in these places or does not check them.
+// The text of each reason names the clause.
+const Reason kStricterInParsing[] = {
+    // libcrypto accepts BER.
     Reason::kHighTagNumber, Reason::kIndefiniteLength, Reason::kLengthTooLong,
     Reason::kLengthNotMinimal, Reason::kConstructed, Reason::kNotConstructed,
     Reason::kBitStringUnusedInEmpty, Reason::kBitStringPadding, Reason::kVersionDefault,
     Reason::kRdnOrder,
-    // Not looked at.
+    // libcrypto does not check this.
     Reason::kTrailingOctets, Reason::kOpaqueType, Reason::kTimeForm, Reason::kTimeRange,
     Reason::kVersionUnknown, Reason::kUniqueIdInV1, Reason::kExtensionsVersion,
     Reason::kExtensionsEmpty, Reason::kExtensionDuplicate, Reason::kKeyUnusedBits,
     Reason::kSignatureUnusedBits, Reason::kAlgorithmsDiffer, Reason::kRdnEmpty,
-    // Text that it takes as it comes, and types of values that it does not know.
+    // libcrypto does not check the characters, and accepts value types that it does not know.
     Reason::kAttributeValueType, Reason::kStringNul, Reason::kNumericStringSet,
     Reason::kIa5StringSet};
 
-const Reason kStricterAtAsking[] = {
-    // BER again, in the values of extensions and keys.
+const Reason kStricterInQueries[] = {
+    // libcrypto accepts BER in the values of extensions and keys.
     Reason::kHighTagNumber, Reason::kIndefiniteLength, Reason::kLengthTooLong,
     Reason::kLengthNotMinimal, Reason::kConstructed, Reason::kBitStringUnusedInEmpty,
     Reason::kBitStringPadding, Reason::kIntegerEmpty, Reason::kIntegerNotMinimal,
-    // Octets left over.
+    // libcrypto ignores trailing octets.
     Reason::kBasicConstraintsTrailing, Reason::kKeyUsageTrailing, Reason::kRsaKeyTrailing,
-    // Not looked at.
+    // libcrypto does not check this.
     Reason::kPathLengthNegative, Reason::kRsaParameters, Reason::kRsaNotPositive,
-    // Keys that it takes for RSA keys: those of X.509's own identifier 2.5.8.1.1.
+    // libcrypto also accepts RSA keys with the identifier 2.5.8.1.1 of X.509.
     Reason::kNotRsa,
-    // It writes arcs of any size.
+    // libcrypto writes arcs of any size.
     Reason::kOidArcTooLarge};
 
 template <std::size_t size>
@@ -55,9 +55,9 @@ bool Lists(const Reason (&reasons)[size], int code) {
 }
 
 struct Names {
-  std::vector<std::string> dotted_types;  // of both, each once
-  bool same_text_expected = true;         // of the subject
-  // Where the tags of their VisibleStrings are, which libcrypto does not take.
+  std::vector<std::string> dotted_types;  // of both names, without duplicates
+  bool same_text_expected = true;         // whether the subject texts are expected to be equal
+  // Offsets of the tags of VisibleStrings, which libcrypto does not accept.
   std::vector<std::size_t> visible_string_tags;
 };
 
@@ -66,29 +66,30 @@ bool IsNumberSign(const x509::Element& value) {
   return !WriteValue(value, text, sizeof text) && text[0] == '#';
 }
 
-// Where libcrypto does not write an attribute as RFC 4514 asks for, or in other words than we do.
+// Returns false if libcrypto does not write the attribute as RFC 4514 requires, or names it
+// differently.
 bool SameTextExpected(const x509::Attribute& attribute, const std::string& dotted) {
-  // The escape of a value that is "#" alone (section 2.4) is missing.
+  // libcrypto does not escape a value that is "#" alone (section 2.4).
   if (IsNumberSign(attribute.value))
     return false;
   const char* const ours = x509::AttributeShortWord(attribute.type_oid);
   const int nid = OBJ_txt2nid(dotted.c_str());
-  // A dotted type is cut after 79 characters.
+  // libcrypto truncates a dotted type after 79 characters.
   if (ours == nullptr && nid == NID_undef)
     return dotted.size() < 80;
   return ours != nullptr && nid != NID_undef && OBJ_nid2sn(nid) == std::string(ours);
 }
 
-// The names of one certificate, of which `der` is the beginning.
+// Adds the attributes of a name to `*out`. `der` points to the start of the certificate.
 void Collect(const unsigned char* der, Bytes rdn_sequence, bool is_subject, Names* out) {
-  // Each word asks both readers to walk the names, so their number is bounded.
+  // Both implementations walk the names once per word, so the number of words is limited.
   const std::size_t kMaxNumTypes = 64;
   x509::NameReader attributes(rdn_sequence);
   x509::Attribute attribute;
   while (!attributes.AtEnd() && !attributes.Next(&attribute)) {
     if (attribute.value.tag == x509::kVisibleString) {
       out->visible_string_tags.push_back(static_cast<std::size_t>(attribute.value.tlv.data - der));
-      // A dotted type has the tag in the text.
+      // After a dotted type, the text contains the tag.
       if (is_subject && x509::AttributeShortWord(attribute.type_oid) == nullptr)
         out->same_text_expected = false;
     }
@@ -119,8 +120,9 @@ Names NamesOf(const std::string& der) {
   return names;
 }
 
-// libcrypto has no VisibleString in names; X.520 leaves the type of a value to its attribute. The
-// same text as an IA5String, of which its characters are a part, has the same length.
+// Returns a copy with IA5Strings instead of VisibleStrings, which libcrypto does not accept in
+// names (X.520 allows them in some attributes). IA5String includes the characters of VisibleString,
+// so the contents stay the same.
 std::string WithoutVisibleStrings(const std::string& der, const Names& names) {
   std::string copy = der;
   for (const std::size_t at : names.visible_string_tags)
@@ -132,24 +134,24 @@ class Comparer {
  public:
   explicit Comparer(Comparison* result) : result_(result) {}
 
-  void Compare(const std::string& question, const HostAnswers::Text& ours,
+  void Compare(const std::string& query, const HostAnswers::Text& ours,
                const HostAnswers::Text& theirs) {
-    // "There is none" is an answer.
+    // Code -2, "not present", is an answer.
     const bool ours_answers = ours.code == 0 || ours.code == -2;
     const bool theirs_answers = theirs.code == 0 || theirs.code == -2;
     if (!ours_answers && theirs_answers) {
-      Stricter(question, ours.code);
+      Stricter(query, ours.code);
     } else if (ours_answers && (ours.code != theirs.code || ours.text != theirs.text)) {
-      Violation(question + ": ours " + std::to_string(ours.code) + " " + support::Hex(ours.text) +
+      Violation(query + ": ours " + std::to_string(ours.code) + " " + support::Hex(ours.text) +
                 ", libcrypto " + std::to_string(theirs.code) + " " + support::Hex(theirs.text));
     }
   }
 
-  void Stricter(const std::string& question, int code) {
-    if (question == "parse" ? Lists(kStricterAtParsing, code) : Lists(kStricterAtAsking, code))
+  void Stricter(const std::string& query, int code) {
+    if (query == "parse" ? Lists(kStricterInParsing, code) : Lists(kStricterInQueries, code))
       result_->stricter.push_back(code);
     else
-      Violation(question + ": refused by ours alone: " + cert_error_text(code));
+      Violation(query + ": only we refuse: " + cert_error_text(code));
   }
 
   void Violation(const std::string& what) { result_->violation += what + "\n"; }
@@ -180,7 +182,7 @@ Comparison CompareWithOpenssl(const std::string& der) {
   if (theirs.parse_code != 0 && !names.visible_string_tags.empty())
     theirs = AskOpenssl(WithoutVisibleStrings(der, names), words);
   if (theirs.parse_code != 0) {
-    comparer.Violation("parse: refused by libcrypto alone");
+    comparer.Violation("parse: only libcrypto refuses");
     return result;
   }
 

@@ -1,19 +1,20 @@
-// The rule that the library is held to, with libcrypto as the oracle:
+// The differential rule, with libcrypto as the oracle:
 //
-// 1. What we accept, libcrypto accepts, and every answer is equal. Of a VisibleString in a name,
-//    which it does not take, the same as an IA5String.
-// 2. What libcrypto accepts or answers and we do not has a reason that is on a list.
+// 1. A certificate that we accept, libcrypto accepts too, and every answer is equal. libcrypto does
+// not
+//    accept a VisibleString in a name; it is asked about a copy with IA5Strings instead.
+// 2. If libcrypto accepts or answers and we do not, our reason is on a list of known differences.
 #pragma once
 
 #include <string>
 #include <vector>
 
 struct Comparison {
-  std::string violation;  // empty when the rule holds
-  int parse_code = 0;     // ours
+  std::string violation;  // empty if the rule holds
+  int parse_code = 0;     // of our cert_parse()
   bool openssl_accepts = false;
-  bool whole_text_compared = true;  // false where libcrypto is known to write the subject otherwise
-  std::vector<int> stricter;        // the codes of rule 2, ours, each on the list
+  bool whole_text_compared = true;  // false if libcrypto is known to write this subject differently
+  std::vector<int> stricter;        // our codes for rule 2
 };
 
 Comparison CompareWithOpenssl(const std::string& der);

@@ -1,5 +1,5 @@
-// Counts what is allocated with operator new, and lets one allocation fail. Links a replacement of
-// the global operator new, so the tests that use it are a program of their own.
+// Counts allocations with operator new, and makes one of them fail. Replaces the global operator
+// new, so the tests that use it are a separate program.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,11 @@ struct Memory {
   bool counting = false;
   int num_allocations = 0;
   std::size_t num_octets = 0;
-  int failing_allocation = -1;  // by its number; -1: none
+  int failing_allocation = -1;  // the index of the allocation that fails, or -1
 };
 extern Memory memory;
 
-// Counts, and fails, while it lives.
+// Enables counting and failing until destroyed.
 class Watch {
  public:
   explicit Watch(int failing_allocation = -1) {

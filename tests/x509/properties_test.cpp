@@ -1,4 +1,4 @@
-// What holds of every certificate, tried on those in use.
+// Properties of every certificate, tested with Debian's root certificates.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,18 +24,18 @@ int Parse(const unsigned char* octets, std::size_t size, certificate* cert) {
   return cert_parse(octets, static_cast<int>(size), cert);
 }
 
-class DebiansRoots : public testing::Test {
+class RootCertificates : public testing::Test {
  protected:
   void SetUp() override { ASSERT_FALSE(roots_.empty()) << "install the package ca-certificates"; }
 
   const std::vector<CertificateFile> roots_ = DebianRoots();
 };
 
-TEST_F(DebiansRoots, AreRefusedWhenCutShortAnywhere) {
+TEST_F(RootCertificates, AreRefusedIfTruncated) {
   const std::unique_ptr<certificate, void (*)(certificate*)> cert(cert_alloc(), cert_free);
   for (const CertificateFile& root : roots_) {
     for (std::size_t size = 0; size < root.der.size(); ++size) {
-      // A heap copy of the exact size shows reads beyond the end.
+      // A heap copy of the exact size lets AddressSanitizer detect reads beyond the end.
       const std::unique_ptr<unsigned char[]> octets(new unsigned char[size]);
       root.der.copy(reinterpret_cast<char*>(octets.get()), size);
       ASSERT_NE(Parse(octets.get(), size, cert.get()), 0) << root.path << " cut to " << size;
@@ -43,21 +43,21 @@ TEST_F(DebiansRoots, AreRefusedWhenCutShortAnywhere) {
   }
 }
 
-TEST_F(DebiansRoots, AreRefusedWithAnythingButPaddingBehindThem) {
+TEST_F(RootCertificates, AreRefusedWithTrailingOctetsOtherThanPadding) {
   for (const CertificateFile& root : roots_) {
     for (int octet = 0; octet < 256; ++octet) {
       const bool padding = octet == 0x00 || octet == 0xff;
       const std::string one = root.der + static_cast<char>(octet);
       EXPECT_EQ(Parsed(one).code(), padding ? 0 : CodeOf(Reason::kTrailingOctets)) << octet;
-      const std::string behind_zeros = root.der + std::string(20, '\0') + static_cast<char>(octet);
-      EXPECT_EQ(Parsed(behind_zeros).code(), octet == 0x00 ? 0 : CodeOf(Reason::kTrailingOctets));
-      const std::string behind_ff = root.der + std::string(20, '\xff') + static_cast<char>(octet);
-      EXPECT_EQ(Parsed(behind_ff).code(), octet == 0xff ? 0 : CodeOf(Reason::kTrailingOctets));
+      const std::string after_zeros = root.der + std::string(20, '\0') + static_cast<char>(octet);
+      EXPECT_EQ(Parsed(after_zeros).code(), octet == 0x00 ? 0 : CodeOf(Reason::kTrailingOctets));
+      const std::string after_ff = root.der + std::string(20, '\xff') + static_cast<char>(octet);
+      EXPECT_EQ(Parsed(after_ff).code(), octet == 0xff ? 0 : CodeOf(Reason::kTrailingOctets));
     }
   }
 }
 
-// The answers that differ, by the field that each is made of.
+// The fields whose answers differ.
 struct Difference {
   bool serial, issuer, subject, public_key, extensions;
 
@@ -69,7 +69,7 @@ struct Difference {
         extensions(!(a.key_usage == b.key_usage && a.is_ca == b.is_ca)) {}
 };
 
-// The fields of a certificate as ranges of its octets.
+// The ranges of the fields in a certificate.
 class Layout {
  public:
   explicit Layout(const std::string& der) : begin_(der.data()) {
@@ -78,15 +78,15 @@ class Layout {
     EXPECT_FALSE(ReadElement(&cursor, &outer) || ReadCertificate(outer.value, &fields_));
   }
 
-  // Whether a change of the octet at `at` may make this difference.
+  // Returns true if changing the octet at `at` may cause this difference.
   bool Explains(const Difference& difference, std::size_t at) const {
     const x509::PublicKey& key = fields_.public_key;
-    const bool behind_key = at >= End(key.key);
+    const bool after_key = at >= End(key.key);
     return (!difference.serial || In(fields_.serial, at)) &&
            (!difference.issuer || In(fields_.issuer, at)) &&
            (!difference.subject || In(fields_.subject, at)) &&
-           (!difference.public_key || (at >= Begin(key.algorithm.tlv) && !behind_key)) &&
-           (!difference.extensions || behind_key);
+           (!difference.public_key || (at >= Begin(key.algorithm.tlv) && !after_key)) &&
+           (!difference.extensions || after_key);
   }
 
  private:
@@ -124,10 +124,10 @@ void ChangeEachOctet(const CertificateFile& root, bool in_every_way, ChangeCount
   }
 }
 
-// A changed octet is refused, or it changes no answer but those of the field that it stands in.
-// Each octet of each root is changed in two ways, and in every way with CARDCERT_EVERY_CHANGE,
-// which takes minutes.
-TEST_F(DebiansRoots, WithOneOctetChangedAreRefusedOrDifferInTheFieldOfThatOctetAlone) {
+// A certificate with a changed octet is refused, or only the answers about the field of that octet
+// change. Each octet of each root is changed in two ways, or in every way if CARDCERT_EVERY_CHANGE
+// is set, which takes minutes.
+TEST_F(RootCertificates, OneChangedOctetIsRefusedOrAffectsOneField) {
   const bool in_every_way = std::getenv("CARDCERT_EVERY_CHANGE") != nullptr;
   const std::size_t num_threads = std::max(1U, std::thread::hardware_concurrency());
   ChangeCounts counts;
@@ -141,11 +141,11 @@ TEST_F(DebiansRoots, WithOneOctetChangedAreRefusedOrDifferInTheFieldOfThatOctetA
   for (std::thread& thread : threads)
     thread.join();
   std::printf("counted: %d changes of one octet refused\n", counts.refused.load());
-  std::printf("counted: %d changes of one octet accepted, in one field each\n",
+  std::printf("counted: %d changes of one octet accepted, affecting one field each\n",
               counts.accepted.load());
 }
 
-TEST_F(DebiansRoots, AnswerTheSameEachTime) {
+TEST_F(RootCertificates, GiveTheSameAnswersEachTime) {
   const std::vector<std::string> words = {"commonName", "CN", "2.5.4.3"};
   for (const CertificateFile& root : roots_) {
     const HostAnswers first = AskOurs(root.der, words);
@@ -155,8 +155,8 @@ TEST_F(DebiansRoots, AnswerTheSameEachTime) {
   }
 }
 
-// Sets a locale in which the lower case of "I" is not "i", until it goes: tr_TR where that is
-// installed, or else one that is made for the purpose.
+// Until destroyed, sets a locale in which the lower case of "I" is not "i": tr_TR if it is
+// installed, otherwise one that the constructor compiles.
 class TurkishLocale {
  public:
   TurkishLocale() {
@@ -176,7 +176,7 @@ class TurkishLocale {
  private:
   void MakeAndSet() {
     const std::string made = std::string(folder_) + "/tr_TR";
-    // Its status is 1 after warnings, too.
+    // The exit status is also 1 after warnings.
     if (std::system(("localedef -i tr_TR -f UTF-8 " + made + " >/dev/null 2>&1").c_str()) == -1)
       return;
     setenv("LOCPATH", folder_, 1);
@@ -187,8 +187,8 @@ class TurkishLocale {
   char folder_[40] = "/tmp/cardcert-locale-XXXXXX";
 };
 
-// The words for attribute types are taken in upper and in lower case, which is the same everywhere.
-TEST(Locale, HasNoSayInAnyAnswer) {
+// Words for attribute types are case-insensitive, and the locale must not change what that means.
+TEST(Locale, DoesNotAffectAnswers) {
   const std::vector<std::string> words = {
       "INITIALS", "initials",   "TITLE",      "title", "GIVENNAME",   "givenName",
       "2.5.4.43", "COMMONNAME", "commonName", "CN",    "DESCRIPTION", "id-pda-gender"};
@@ -208,7 +208,7 @@ TEST(Locale, HasNoSayInAnyAnswer) {
 
   const TurkishLocale turkish;
   if (!turkish.works())
-    GTEST_SKIP() << "no Turkish locale, and no localedef or sources to make one";
+    GTEST_SKIP() << "there is no Turkish locale, and localedef cannot compile one";
   for (std::size_t i = 0; i < certificates.size(); ++i)
     EXPECT_TRUE(AskOurs(certificates[i].der, words) == answers[i]) << certificates[i].path;
 }

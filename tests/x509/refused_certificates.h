@@ -1,4 +1,4 @@
-// Certificates that are refused, each with its reason: one that is accepted, with a change.
+// Certificates that are refused: a valid certificate with one change, and the expected reason.
 #pragma once
 
 #include <functional>

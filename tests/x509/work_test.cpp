@@ -1,7 +1,7 @@
-// The work that a certificate takes grows with its length, whatever it holds. Counted, not timed:
-// the library is compiled so that each of its functions, inlined ones included, reports that it is
-// entered, and linked so that the octets which it has copied, moved and compared go through here.
-// Both come out the same on every machine and under every load.
+// The work to parse a certificate grows linearly with its length, whatever it contains. Work is
+// counted, not timed, so that the result does not depend on the machine and its load: the library
+// is compiled to report each call of a function, inlined ones included, and linked to the functions
+// below that count the octets copied, moved and compared.
 #include <gtest/gtest.h>
 
 #include "parsed.h"
@@ -85,34 +85,34 @@ Work WorkToAsk(const std::string& der) {
   EXPECT_EQ(cert.SubjectAttr("title").code, -2);
   EXPECT_EQ(cert.SubjectAttr("1.2.3").code, -2);
   EXPECT_EQ(cert.IsCa(), 0);
-  // A buffer for all of the text: in the callers' own the work ends where it does.
+  // The buffer holds the whole text: when a smaller one is full, the work ends.
   EXPECT_EQ(cert.Subject(std::size_t{1} << 20).code, 0);
   return {num_calls, num_octets};
 }
 
-// Ten times the input may take a little more than ten times the work (a sorted search for
-// duplicates does), and by no means a hundred times.
+// Ten times the input may take slightly more than ten times the work, because the search for
+// duplicates sorts; quadratic work would be a hundred times.
 void ExpectLinear(const Work& few, const Work& many) {
   constexpr unsigned long kAtMost = 15;
   EXPECT_LT(many.num_calls, kAtMost * few.num_calls);
   EXPECT_LT(many.num_octets, kAtMost * few.num_octets);
 }
 
-TEST(Careless, QuadraticWorkOnManyNames) {
+TEST(Work, GrowsLinearlyWithRdns) {
   const Work few = WorkToAsk(ManyRdns(10000));
   EXPECT_GT(few.num_calls, 10000u) << "the calls are not counted";
   EXPECT_GT(few.num_octets, 10000u * 20) << "the octets are not counted";
   ExpectLinear(few, WorkToAsk(ManyRdns(100000)));
 }
 
-TEST(Careless, QuadraticWorkOnManyAttributesOfOneName) {
+TEST(Work, GrowsLinearlyWithAttributesOfOneRdn) {
   const Work few = WorkToAsk(ManyAttributesInOneRdn(10000));
   EXPECT_GT(few.num_calls, 10000u) << "the calls are not counted";
   EXPECT_GT(few.num_octets, 10000u * 20) << "the octets are not counted";
   ExpectLinear(few, WorkToAsk(ManyAttributesInOneRdn(100000)));
 }
 
-TEST(Careless, QuadraticWorkOnManyExtensions) {
+TEST(Work, GrowsLinearlyWithExtensions) {
   const Work few = WorkToAsk(ManyExtensions(5000));
   EXPECT_GT(few.num_calls, 5000u) << "the calls are not counted";
   ExpectLinear(few, WorkToAsk(ManyExtensions(50000)));
