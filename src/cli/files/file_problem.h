@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstring>
 #include <string>
 
 namespace cardcert::cli {
@@ -10,7 +9,12 @@ struct FileProblem {
   std::string reason;  // follows "cannot write 'FILE': "
   std::string hint;    // what to do next; may be empty
 
-  static FileProblem OfError(int error) { return {std::strerror(error), ""}; }
+  // The text of an error number.
+  static FileProblem OfError(int error);
+
+  // The text of errno after a call with a HeldFile's descriptor. EBADF means that the provider
+  // closed it.
+  static FileProblem OfErrno();
 };
 
 }  // namespace cardcert::cli

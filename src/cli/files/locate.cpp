@@ -7,6 +7,7 @@
 
 #include <climits>
 
+#include "cli/files/shared_folder.h"
 #include "cli/terminal/console.h"
 
 namespace cardcert::cli {
@@ -18,19 +19,9 @@ constexpr int kMaxLinks = 40;  // as in the kernel
 // Linux 5.10, mount(2): links of this file system are not followed. Not in every libc's headers.
 constexpr long kNoSymbolicLinks = 0x2000;
 
-// In a user namespace every user without a number of its own appears under this one, so that equal
-// numbers do not mean equal users. /proc/sys/fs/overflowuid, which hardly anybody changes.
-constexpr uid_t kOverflowUser = 65534;
-
 HeldFile OpenPath(int folder, const std::string& path, int flags) {
   return HeldFile(
       RetryOnSignal([&] { return openat(folder, path.c_str(), O_PATH | O_CLOEXEC | flags); }));
-}
-
-// The rule of may_follow_link() in Linux's fs/namei.c.
-bool MayFollow(const struct stat& link, const struct stat& folder) {
-  return link.st_uid == geteuid() || !IsSharedFolder(folder) ||
-         (link.st_uid == folder.st_uid && link.st_uid != kOverflowUser);
 }
 
 std::optional<std::string> ReadLink(int link) {
@@ -70,7 +61,7 @@ class Walk {
       if ((file_system.f_flags & kNoSymbolicLinks) != 0)
         return Fail(ELOOP);
       if (policy_ == LinkPolicy::kProtected &&
-          !MayFollow(location_.file.info(), location_.folder.info())) {
+          !MayFollowLink(location_.file.info(), location_.folder.info())) {
         *problem_ = {"the symbolic link " + Quoted(location_.name) + " belongs to user " +
                          std::to_string(location_.file.info().st_uid) +
                          " and is in a folder that everybody can write to, so it is not followed",
@@ -123,11 +114,6 @@ class Walk {
 
 std::optional<Location> Locate(const std::string& path, LinkPolicy policy, FileProblem* problem) {
   return Walk(policy, problem).Follow(path);
-}
-
-bool IsSharedFolder(const struct stat& folder) {
-  constexpr mode_t kShared = S_ISVTX | S_IWOTH;
-  return (folder.st_mode & kShared) == kShared;
 }
 
 }  // namespace cardcert::cli

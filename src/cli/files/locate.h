@@ -13,11 +13,7 @@ namespace cardcert::cli {
 enum class LinkPolicy {
   // Those that any process may follow.
   kFollowAll,
-  // Those that Linux follows with fs.protected_symlinks set, whatever that setting is now: in a
-  // sticky folder to which everybody can write, such as /tmp, a link is followed only if it belongs
-  // to this process's user or to the owner of the folder. Otherwise anybody could place a link
-  // there
-  // and have a file of this user overwritten.
+  // Not those that another user may have placed to mislead this one; see shared_folder.h.
   kProtected,
 };
 
@@ -39,8 +35,5 @@ struct Location {
 // rules. The file does not need to exist; its folder does. Returns nothing on failure, and sets
 // `*problem`.
 std::optional<Location> Locate(const std::string& path, LinkPolicy policy, FileProblem* problem);
-
-// Returns true if the folder is sticky and everybody can write to it.
-bool IsSharedFolder(const struct stat& folder);
 
 }  // namespace cardcert::cli

@@ -2,8 +2,6 @@
 // output, a pipe or a device.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,8 +9,7 @@
 #include "cli/files/file_identity.h"
 #include "cli/files/held_file.h"
 #include "cli/files/locate.h"
-#include "cli/output/file_attributes.h"
-#include "cli/output/new_file.h"
+#include "cli/output/file_replacement.h"
 
 namespace cardcert::cli {
 
@@ -64,29 +61,22 @@ class OutputFile {
 
   OutputFile(std::string path, FileIdentity identity);
 
-  static std::optional<OutputFile> StandardOutput(const std::string& path);
-  static std::optional<OutputFile> PrepareLocation(const std::string& path, Location location,
-                                                   FileProblem* problem);
+  static std::optional<OutputFile> StandardOutput(const std::string& path, FileProblem* problem);
+  static std::optional<OutputFile> AtLocation(const std::string& path, Location location,
+                                              FileProblem* problem);
+  bool PrepareFile(Location location, FileProblem* problem);
   bool PrepareDescriptor(int descriptor, FileProblem* problem);
-  bool PreparePipeOrDevice(FileProblem* problem);
-  bool PrepareExisting(FileProblem* problem);
-  bool PrepareNew(FileProblem* problem);
+  bool PreparePipeOrDevice(Location location, FileProblem* problem);
 
   bool WriteDescriptor(std::string_view data, FileProblem* problem);
   bool WritePipeOrDevice(std::string_view data, FileProblem* problem);
-  bool WriteFile(std::string_view data, FileProblem* problem);
-  NewFile CreateNamed(FileProblem* problem) const;
-  bool NameNewFile(NewFile* file, FileProblem* problem) const;
-  bool SyncFolder(FileProblem* problem) const;
 
   std::string path_;  // as given
   FileIdentity identity_;
   Kind kind_ = Kind::kFile;
-  HeldFile descriptor_;                       // kDescriptor
-  Location location_;                         // kPipeOrDevice, kFile
-  std::optional<FileAttributes> attributes_;  // of a file that is to be replaced
-  NewFile unnamed_;   // holds nothing where the file system has no files without a name
-  mode_t umask_ = 0;  // for a file that is created by Write()
+  std::optional<FileReplacement> file_;  // kFile
+  HeldFile descriptor_;                  // kDescriptor
+  Location location_;                    // kPipeOrDevice
 };
 
 }  // namespace cardcert::cli

@@ -112,6 +112,7 @@ TEST_F(SharedFolderTest, FollowsLinksOfTheFoldersOwner) {
 TEST_F(SharedFolderTest, UnmappedOwnersAreNotTakenForTheSameUser) {
   ASSERT_EQ(chown(shared_.c_str(), 65534, 65534), 0);
   EXPECT_FALSE(WriteTo(Link("link", private_folder_ + "/new", 65534), "data"));
+  EXPECT_FALSE(WriteTo(FileOf(65534, "shared/file"), "data"));
 }
 
 TEST_F(SharedFolderTest, FollowsAnyLinkInFoldersThatAreNotShared) {
