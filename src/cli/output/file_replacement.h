@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "cli/files/file_problem.h"
 #include "cli/files/locate.h"
