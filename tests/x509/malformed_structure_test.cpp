@@ -37,7 +37,7 @@ TEST(Malformed, RefusesIndefiniteAndReservedLengths) {
 }
 
 TEST(Malformed, RefusesLengthsThatAreNotMinimal) {
-  for (const std::size_t size : {0U, 1U, 127U, 128U, 255U, 256U, 65535U, 65536U}) {
+  for (const std::size_t size : {0U, 1U, 126U, 127U, 128U, 255U, 256U, 65535U, 65536U}) {
     const std::string contents(size, 's');
     for (int num_octets = 1; num_octets <= 4; ++num_octets) {
       Certificate certificate;
