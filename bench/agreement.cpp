@@ -1,8 +1,9 @@
 #include "agreement.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <vector>
+
+#include "support/hex.h"
 
 namespace {
 
@@ -46,33 +47,23 @@ std::vector<Attribute> AttributesOf(const std::string& name) {
   return attributes;
 }
 
-std::string Hexadecimal(const std::string& octets) {
-  std::string digits;
-  for (const char octet : octets) {
-    char two[3] = {};
-    std::snprintf(two, sizeof two, "%02x", static_cast<unsigned>(octet) & 0xffU);
-    digits += two;
-  }
-  return digits;
-}
-
 bool EndsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-bool SameButForQuestionMarks(const std::string& ours, const std::string& theirs) {
+bool EqualExceptQuestionMarks(const std::string& ours, const std::string& theirs) {
   return std::equal(ours.begin(), ours.end(), theirs.begin(), theirs.end(), [](char a, char b) {
-    const bool beyond_ascii = (static_cast<unsigned>(a) & 0x80U) != 0;
-    return a == b || (b == '?' && beyond_ascii);
+    const bool not_ascii = (static_cast<unsigned>(a) & 0x80U) != 0;
+    return a == b || (b == '?' && not_ascii);
   });
 }
 
 bool SameAttribute(const Attribute& ours, const Attribute& theirs) {
   if (theirs.type[0] >= '0' && theirs.type[0] <= '9' && theirs.type != ours.type)
-    return EndsWith(theirs.value, Hexadecimal(ours.value));
+    return EndsWith(theirs.value, support::Hex(ours.value));
   const bool same_type = theirs.type == ours.type || theirs.type == "??" ||
                          (theirs.type == "EMAIL" && ours.type == "emailAddress");
-  return same_type && SameButForQuestionMarks(ours.value, theirs.value);
+  return same_type && EqualExceptQuestionMarks(ours.value, theirs.value);
 }
 
 bool SameName(const std::string& ours, const std::string& theirs) {
@@ -95,7 +86,7 @@ bool SameOctets(const unsigned char* ours, unsigned long ours_len, const unsigne
 
 std::string Difference(const Answers& ours, const Answers& theirs) {
   if (!SameName(ours.subject, theirs.subject))
-    return std::string("the subject: ") + theirs.subject;
+    return std::string("the subject text: ") + theirs.subject;
   if (!SameText(ours.subject_common_name, theirs.subject_common_name))
     return "the subject's common name";
   if (!SameText(ours.subject_organization, theirs.subject_organization))
@@ -105,7 +96,7 @@ std::string Difference(const Answers& ours, const Answers& theirs) {
   if (!SameText(ours.issuer_organization, theirs.issuer_organization))
     return "the issuer's organization";
   if (ours.is_ca != theirs.is_ca)
-    return "whether it is a CA";
+    return "the CA flag";
   if (!SameOctets(ours.serial, ours.serial_len, theirs.serial, theirs.serial_len))
     return "the serial number";
   if (ours.key_usage != theirs.key_usage)

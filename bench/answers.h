@@ -1,34 +1,33 @@
-// The work that is timed: read one certificate, give ten answers about it, release everything. Each
-// library does it in the way of a program that uses this library and wants it fast.
+// The work that is measured: parse one certificate, answer ten queries about it, release
+// everything. Each library is used as a program would use it for speed.
 #pragma once
 
 #include <cstddef>
 #include <cstring>
 #include <string>
 
-// Buffers of the caller, of the sizes that the component has for them. They are filled again for
-// each certificate; what lies behind the end of an answer is left from the one before.
+// The caller's buffers, with the sizes that the component uses. They are reused for each
+// certificate; octets beyond the end of an answer are unspecified.
 struct Answers {
-  char subject[16834];  // as RFC 4514 writes it, or in the library's own form
-  // UTF-8 without escapes; empty when there is no such attribute.
+  char subject[16834];  // in the form of RFC 4514 or of the library
+  // UTF-8 without escapes; empty if there is no such attribute.
   char subject_common_name[1024];
   char subject_organization[1024];
   char issuer_common_name[1024];
   char issuer_organization[1024];
   bool is_ca;
-  unsigned char serial[1024];  // the contents of the INTEGER, a leading zero octet included
+  unsigned char serial[1024];  // the contents of the INTEGER, including a leading zero octet
   unsigned long serial_len;
-  int key_usage;  // the bits of host/certificate.h; -1 without the extension
-  // Unsigned, without leading zero octets; both lengths are 0 when the key is no RSA key.
+  int key_usage;  // the bits of host/certificate.h, or -1 if there is no extension
+  // Unsigned, without leading zero octets; both lengths are 0 if the key is not an RSA key.
   unsigned char exponent[17];
   unsigned long exponent_len;
   unsigned char modulus[8193];
   unsigned long modulus_len;
 };
 
-// False when the library refuses the certificate or one of the questions. `der` stays as long as
-// the call lasts, so a library that can read in place need not copy it; ours copies it all the
-// same.
+// Returns false if the library refuses the certificate or a query. `der` outlives the call, so a
+// library may read it in place; ours copies it.
 using AskFunction = bool(const std::string& der, Answers* answers);
 AskFunction AskCardcert;
 AskFunction AskLibcrypto;
@@ -39,7 +38,7 @@ inline const unsigned char* OctetsOf(const std::string& der) {
   return reinterpret_cast<const unsigned char*>(der.data());
 }
 
-// Copies a text that has no NUL of its own yet. False when it does not fit.
+// Copies a text and appends a NUL. Returns false if it does not fit.
 template <std::size_t size>
 bool CopyText(const void* text, std::size_t length, char (&buffer)[size]) {
   if (length >= size)

@@ -1,11 +1,10 @@
-// Ours.
+// Our certificate library.
 #include "answers.h"
 #include "host/certificate.h"
 
 namespace {
 
-// What cert_subject_attr() and cert_issuer_attr() answer where there is no such attribute; the text
-// is empty then.
+// An absent attribute or extension is an answer, too.
 bool IsAnswered(int code) {
   const int kAbsent = -2;
   return code == 0 || code == kAbsent;

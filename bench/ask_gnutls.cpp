@@ -15,7 +15,7 @@ bool WriteSubject(gnutls_x509_crt_t crt, Answers* answers) {
   return done;
 }
 
-// The value of an attribute whose string is of a type that is UTF-8 already.
+// Copies the value of an attribute. Returns false if its string type is not encoded as UTF-8.
 bool CopyValue(const gnutls_x509_ava_st& attribute, char (&buffer)[1024]) {
   const unsigned long kUtf8String = 12;
   const unsigned long kPrintableString = 19;
@@ -25,14 +25,14 @@ bool CopyValue(const gnutls_x509_ava_st& attribute, char (&buffer)[1024]) {
          CopyText(attribute.value.data, attribute.value.size, buffer);
 }
 
-// The dotted text of a type comes with its NUL.
+// The size of a dotted type includes its NUL.
 bool IsType(const gnutls_x509_ava_st& attribute, const char* oid) {
   return attribute.oid.size == std::strlen(oid) + 1 &&
          std::memcmp(attribute.oid.data, oid, attribute.oid.size) == 0;
 }
 
-// One walk over the name. gnutls_x509_crt_get_dn_by_oid() would look at all of it for each type,
-// and hand out the value with the escapes of RFC 4514.
+// Walks the name once. gnutls_x509_crt_get_dn_by_oid() would search the whole name for each type
+// and return the value with the escapes of RFC 4514.
 bool WriteAttributes(gnutls_x509_dn_t name, char (&common_name)[1024], char (&organization)[1024]) {
   bool has_common_name = false;
   bool has_organization = false;
@@ -116,7 +116,7 @@ bool AskGnutls(const std::string& der, Answers* answers) {
   gnutls_x509_crt_t crt = nullptr;
   if (gnutls_x509_crt_init(&crt) != 0)
     return false;
-  // The library changes nothing that it imports.
+  // The library does not modify its input.
   const gnutls_datum_t octets = {const_cast<unsigned char*>(OctetsOf(der)),
                                  static_cast<unsigned>(der.size())};
   const bool done =

@@ -1,6 +1,6 @@
-// libcrypto. Leaner than examples/openssl_host: types of attributes by number instead of by word,
-// no copies of strings that are UTF-8 already, and no care for the error queue, which is empty as
-// long as nothing fails.
+// libcrypto. Faster than examples/openssl_host: looks up attribute types by number instead of by
+// name, does not copy strings that are UTF-8 already, and ignores the error queue, which is empty
+// as long as nothing fails.
 #include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
@@ -14,7 +14,7 @@ namespace {
 
 bool WriteSubject(const X509* x509, Answers* answers) {
   BIO* const text = BIO_new(BIO_s_mem());
-  // UTF-8 as it is, where RFC 2253 in this library's reading would escape each octet.
+  // Writes UTF-8 unchanged; by default the library would escape each octet.
   const unsigned long form = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
   bool done = false;
   if (X509_NAME_print_ex(text, X509_get_subject_name(x509), 0, form) >= 0) {
@@ -45,8 +45,8 @@ bool WriteAttribute(const X509_NAME* name, int nid, char (&buffer)[1024]) {
   return done;
 }
 
-// Not X509_get_extension_flags() and X509_get_key_usage(), which digest the certificate and read
-// every extension.
+// Does not use X509_get_extension_flags() and X509_get_key_usage(), which hash the certificate and
+// parse every extension.
 bool ReadExtensions(const X509* x509, Answers* answers) {
   int critical = 0;
   auto* const constraints = static_cast<BASIC_CONSTRAINTS*>(
@@ -69,7 +69,7 @@ bool ReadExtensions(const X509* x509, Answers* answers) {
 }
 
 bool WriteSerial(const X509* x509, Answers* answers) {
-  // It is kept as sign and magnitude; its encoding, after tag and length, has the octets.
+  // The library stores sign and magnitude. The encoding contains the octets after tag and length.
   const ASN1_INTEGER* const serial = X509_get0_serialNumber(x509);
   unsigned char der[sizeof answers->serial];
   const int der_len = i2d_ASN1_INTEGER(serial, nullptr);

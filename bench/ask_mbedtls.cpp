@@ -1,4 +1,4 @@
-// Mbed TLS 2.28. Its records are open: what it has read is taken from there, in place.
+// Mbed TLS 2.28. Its structures are public, so parsed values are read from them in place.
 #include <mbedtls/oid.h>
 #include <mbedtls/pk.h>
 #include <mbedtls/rsa.h>
@@ -8,7 +8,7 @@
 
 namespace {
 
-// It has no conversion of strings: the octets are handed out whatever the type of the string.
+// The library does not convert strings, so the octets are copied whatever the string type is.
 template <std::size_t oid_size>
 bool WriteAttribute(const mbedtls_x509_name& name, const char (&oid)[oid_size],
                     char (&buffer)[1024]) {

@@ -1,5 +1,5 @@
-// Times the certificate library beside others, over Debian's root certificates. What is counted as
-// one iteration is one certificate: parsed, asked ten questions and released.
+// Compares the speed of certificate libraries on Debian's root certificates. One iteration is one
+// certificate: parsed, queried ten times and released.
 #include <benchmark/benchmark.h>
 #include <gnutls/gnutls.h>
 #include <mbedtls/version.h>
@@ -23,15 +23,14 @@ const Library kOurs = {"cardcert", AskCardcert};
 const Library kOthers[] = {
     {"libcrypto", AskLibcrypto}, {"mbedTLS", AskMbedtls}, {"GnuTLS", AskGnutls}};
 
-// The memory of both is filled with different octets first, so that an answer that a library leaves
-// out is noticed.
+// Fills the answers with `filler` first. It differs between the libraries compared, so that an
+// answer that a library does not write is detected.
 bool Ask(const Library& library, const std::string& der, int filler, Answers* answers) {
   std::memset(answers, filler, sizeof *answers);
   return library.ask(der, answers);
 }
 
-// Stores the certificates that every library reads. False when an answer differs from ours: nobody
-// is timed for wrong answers.
+// Stores the certificates that every library accepts. Returns false if an answer differs from ours.
 bool Check(const std::vector<CertificateFile>& roots, std::vector<std::string>* readable) {
   const auto ours = std::make_unique<Answers>();
   const auto theirs = std::make_unique<Answers>();
@@ -51,18 +50,18 @@ bool Check(const std::vector<CertificateFile>& roots, std::vector<std::string>* 
       }
     }
     if (refused_by != nullptr) {
-      std::fprintf(stderr, "%s: left out, since %s refuses it\n", root.path.c_str(), refused_by);
+      std::fprintf(stderr, "%s: left out because %s refuses it\n", root.path.c_str(), refused_by);
       continue;
     }
     readable->push_back(root.der);
     num_rsa_keys += ours->modulus_len > 0 ? 1 : 0;
   }
-  std::printf("%zu root certificates, %zu of them left out; %zu of the others have RSA keys\n",
+  std::printf("%zu root certificates, %zu left out; %zu of the others have RSA keys\n",
               roots.size(), roots.size() - readable->size(), num_rsa_keys);
   return all_same;
 }
 
-// Always all certificates, so that each counts as much as another.
+// Always measures all certificates, so that each has the same weight.
 void Run(benchmark::State& state, AskFunction* ask, const std::vector<std::string>& certificates) {
   const auto answers = std::make_unique<Answers>();
   const auto num_certificates = static_cast<benchmark::IterationCount>(certificates.size());
@@ -86,7 +85,8 @@ int main(int argc, char** argv) {
   if (!Check(DebianRoots(), &certificates))
     return 1;
   if (certificates.empty()) {
-    std::fprintf(stderr, "there are no certificates in %s\n", kDebianRootsFolder);
+    std::fprintf(stderr, "no certificates in %s: install the package ca-certificates\n",
+                 kDebianRootsFolder);
     return 1;
   }
 
