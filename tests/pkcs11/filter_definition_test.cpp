@@ -1,4 +1,4 @@
-// AddFilter and ClearFilters: which filter specifications are taken, and what is said of the
+// AddFilter and ClearFilters: which filter specifications are accepted, and what is logged for the
 // others.
 #include "pkcs11/module_test.h"
 
@@ -17,7 +17,7 @@ struct Accepted {
 
 class AcceptedFilter : public ModuleTest, public testing::WithParamInterface<Accepted> {};
 
-TEST_P(AcceptedFilter, IsAppendedAndAChange) {
+TEST_P(AcceptedFilter, IsAppendedAndSetsChange) {
   ASSERT_TRUE(module.AddFilter("first||1"));
   module.changed = false;
   EXPECT_TRUE(module.AddFilter(GetParam().spec));
@@ -43,12 +43,12 @@ INSTANTIATE_TEST_SUITE_P(
                         128},
                     Accepted{"||", "", {}, 0},  //
                     Accepted{" verbatim ||3", " verbatim ", {}, 3},
-                    // The first "=" splits; either side may be empty.
+                    // The first "=" is the separator; either side may be empty.
                     Accepted{"x|commonName=A=B|0", "x", {{"commonName", "A=B"}}, 0},
                     Accepted{"x|=x|0", "x", {{"", "x"}}, 0},  //
                     Accepted{"x|commonName=|0", "x", {{"commonName", ""}}, 0},
                     Accepted{"x|a=1,a=1|0", "x", {{"a", "1"}, {"a", "1"}}, 0},
-                    // The key usage is read as far as it is a number.
+                    // The key usage is parsed like atoi().
                     Accepted{"x||abc", "x", {}, 0},      //
                     Accepted{"x|| 12xyz", "x", {}, 12},  //
                     Accepted{"x||-1", "x", {}, -1},      //
@@ -62,7 +62,7 @@ struct Refused {
 
 class RefusedFilter : public ModuleTest, public testing::WithParamInterface<Refused> {};
 
-TEST_P(RefusedFilter, ChangesNothing) {
+TEST_P(RefusedFilter, KeepsFiltersAndChangeFlag) {
   ASSERT_TRUE(module.AddFilter("first|commonName=Example CA,c=X|129"));
   for (const bool changed : {false, true}) {
     module.changed = changed;
@@ -89,18 +89,18 @@ INSTANTIATE_TEST_SUITE_P(
                     Refused{"x|commonName|0", "Malformed token \"commonName\""},
                     Refused{"x|commonName=A,,b=B|0", "Malformed token \"\""},
                     Refused{"x|commonName=A,|0", "Malformed token \"\""},
-                    // The first bad element ends the call.
+                    // Only the first malformed element is reported.
                     Refused{"x|commonName=A,bad,worse|0", "Malformed token \"bad\""}));
 
-class FilterDefinition : public ModuleTest {};
+using FilterDefinitionTest = ModuleTest;
 
-TEST_F(FilterDefinition, TheSameTextTwiceIsTwoFilters) {
+TEST_F(FilterDefinitionTest, KeepsDuplicateFilters) {
   ASSERT_TRUE(module.AddFilter("x||1"));
   ASSERT_TRUE(module.AddFilter("x||1"));
   EXPECT_THAT(module.filters, SizeIs(2));
 }
 
-TEST_F(FilterDefinition, ClearingIsAChangeEvenWithoutFilters) {
+TEST_F(FilterDefinitionTest, ClearingSetsChangeEvenWithoutFilters) {
   EXPECT_FALSE(module.changed);
   module.ClearFilters();
   EXPECT_TRUE(module.changed);
@@ -108,7 +108,7 @@ TEST_F(FilterDefinition, ClearingIsAChangeEvenWithoutFilters) {
   EXPECT_TRACE("");
 }
 
-TEST_F(FilterDefinition, ClearingLetsEveryCertificatePassAgain) {
+TEST_F(FilterDefinitionTest, ClearingLetsEveryCertificateMatch) {
   const Parsed cert("A;usage=0");
   ASSERT_TRUE(module.AddFilter("x||1"));
   EXPECT_FALSE(module.MatchesFilter(cert));

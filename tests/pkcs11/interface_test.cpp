@@ -1,4 +1,5 @@
-// What a host program is compiled against: signatures, values, widths, and the order of fields.
+// The interface that host programs are compiled against: signatures, values of enumerators, sizes,
+// and the order of fields.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -18,35 +19,36 @@ static_assert(!std::is_copy_constructible_v<PKCS11Module>);
 static_assert(!std::is_copy_assignable_v<PKCS11Module>);
 static_assert(!std::is_polymorphic_v<PKCS11Module>);
 
-// Whether an operation has this signature.
 template <typename Signature, typename Operation>
-constexpr bool Is(Operation) {
+constexpr bool HasSignature(Operation) {
   return std::is_same_v<Operation, Signature PKCS11Module::*>;
 }
 
 using Records = std::list<pkcs11_certificate>;
 using Module = PKCS11Module;
-static_assert(Is<int(std::string)>(&Module::Open));
-static_assert(Is<void()>(&Module::Close));
-static_assert(Is<const std::string&() const>(&Module::GetLibraryPath));
-static_assert(Is<bool()>(&Module::HasChanged));
-static_assert(Is<bool(const char*)>(&Module::SetNameComponents));
-static_assert(Is<bool(std::string)>(&Module::AddFilter));
-static_assert(Is<void()>(&Module::ClearFilters));
-static_assert(Is<Records()>(&Module::GetCertificates));
-static_assert(Is<Records(unsigned long)>(&Module::GetToken));
-static_assert(Is<std::list<certificate*>(unsigned long)>(&Module::GetTokenCertificates));
-static_assert(Is<certificate*(unsigned long, unsigned long)>(&Module::GetTokenCertificate));
+static_assert(HasSignature<int(std::string)>(&Module::Open));
+static_assert(HasSignature<void()>(&Module::Close));
+static_assert(HasSignature<const std::string&() const>(&Module::GetLibraryPath));
+static_assert(HasSignature<bool()>(&Module::HasChanged));
+static_assert(HasSignature<bool(const char*)>(&Module::SetNameComponents));
+static_assert(HasSignature<bool(std::string)>(&Module::AddFilter));
+static_assert(HasSignature<void()>(&Module::ClearFilters));
+static_assert(HasSignature<Records()>(&Module::GetCertificates));
+static_assert(HasSignature<Records(unsigned long)>(&Module::GetToken));
+static_assert(HasSignature<std::list<certificate*>(unsigned long)>(&Module::GetTokenCertificates));
 static_assert(
-    Is<std::list<std::string>(const CK_TOKEN_INFO&, const certificate*)>(&Module::GenerateName));
-static_assert(Is<bool(const certificate*)>(&Module::MatchesFilter));
-static_assert(Is<bool(std::string)>(&Module::CertificatePresent));
-static_assert(Is<pkcs11_certificate_location*(std::string)>(&Module::FindCertificate));
-static_assert(Is<CK_RV(CK_SESSION_HANDLE, CK_SLOT_ID, CK_USER_TYPE, pin_cb, error_cb, void*)>(
-    &Module::Login));
-static_assert(Is<CK_RV(CK_SESSION_HANDLE, CK_SLOT_ID, pin_cb, error_cb, void*)>(&Module::Unlock));
-static_assert(Is<bool(std::string, const unsigned char*, unsigned long, unsigned char*,
-                      unsigned long*, pin_cb, error_cb, void*)>(&Module::Sign));
+    HasSignature<certificate*(unsigned long, unsigned long)>(&Module::GetTokenCertificate));
+static_assert(HasSignature<std::list<std::string>(const CK_TOKEN_INFO&, const certificate*)>(
+    &Module::GenerateName));
+static_assert(HasSignature<bool(const certificate*)>(&Module::MatchesFilter));
+static_assert(HasSignature<bool(std::string)>(&Module::CertificatePresent));
+static_assert(HasSignature<pkcs11_certificate_location*(std::string)>(&Module::FindCertificate));
+static_assert(HasSignature<CK_RV(CK_SESSION_HANDLE, CK_SLOT_ID, CK_USER_TYPE, pin_cb, error_cb,
+                                 void*)>(&Module::Login));
+static_assert(
+    HasSignature<CK_RV(CK_SESSION_HANDLE, CK_SLOT_ID, pin_cb, error_cb, void*)>(&Module::Unlock));
+static_assert(HasSignature<bool(std::string, const unsigned char*, unsigned long, unsigned char*,
+                                unsigned long*, pin_cb, error_cb, void*)>(&Module::Sign));
 static_assert(
     std::is_same_v<pin_cb, bool (*)(pkcs11_pin_type, unsigned char*, unsigned long*, void*)>);
 static_assert(std::is_same_v<error_cb, void (*)(pkcs11_pin_type, pkcs11_pin_error, void*)>);
@@ -59,7 +61,7 @@ static_assert(std::is_same_v<decltype(Module::changed), bool>);
 static_assert(std::is_same_v<decltype(Module::name_components), std::list<Module::name_component>>);
 static_assert(std::is_same_v<decltype(Module::filters), std::list<pkcs11_certificate_filter>>);
 
-// Values that a host may store or send, and widths that it may count on.
+// Values and sizes that a host may store or send.
 static_assert(PIN_TYPE_USER == 0 && PIN_TYPE_SO == 1 && PIN_TYPE_UNLOCK == 2 &&
               PIN_TYPE_NEW_USER == 3);
 static_assert(PIN_ERROR_INCORRECT == 0 && PIN_ERROR_INVALID == 1 && PIN_ERROR_LOCKED == 2);
@@ -73,7 +75,7 @@ static_assert(sizeof(pkcs11_certificate_location) == 3 * sizeof(unsigned long) &
               offsetof(pkcs11_certificate_location, slot) == 0 &&
               offsetof(pkcs11_certificate_location, session) == sizeof(unsigned long));
 
-TEST(Interface, TheMembersOfTheModuleAreInOrder) {
+TEST(Interface, MembersOfModuleAreInOrder) {
   const Module module;
   const void* const members[] = {&module.library_path,    &module.library_handle,
                                  &module.function_list,   &module.changed,
@@ -81,10 +83,10 @@ TEST(Interface, TheMembersOfTheModuleAreInOrder) {
   EXPECT_TRUE(std::is_sorted(std::begin(members), std::end(members), std::less<const void*>()));
 }
 
-// A host may write a record down in one piece, for instance in tests of its own.
+// A host may initialise a record with one braced list, for example in its tests.
 
-TEST(Interface, TheFieldsOfACertificateAreInOrder) {
-  // Fields of one type differ, so that no two can have changed places.
+TEST(Interface, FieldsOfCertificateAreInOrder) {
+  // Fields of the same type have different values, so that an exchange is noticed.
   const pkcs11_certificate record = {{"name"}, true, "subject", "01", 128,   false,
                                      {17},     {93}, 3,         256,  "slot"};
   EXPECT_THAT(record.presentable_name, ElementsAre("name"));
@@ -100,21 +102,21 @@ TEST(Interface, TheFieldsOfACertificateAreInOrder) {
   EXPECT_EQ(record.slot_description, "slot");
 }
 
-TEST(Interface, TheFieldsOfAFilterAreInOrder) {
+TEST(Interface, FieldsOfFilterAreInOrder) {
   const pkcs11_certificate_filter filter = {"name", {{"commonName", "Example CA"}}, 128};
   EXPECT_EQ(filter.name, "name");
   EXPECT_THAT(filter.issuer_attributes, ElementsAre(Pair("commonName", "Example CA")));
   EXPECT_EQ(filter.key_usage, 128);
 }
 
-TEST(Interface, TheFieldsOfALocationAreInOrder) {
+TEST(Interface, FieldsOfLocationAreInOrder) {
   const pkcs11_certificate_location location = {1, 2, 3};
   EXPECT_EQ(location.slot, 1u);
   EXPECT_EQ(location.session, 2u);
   EXPECT_EQ(location.object, 3u);
 }
 
-TEST(Interface, TheFieldsOfANameComponentAreInOrder) {
+TEST(Interface, FieldsOfNameComponentAreInOrder) {
   const PKCS11Module::name_component component = {PKCS11Module::NAME_CARD, "label"};
   EXPECT_EQ(component.category, PKCS11Module::NAME_CARD);
   EXPECT_EQ(component.attribute, "label");

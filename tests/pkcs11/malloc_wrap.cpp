@@ -14,11 +14,11 @@ void __wrap_free(void* memory);
 
 namespace {
 
-// Nobody asks for so much.
-constexpr std::size_t kNever = static_cast<std::size_t>(-1);
-std::size_t failing_size = kNever;
+// No call has this size.
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+std::size_t failing_size = kNone;
 
-// Never destroyed: memory is freed until the very end.
+// Never destroyed, since memory is freed until the process ends.
 std::set<void*>& Alive() {
   static auto& alive = *new std::set<void*>;
   return alive;
@@ -41,7 +41,7 @@ void* __wrap_malloc(std::size_t size) {
       Alive().insert(memory);
     return memory;
   }
-  failing_size = kNever;
+  failing_size = kNone;
   scripted::Trace::Instance().Add("malloc(" + std::to_string(size) + ") = NULL");
   return nullptr;
 }

@@ -1,11 +1,11 @@
-// A malloc that fails when it is told to and that keeps count, for the code that the test is linked
-// with.
+// Counts the blocks that malloc() has given to the code linked into the test, and makes one call
+// fail.
 #pragma once
 
 #include <cstddef>
 
-// The next malloc of `size` bytes answers null; both are noted in the trace.
+// The next malloc of `size` bytes returns a null pointer, which is recorded in the trace.
 void FailMallocOf(std::size_t size);
 
-// How many blocks are in use. Those of operator new are not among them.
+// Returns the number of blocks in use, without those of operator new.
 std::size_t MallocsAlive();

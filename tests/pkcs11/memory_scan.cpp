@@ -14,7 +14,7 @@ Secret::Secret() {
 }
 
 void Secret::WriteTo(unsigned char* buffer) const {
-  // Volatile, so that no register ever holds more than a byte of it: registers reach the stack.
+  // Volatile, so that no register holds more than one byte. Registers are saved on the stack.
   volatile unsigned char* const out = buffer;
   for (std::size_t i = 0; i < kLength; ++i)
     out[i] = first_[i] ^ second_[i];
@@ -27,7 +27,7 @@ std::string Secret::Complement() const {
   return complement;
 }
 
-bool Secret::StandsAt(const volatile unsigned char* bytes) const {
+bool Secret::IsAt(const volatile unsigned char* bytes) const {
   for (std::size_t i = 0; i < kLength; ++i) {
     if (bytes[i] != (first_[i] ^ second_[i]))
       return false;
@@ -51,7 +51,7 @@ std::size_t WritableMemory::Count(const Secret& secret) const {
   std::size_t count = 0;
   for (const Region& region : regions_) {
     for (std::uintptr_t at = region.begin; at + Secret::kLength <= region.end; ++at) {
-      if (secret.StandsAt(reinterpret_cast<const volatile unsigned char*>(at)))
+      if (secret.IsAt(reinterpret_cast<const volatile unsigned char*>(at)))
         ++count;
     }
   }

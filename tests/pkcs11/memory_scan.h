@@ -1,4 +1,4 @@
-// Looks for a secret in the memory of this process.
+// Searches the memory of this process for a secret.
 #pragma once
 
 #include <cstddef>
@@ -6,32 +6,32 @@
 #include <string>
 #include <vector>
 
-// A secret that exists in memory only where somebody writes it: it is kept as two halves, each of
-// which is random, and only their XOR is the secret. So the keeper itself is never found.
+// A random secret. It is stored as two random halves whose XOR is the secret, so that a search does
+// not find the object itself, only what WriteTo() has written and the copies of that.
 class Secret {
  public:
   static constexpr std::size_t kLength = 24;
 
   Secret();
-  // Writes the secret, byte by byte.
+  // Writes kLength bytes.
   void WriteTo(unsigned char* buffer) const;
-  // The secret with all of its bits flipped.
+  // Returns the secret with every bit inverted.
   std::string Complement() const;
-  // Whether the secret stands at `bytes`, of which kLength can be read.
-  bool StandsAt(const volatile unsigned char* bytes) const;
+  // Compares kLength bytes with the secret.
+  bool IsAt(const volatile unsigned char* bytes) const;
 
  private:
   unsigned char first_[kLength] = {};
   unsigned char second_[kLength] = {};
 };
 
-// The writable memory of this process, as it is mapped when the object is made: the heap, the stack
-// (what lies below its pointer, too), the data of every library.
+// The writable memory of this process at the time of construction: the heap, the stack including
+// the part below the stack pointer, and the data of every library.
 class WritableMemory {
  public:
   WritableMemory();
-  // How often the secret stands in it. Nothing is allocated or copied, and next to no stack is
-  // used: a search that tidied up the stack before it looked would find nothing there.
+  // Returns the number of copies of the secret. Allocates nothing and uses hardly any stack: it
+  // must not overwrite the copies below the stack pointer before it has read them.
   std::size_t Count(const Secret& secret) const;
 
  private:

@@ -1,4 +1,4 @@
-// SetNameComponents: which naming specifications are taken, and what is said of the others.
+// SetNameComponents: which naming specifications are accepted, and what is logged for the others.
 #include <stdexcept>
 
 #include "pkcs11/module_test.h"
@@ -7,7 +7,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// The components as text: "2 commonName".
+// The components as "2 commonName": category and attribute.
 std::vector<std::string> Components(const PKCS11Module& module) {
   std::vector<std::string> texts;
   for (const PKCS11Module::name_component& component : module.name_components)
@@ -22,7 +22,7 @@ struct Accepted {
 
 class AcceptedSpecification : public ModuleTest, public testing::WithParamInterface<Accepted> {};
 
-TEST_P(AcceptedSpecification, ReplacesTheComponents) {
+TEST_P(AcceptedSpecification, ReplacesComponents) {
   EXPECT_TRUE(module.SetNameComponents(GetParam().spec));
   EXPECT_EQ(Components(module), GetParam().components);
   EXPECT_FALSE(module.changed);
@@ -35,13 +35,14 @@ INSTANTIATE_TEST_SUITE_P(
                     Accepted{"card_label,subject_commonName", {"0 label", "2 commonName"}},
                     Accepted{"subject_commonName,issuer_organizationName",
                              {"2 commonName", "3 organizationName"}},
-                    // The first underscore splits, the attribute may hold more or be empty.
+                    // The first underscore is the separator. The attribute may contain more of
+                    // them, or be empty.
                     Accepted{"subject_common_name", {"2 common_name"}},
                     Accepted{"subject_", {"2 "}}, Accepted{"subject__", {"2 _"}},
-                    // The attribute is judged when a name is generated.
+                    // The attribute is checked only when a name is generated.
                     Accepted{"pin_anything,card_anything", {"1 anything", "0 anything"}},
                     Accepted{"card_label,card_label", {"0 label", "0 label"}},
-                    // White space other than the blank is not looked for.
+                    // Only blanks are refused, not other white space.
                     Accepted{"subject_common\tName", {"2 common\tName"}}));
 
 struct Refused {
@@ -51,7 +52,7 @@ struct Refused {
 
 class RefusedSpecification : public ModuleTest, public testing::WithParamInterface<Refused> {};
 
-TEST_P(RefusedSpecification, ChangesNothing) {
+TEST_P(RefusedSpecification, KeepsComponents) {
   ASSERT_TRUE(module.SetNameComponents("card_label,issuer_commonName"));
   EXPECT_FALSE(module.SetNameComponents(GetParam().spec));
   EXPECT_THAT(Components(module), ElementsAre("0 label", "3 commonName"));
@@ -74,28 +75,28 @@ INSTANTIATE_TEST_SUITE_P(
                     Refused{"cards_label", "Unknown name category \"cards\""},
                     Refused{"car_label", "Unknown name category \"car\""},
                     Refused{"", "Ignoring empty name specification"},
-                    // The first bad element ends the call; what comes after is not looked at.
+                    // Only the first malformed element is reported.
                     Refused{"card_label,subject,un known_x,wrong_x", "Malformed token \"subject\""},
                     Refused{"wrong_x,subject", "Unknown name category \"wrong\""},
-                    // A blank is found before a missing underscore or an unknown category.
+                    // A blank is reported rather than a missing underscore or unknown category.
                     Refused{"no underscore", "Malformed certificate naming specification"},
                     Refused{"wrong_a b", "Malformed certificate naming specification"}));
 
-class NamingSpecification : public ModuleTest {};
+using NamingSpecificationTest = ModuleTest;
 
-TEST_F(NamingSpecification, ANullTextIsALogicError) {
+TEST_F(NamingSpecificationTest, ThrowsLogicErrorForNullText) {
   EXPECT_THROW(module.SetNameComponents(nullptr), std::logic_error);
   EXPECT_THAT(Components(module), ElementsAre("2 commonName"));
   EXPECT_TRACE("");
 }
 
-TEST_F(NamingSpecification, AnEmptyTextLeavesANewModuleItsDefault) {
+TEST_F(NamingSpecificationTest, KeepsDefaultAfterEmptyText) {
   EXPECT_FALSE(module.SetNameComponents(""));
   EXPECT_THAT(Components(module), ElementsAre("2 commonName"));
   EXPECT_TRACE("log 3: Ignoring empty name specification");
 }
 
-TEST_F(NamingSpecification, NamesAreAsBeforeAfterARefusal) {
+TEST_F(NamingSpecificationTest, KeepsGeneratingNamesAfterRefusal) {
   provider.Slot(1).Token("Alice").Certificate("A");
   Open();
   EXPECT_THAT(Names(module.GetCertificates()), ElementsAre("A"));

@@ -1,4 +1,4 @@
-// No copy of a PIN is left in memory once an operation is over, whatever its outcome.
+// No copy of a PIN is left in memory after an operation, whatever its outcome.
 #include <stdexcept>
 
 #include "pkcs11/memory_scan.h"
@@ -15,24 +15,28 @@
 
 namespace {
 
-// A user who types the secret for one type of PIN, and what was set up for all others.
+// A user who types the secret as one type of PIN, and "11111111" as the others. Counts the copies
+// of the secret in memory at several points of the operation.
 struct Typist {
   const Secret* secret = nullptr;
   const WritableMemory* memory = nullptr;
   pkcs11_pin_type secret_type = PIN_TYPE_USER;
-  enum { kAgrees, kCancels, kThrows, kClaimsTooMuch } then = kAgrees;
-  bool throws_when_told = false;
-  std::size_t in_buffer = 0;    // Copies while the secret is in the component's buffer.
-  std::size_t when_logged = 0;  // The most copies at a message after that.
-  std::size_t when_told = 0;    // Copies when the user is told what was wrong.
-  std::size_t when_asked = 0;   // The most copies at a request after that.
-  std::size_t when_logged_out = 0;
+  enum Action { kAgrees, kCancels, kThrows, kClaimsTooMuch };
+  Action then = kAgrees;  // After it has written the secret.
+  bool throws_in_error_callback = false;
+  // The number of copies:
+  std::size_t in_buffer = 0;        // After the secret was written into the component's buffer.
+  std::size_t at_message = 0;       // At a later log message (the maximum).
+  std::size_t at_error_report = 0;  // In the error callback.
+  std::size_t at_next_request = 0;  // At a later request (the maximum).
+  std::size_t at_logout = 0;
   bool was_told = false;
 
   static bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
     Typist& typist = *static_cast<Typist*>(data);
     if (typist.in_buffer > 0)
-      typist.when_asked = std::max(typist.when_asked, typist.memory->Count(*typist.secret));
+      typist.at_next_request =
+          std::max(typist.at_next_request, typist.memory->Count(*typist.secret));
     if (type == PIN_TYPE_UNLOCK)
       return true;
     if (type != typist.secret_type) {
@@ -40,7 +44,7 @@ struct Typist {
       *length = 8;
       return true;
     }
-    if (typist.was_told)  // Once is enough.
+    if (typist.was_told)
       return false;
     typist.secret->WriteTo(buffer);
     *length = Secret::kLength;
@@ -61,103 +65,93 @@ struct Typist {
 
   static void Tell(pkcs11_pin_type type, pkcs11_pin_error, void* data) {
     Typist& typist = *static_cast<Typist*>(data);
-    typist.when_told = typist.memory->Count(*typist.secret);
-    // A new PIN that is refused is told of as the user's.
+    typist.at_error_report = typist.memory->Count(*typist.secret);
+    // An error of the new PIN is reported with PIN_TYPE_USER.
     if (type != typist.secret_type &&
         !(type == PIN_TYPE_USER && typist.secret_type == PIN_TYPE_NEW_USER))
       return;
     typist.was_told = true;
-    if (typist.throws_when_told)
+    if (typist.throws_in_error_callback)
       throw std::runtime_error("the error callback");
   }
 };
 
-// Whatever a message says of a PIN, the token has consumed it by then.
-void Logged(Typist& typist) {
+// Messages about a PIN are logged after the token has received it.
+void CountAtMessage(Typist& typist) {
   if (typist.in_buffer > 0)
-    typist.when_logged = std::max(typist.when_logged, typist.memory->Count(*typist.secret));
+    typist.at_message = std::max(typist.at_message, typist.memory->Count(*typist.secret));
 }
+
+// How the operation ends. `set_up` is given the call that gets the secret.
+using SetUp = std::function<void(Typist&, scripted::Provider&, const char* call)>;
 
 struct Outcome {
   const char* name;
-  std::function<void(Typist&, scripted::Provider&, const char* call)> set_up;
-  bool succeeds;
+  SetUp set_up;
+  bool succeeds = false;
 };
+
+SetUp CallReturns(CK_RV rv) {
+  return [rv](Typist&, scripted::Provider& provider, const char* call) {
+    provider.On(call).Return(rv);
+  };
+}
+
+SetUp PinCallback(Typist::Action action) {
+  return [action](Typist& typist, scripted::Provider&, const char*) { typist.then = action; };
+}
 
 const Outcome kOutcomes[] = {
     {"Success", [](Typist&, scripted::Provider&, const char*) {}, true},
-    {"Wrong",
-     [](Typist&, scripted::Provider& provider, const char* call) {
-       provider.On(call).Return(CKR_PIN_INCORRECT);
-     },
-     false},
-    {"WrongForm",
-     [](Typist&, scripted::Provider& provider, const char* call) {
-       provider.On(call).Return(CKR_PIN_LEN_RANGE);
-     },
-     false},
-    {"Locked",
-     [](Typist&, scripted::Provider& provider, const char* call) {
-       provider.On(call).Return(CKR_PIN_LOCKED);
-     },
-     false},
-    {"ProviderError",
-     [](Typist&, scripted::Provider& provider, const char* call) {
-       provider.On(call).Return(CKR_DEVICE_ERROR);
-     },
-     false},
-    {"Cancelled",
-     [](Typist& typist, scripted::Provider&, const char*) { typist.then = Typist::kCancels; },
-     false},
-    {"ExceptionFromTheCallback",
-     [](Typist& typist, scripted::Provider&, const char*) { typist.then = Typist::kThrows; },
-     false},
+    {"Wrong", CallReturns(CKR_PIN_INCORRECT)},
+    {"WrongForm", CallReturns(CKR_PIN_LEN_RANGE)},
+    {"Locked", CallReturns(CKR_PIN_LOCKED)},
+    {"ProviderError", CallReturns(CKR_DEVICE_ERROR)},
+    {"Cancelled", PinCallback(Typist::kCancels)},
+    {"ExceptionFromTheCallback", PinCallback(Typist::kThrows)},
     {"ExceptionFromTheErrorCallback",
      [](Typist& typist, scripted::Provider& provider, const char* call) {
-       typist.throws_when_told = true;
+       typist.throws_in_error_callback = true;
        provider.On(call).Return(CKR_PIN_LEN_RANGE);
-     },
-     false},
-    {"ClaimBeyondTheBuffer",
-     [](Typist& typist, scripted::Provider&, const char*) { typist.then = Typist::kClaimsTooMuch; },
-     false},
+     }},
+    {"ClaimBeyondTheBuffer", PinCallback(Typist::kClaimsTooMuch)},
 };
 
 using Case = std::tuple<pkcs11_pin_type, Outcome>;
 
 class PinHygiene : public SessionTest, public testing::WithParamInterface<Case> {};
 
-// GoogleTest would print the std::function's bytes.
+// Otherwise GoogleTest prints the bytes of the std::function.
 void PrintTo(const Outcome& outcome, std::ostream* out) {
   *out << outcome.name;
 }
 
-TEST_P(PinHygiene, LeavesNoCopyOfThePin) {
+TEST_P(PinHygiene, LeavesNoCopyOfPin) {
 #ifdef UNDER_ASAN
-  GTEST_SKIP() << "AddressSanitizer's own memory cannot be read, and locals are moved to it";
+  GTEST_SKIP() << "AddressSanitizer moves locals to memory of its own, which cannot be read";
 #endif
   const auto& [type, outcome] = GetParam();
   const Secret secret;
-  constexpr char kOthers[] = "11111111";
-  scripted::Token& token = AddToken().UserPin(kOthers).SoPin(kOthers).PinLengths(4, 128);
+  constexpr char kOtherPins[] = "11111111";
+  scripted::Token& token = AddToken().UserPin(kOtherPins).SoPin(kOtherPins).PinLengths(4, 128);
   if (type == PIN_TYPE_USER)
     token.user_pin.SetComplement(secret.Complement(), 3);
   else
-    token.UserTriesLeft(0);  // The way to the security officer's PIN and to the new one.
+    token.UserTriesLeft(0);  // Makes Unlock() ask for the security officer's PIN and a new one.
   if (type == PIN_TYPE_SO)
     token.so_pin.SetComplement(secret.Complement(), 3);
   OpenSession();
 
-  // Before the operation, so that nothing but the search lies between its end and the search.
+  // Constructed before the operation, so that it cannot overwrite what the operation leaves behind.
   const WritableMemory memory;
   Typist typist;
   typist.secret = &secret;
   typist.memory = &memory;
   typist.secret_type = type;
   outcome.set_up(typist, provider, type == PIN_TYPE_NEW_USER ? "C_InitPIN" : "C_Login");
-  host.OnMessage([&typist] { Logged(typist); });
+  host.OnMessage([&typist] { CountAtMessage(typist); });
   if (type == PIN_TYPE_NEW_USER)
-    provider.On("C_Logout").Before([&] { typist.when_logged_out = memory.Count(secret); });
+    provider.On("C_Logout").Before([&] { typist.at_logout = memory.Count(secret); });
   CK_RV rv = CKR_GENERAL_ERROR;
   std::size_t left = 0;
   try {
@@ -170,15 +164,15 @@ TEST_P(PinHygiene, LeavesNoCopyOfThePin) {
   }
   host.OnMessage(nullptr);
   EXPECT_EQ(rv == CKR_OK, outcome.succeeds) << support::CkrName(rv);
-  EXPECT_EQ(typist.in_buffer, 1u) << "the search itself does not work";
-  EXPECT_EQ(typist.when_logged, 0u);
-  EXPECT_EQ(typist.when_told, 0u);
-  EXPECT_EQ(typist.when_asked, 0u);
-  EXPECT_EQ(typist.when_logged_out, 0u);
+  EXPECT_EQ(typist.in_buffer, 1u) << "the scan must find the copy in the buffer";
+  EXPECT_EQ(typist.at_message, 0u);
+  EXPECT_EQ(typist.at_error_report, 0u);
+  EXPECT_EQ(typist.at_next_request, 0u);
+  EXPECT_EQ(typist.at_logout, 0u);
   EXPECT_EQ(left, 0u);
   EXPECT_EQ(WritableMemory().Count(secret), 0u);
   for (const std::string& line : scripted::Trace::Instance().lines())
-    EXPECT_EQ(line.find(kOthers), std::string::npos) << line;
+    EXPECT_EQ(line.find(kOtherPins), std::string::npos) << line;
 }
 
 std::string CaseName(const testing::TestParamInfo<Case>& info) {
@@ -192,9 +186,9 @@ INSTANTIATE_TEST_SUITE_P(EveryPin, PinHygiene,
                                           testing::ValuesIn(kOutcomes)),
                          CaseName);
 
-TEST(MemoryScan, FindsACopyOnTheHeapOnTheStackAndInStaticData) {
+TEST(MemoryScan, FindsCopiesOnHeapOnStackAndInStaticData) {
 #ifdef UNDER_ASAN
-  GTEST_SKIP() << "AddressSanitizer's own memory cannot be read";
+  GTEST_SKIP() << "the memory of AddressSanitizer cannot be read";
 #endif
   const Secret secret;
   static unsigned char static_copy[Secret::kLength];

@@ -1,4 +1,4 @@
-// GenerateName: the pieces of a certificate's presentable name.
+// GenerateName: the pieces of the name under which a certificate is presented.
 #include "pkcs11/module_test.h"
 
 namespace {
@@ -6,41 +6,39 @@ namespace {
 using Pieces = std::list<std::string>;
 using testing::ElementsAre;
 
-class PresentableName : public ModuleTest {
+class PresentableNameTest : public ModuleTest {
  protected:
   Pieces Generate(const std::string& spec, const std::string& label, const std::string& cert) {
     EXPECT_TRUE(module.SetNameComponents(spec.c_str()));
     const Parsed parsed(cert);
     return module.GenerateName(scripted::Token(label).Info(), parsed);
   }
+
+  // Compares the trace of Generate(), which frees its certificate at the end.
+  static void ExpectLogged(const std::string& lines) { EXPECT_TRACE(lines, "cert_free(A)"); }
 };
 
-// The trace of Generate() ends with its certificate being freed.
-std::string Said(const std::string& lines) {
-  return lines + "\ncert_free(A)";
-}
-
-TEST_F(PresentableName, IsTheCommonNameByDefault) {
+TEST_F(PresentableNameTest, IsCommonNameByDefault) {
   const Parsed cert("A");
   EXPECT_THAT(module.GenerateName(scripted::Token("Alice").Info(), cert), ElementsAre("A"));
   EXPECT_TRACE("");
 }
 
-TEST_F(PresentableName, HasAPieceForEachComponentInOrder) {
+TEST_F(PresentableNameTest, HasOnePieceForEachComponentInOrder) {
   EXPECT_THAT(Generate("card_label,pin_label,subject_commonName", "Alice (PIN1)", "A"),
               ElementsAre("Alice", "PIN1", "A"));
   EXPECT_THAT(Generate("issuer_commonName,card_label,issuer_commonName", "Alice (PIN1)", "A"),
               ElementsAre("Example CA", "Alice", "Example CA"));
-  EXPECT_TRACE("cert_free(A)");
+  ExpectLogged("");
 }
 
-TEST_F(PresentableName, ValuesComeAsTheyAre) {
+TEST_F(PresentableNameTest, KeepsValuesUnchanged) {
   EXPECT_THAT(Generate("subject_x,issuer_y", "Alice", "A;subject.x= blanks ;issuer.y="),
               ElementsAre(" blanks ", ""));
-  EXPECT_TRACE(Said(""));
+  ExpectLogged("");
 }
 
-TEST_F(PresentableName, AttributesAreAskedForWithRoomFor1024Bytes) {
+TEST_F(PresentableNameTest, ReadsAttributesOfUpTo1023Bytes) {
   host.RecordInspection();
   EXPECT_THAT(Generate("subject_a_b,issuer_,subject_commonName", "Alice", "A;subject.a_b=x"),
               ElementsAre("x", "", "A"));
@@ -59,12 +57,12 @@ struct LabelCase {
   std::string pin;
 };
 
-class SplitLabel : public PresentableName, public testing::WithParamInterface<LabelCase> {};
+class SplitLabel : public PresentableNameTest, public testing::WithParamInterface<LabelCase> {};
 
-TEST_P(SplitLabel, GivesTheCardAndThePin) {
+TEST_P(SplitLabel, ReturnsCardAndPin) {
   EXPECT_THAT(Generate("card_label,pin_label", GetParam().label, "A"),
               ElementsAre(GetParam().card, GetParam().pin));
-  EXPECT_TRACE(Said(""));
+  ExpectLogged("");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -72,15 +70,15 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         LabelCase{"Alice (PIN1)", "Alice", "PIN1"},  //
         LabelCase{"Alice", "Alice", ""},
-        // No closing parenthesis, and shorter than the field.
+        // The closing parenthesis is missing, although the field has space for it.
         LabelCase{"Alice (PIN1", "Alice (PIN1", ""},
-        // The field's width has cut the closing parenthesis off.
+        // The closing parenthesis was cut off by the width of the field.
         LabelCase{"My very long card label (Signatu", "My very long card label", "Signatu"},
         LabelCase{"My very long card label (Signat)", "My very long card label", "Signat"},
-        // One byte less, and it is no longer taken for cut off.
+        // One byte shorter, so it was not cut off.
         LabelCase{"My very long card label (Signat", "My very long card label (Signat", ""},
         LabelCase{"A label of all of thirty-two let", "A label of all of thirty-two let", ""},
-        // The first opening parenthesis after a blank splits, the last character ends.
+        // The first opening parenthesis after a blank separates, the last character ends.
         LabelCase{"A (B) (C)", "A", "B) (C"},  //
         LabelCase{"A(B) (C)", "A(B)", "C"},    //
         LabelCase{"Alice(PIN1)", "Alice(PIN1)", ""},
@@ -104,13 +102,13 @@ struct MissingCase {
   Pieces pieces = {"Alice", "", "A"};
 };
 
-// A piece that cannot be produced, between two that can.
-class MissingPiece : public PresentableName, public testing::WithParamInterface<MissingCase> {};
+// A piece that cannot be generated, between two that can.
+class MissingPiece : public PresentableNameTest, public testing::WithParamInterface<MissingCase> {};
 
 TEST_P(MissingPiece, IsEmptyAndReported) {
   const std::string spec = std::string("card_label,") + GetParam().spec + ",subject_commonName";
   EXPECT_EQ(Generate(spec, "Alice (PIN1)", GetParam().cert), GetParam().pieces);
-  EXPECT_TRACE(Said("log 3: " + GetParam().message));
+  ExpectLogged("log 3: " + GetParam().message);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -134,58 +132,58 @@ INSTANTIATE_TEST_SUITE_P(
                     MissingCase{"subject_long", "A;subject.long=" + std::string(1024, 'x'),
                                 "Unable to read subject attribute \"long\" from certificate"}));
 
-TEST_F(PresentableName, ValuesOfUpTo1023BytesAreTaken) {
+TEST_F(PresentableNameTest, AcceptsValueOf1023Bytes) {
   const std::string value(1023, 'x');
   EXPECT_THAT(Generate("subject_long", "Alice", "A;subject.long=" + value), ElementsAre(value));
-  EXPECT_TRACE(Said(""));
+  ExpectLogged("");
 }
 
-TEST_F(PresentableName, EveryAnswerButZeroMeansThatThereIsNoSubjectAttribute) {
+TEST_F(PresentableNameTest, TreatsEveryResultButZeroAsMissing) {
   for (const std::string answer : {"-2", "-1", "1", "2"}) {
     EXPECT_THAT(Generate("subject_x", "Alice", "A;subject.x=x;fail.subject_attr=" + answer),
                 ElementsAre(""));
-    EXPECT_TRACE(Said("log 3: Unable to read subject attribute \"x\" from certificate"));
+    ExpectLogged("log 3: Unable to read subject attribute \"x\" from certificate");
   }
 }
 
-// All attributes are written into one buffer.
-TEST_F(PresentableName, APieceThatCannotBeReadIsNotTheOneBefore) {
+// All attributes are read into the same buffer.
+TEST_F(PresentableNameTest, DoesNotRepeatPreviousPieceForUnreadableOne) {
   EXPECT_THAT(Generate("subject_commonName,subject_x", "Alice", "A"), ElementsAre("A", ""));
-  EXPECT_TRACE(Said("log 3: Unable to read subject attribute \"x\" from certificate"));
+  ExpectLogged("log 3: Unable to read subject attribute \"x\" from certificate");
   EXPECT_THAT(Generate("subject_commonName,issuer_x", "Alice", "A"), ElementsAre("A", ""));
-  EXPECT_TRACE(Said("log 3: Unable to read issuer attribute \"x\" from certificate"));
+  ExpectLogged("log 3: Unable to read issuer attribute \"x\" from certificate");
 }
 
-TEST_F(PresentableName, WhatWasWrittenBeforeAFailureIsNoPiece) {
+TEST_F(PresentableNameTest, IgnoresTextWrittenBeforeFailure) {
   EXPECT_THAT(Generate("subject_x,issuer_y", "Alice",
                        "A;fail.subject_attr=-1;partial.subject_attr=half;"
                        "fail.issuer_attr=-2;partial.issuer_attr=half"),
               ElementsAre("", ""));
-  EXPECT_TRACE(Said(R"(
+  ExpectLogged(R"(
     log 3: Unable to read subject attribute "x" from certificate
     log 3: Unable to read issuer attribute "y" from certificate
-  )"));
+  )");
 }
 
-TEST_F(PresentableName, EveryComponentIsVisitedAfterFailures) {
+TEST_F(PresentableNameTest, ContinuesAfterFailures) {
   EXPECT_THAT(Generate("card_x,pin_y,subject_z,issuer_w", "Alice", "A"),
               ElementsAre("", "", "", ""));
-  EXPECT_TRACE(Said(R"(
+  ExpectLogged(R"(
     log 3: Unknown card attribute "x"
     log 3: Unknown PIN attribute "y"
     log 3: Unable to read subject attribute "z" from certificate
     log 3: Unable to read issuer attribute "w" from certificate
-  )"));
+  )");
 }
 
-TEST_F(PresentableName, AnUnknownCategoryHasNoPiece) {
+TEST_F(PresentableNameTest, SkipsUnknownCategory) {
   module.name_components.push_front({static_cast<PKCS11Module::name_category>(4), "label"});
   const Parsed cert("A");
   EXPECT_THAT(module.GenerateName(scripted::Token("Alice").Info(), cert), ElementsAre("A"));
   EXPECT_TRACE("");
 }
 
-TEST_F(PresentableName, WithoutComponentsIsEmpty) {
+TEST_F(PresentableNameTest, IsEmptyWithoutComponents) {
   module.name_components.clear();
   const Parsed cert("A");
   EXPECT_THAT(module.GenerateName(scripted::Token("Alice").Info(), cert), testing::IsEmpty());

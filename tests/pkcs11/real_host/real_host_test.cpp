@@ -1,6 +1,6 @@
-// The component with its own host: real certificates, read by the real certificate library, and a
-// log that goes through the real Logfile. What the scripted host makes easy to provoke is tested
-// there; here is shown that the parts fit.
+// The component with the host services of src/host: real certificates, and messages that pass
+// through the real Logfile. Failures are tested with the scripted host, which can cause them; these
+// tests show that the component and the services work together.
 #include "host/logfile.h"
 #include "pkcs11/pin_pad.h"
 #include "pkcs11/provider_test.h"
@@ -11,16 +11,16 @@ namespace {
 using support::CertificateDetails;
 using testing::ElementsAre;
 
-class RealHost : public ProviderTest {
+class RealHostTest : public ProviderTest {
  protected:
-  RealHost() {
+  RealHostTest() {
     logfile.LogToFunction([](const std::string& message, int level) {
       scripted::Trace::Instance().Add("log " + std::to_string(level) + ": " + message);
     });
   }
-  ~RealHost() override { logfile.LogToNothing(); }
+  ~RealHostTest() override { logfile.LogToNothing(); }
 
-  // A CA, a certificate for signing, one without key usage and one with another kind of key.
+  // A CA certificate, one for signing, one without key usage, and one with an EC key.
   void OpenWithFourCertificates() {
     CertificateDetails ca;
     ca.common_name = "Example CA";
@@ -52,12 +52,12 @@ class RealHost : public ProviderTest {
   std::shared_ptr<const support::RsaKey> key = support::RsaKey::Generate(1024);
 };
 
-TEST_F(RealHost, DescribesRealCertificates) {
+TEST_F(RealHostTest, DescribesRealCertificates) {
   OpenWithFourCertificates();
   ASSERT_TRUE(module.SetNameComponents("card_label,pin_label,subject_commonName,issuer_CN"));
   ASSERT_TRUE(module.AddFilter("Signing|commonName=Example CA|192"));
   const std::list<pkcs11_certificate> records = module.GetCertificates();
-  ASSERT_EQ(records.size(), 3u) << "all but the one with the elliptic curve key";
+  ASSERT_EQ(records.size(), 3u) << "the certificate with the EC key is left out";
   EXPECT_THAT(Names(records), ElementsAre("Alice's card/PIN1/Example CA/Example CA",
                                           "Alice's card/PIN1/Alice/Example CA",
                                           "Alice's card/PIN1/Plain/Other CA"));
@@ -83,7 +83,7 @@ TEST_F(RealHost, DescribesRealCertificates) {
   EXPECT_THAT(verdicts, ElementsAre(false, true, false));
 }
 
-TEST_F(RealHost, LogsWhatItFinds) {
+TEST_F(RealHostTest, LogsEachStepOfDescription) {
   OpenWithFourCertificates();
   EXPECT_EQ(module.GetToken(1).size(), 3u);
   std::vector<std::string> log;
@@ -111,29 +111,29 @@ TEST_F(RealHost, LogsWhatItFinds) {
                           "(PIN1)\""));
 }
 
-TEST_F(RealHost, BytesThatAreNoCertificateAreLeftOut) {
+TEST_F(RealHostTest, SkipsValuesThatAreNotCertificates) {
   provider.Slot(1)
       .Token("Alice")
       .Certificate("")
-      .Certificate("no certificate")
+      .Certificate("not a certificate")
       .Certificate(MakeCertificate(*key, CertificateDetails()));
   Open();
   EXPECT_THAT(Names(module.GetCertificates()), ElementsAre("A"));
 }
 
-TEST_F(RealHost, FindsACertificateByItsSerial) {
+TEST_F(RealHostTest, FindsCertificateBySerial) {
   OpenWithFourCertificates();
   EXPECT_TRUE(module.CertificatePresent("00ab7f"));
-  EXPECT_TRUE(module.CertificatePresent("03")) << "of whatever kind its key is";
+  EXPECT_TRUE(module.CertificatePresent("03")) << "the type of the key must not matter";
   EXPECT_FALSE(module.CertificatePresent("ab7f"));
   EXPECT_FALSE(module.CertificatePresent("00AB7F"));
 }
 
-TEST_F(RealHost, SignsWithTheKeyOfTheCertificate) {
+TEST_F(RealHostTest, SignsWithKeyOfCertificate) {
   OpenWithFourCertificates();
   PinPad pad;
   pad.Type(PIN_TYPE_USER, "9999").Type(PIN_TYPE_USER, "1234");
-  const std::string data = "a DigestInfo, for all the token knows";
+  const std::string data = "in place of a DigestInfo";
   unsigned char signature[128] = {};
   unsigned long length = sizeof signature;
   EXPECT_TRUE(module.Sign("00ab7f", reinterpret_cast<const unsigned char*>(data.data()),
@@ -141,7 +141,7 @@ TEST_F(RealHost, SignsWithTheKeyOfTheCertificate) {
   EXPECT_TRUE(key->Verifies(data, std::string(signature, signature + length)));
 }
 
-TEST_F(RealHost, RefusesTextsByTheRulesOfItsDecoder) {
+TEST_F(RealHostTest, AcceptsAndRefusesTextsLikeDecoder) {
   EXPECT_FALSE(module.SetNameComponents("subject_commonName, card_label"));
   EXPECT_FALSE(module.SetNameComponents("subject_commonName,"));
   EXPECT_FALSE(module.SetNameComponents("subject_commonName\\"));
