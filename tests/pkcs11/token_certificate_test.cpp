@@ -120,7 +120,7 @@ TEST_F(TokenCertificateTest, PassesEmptyValueToParser) {
 
 TEST_F(TokenCertificateTest, AcceptsEmptyValueThatParses) {
   OpenWith("");
-  host.ParseNothing();
+  host.AcceptEmptyCertificates();
   ExpectReadable(R"(
     C_GetAttributeValue(session 1, object 1, CKA_VALUE NULL) = OK, 0 bytes
     C_GetAttributeValue(session 1, object 1, CKA_VALUE[0]) = OK, 0 bytes

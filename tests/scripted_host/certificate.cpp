@@ -18,7 +18,7 @@ std::string Result(const std::string& name, long result) {
   return '(' + name + ") = " + std::to_string(result);
 }
 
-// A text that does not fit is an error.
+// Returns -1 if the text does not fit.
 int Copy(const std::string& text, char* buffer, unsigned long long size) {
   if (text.size() >= size)
     return -1;
@@ -26,19 +26,19 @@ int Copy(const std::string& text, char* buffer, unsigned long long size) {
   return 0;
 }
 
-// What a function that fails may have written by then.
-int FailHavingWritten(const Certificate& cert, const std::string& function, char* buffer,
-                      unsigned long long size) {
+// Returns the requested failure, after writing the partial text, if there is one.
+int WritePartAndFail(const Certificate& cert, const std::string& function, char* buffer,
+                     unsigned long long size) {
   if (cert.Has("partial." + function))
     Copy(cert.Text("partial." + function), buffer, size);
   return cert.Failure(function);
 }
 
-// An attribute of the subject or the issuer; -2 when there is none of that name.
+// Writes an attribute of the subject or the issuer. Returns -2 if there is none of that name.
 int Attribute(const Certificate& cert, const std::string& function, const std::string& word,
               const std::string& common_name, char* buffer, unsigned long long size) {
   if (cert.Failure(function) != 0)
-    return FailHavingWritten(cert, function, buffer, size);
+    return WritePartAndFail(cert, function, buffer, size);
   const std::string::size_type dot = word.find('.');
   if (cert.Has(word))
     return Copy(cert.Text(word), buffer, size);
@@ -47,8 +47,8 @@ int Attribute(const Certificate& cert, const std::string& function, const std::s
   return -2;
 }
 
-// As many bytes as wanted, none of them zero and no two neighbours alike.
-bool CopyKeyBytes(long wanted, unsigned char* buffer, unsigned long capacity) {
+// Writes `wanted` bytes, none of them zero and no two adjacent ones equal.
+bool WriteKeyBytes(long wanted, unsigned char* buffer, unsigned long capacity) {
   if (wanted < 0 || static_cast<unsigned long>(wanted) > capacity)
     return false;
   for (long i = 0; i < wanted; ++i)
@@ -56,9 +56,9 @@ bool CopyKeyBytes(long wanted, unsigned char* buffer, unsigned long capacity) {
   return true;
 }
 
-// Notes the call before it answers.
+// Records the call and returns its result.
 template <typename Number>
-Number Answer(const char* function, const Certificate* cert, Number result) {
+Number RecordResult(const char* function, const Certificate* cert, Number result) {
   TheHost().Called(function, Result(cert->name(), result));
   return result;
 }
@@ -84,7 +84,7 @@ long cert_parse(const void* bytes, long length, certificate* cert) {
       length > 0 ? std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(length))
                  : std::string();
   const bool parsed = cert->Parse(text);
-  const bool accepted = parsed || (length == 0 && TheHost().parses_nothing());
+  const bool accepted = parsed || (length == 0 && TheHost().accepts_empty());
   const int result = accepted ? cert->Failure("parse") : 1;
   const std::string name = parsed ? cert->name() : std::to_string(length) + " bytes";
   TheHost().Called("cert_parse", Result(name, result));
@@ -94,7 +94,7 @@ long cert_parse(const void* bytes, long length, certificate* cert) {
 long cert_subject(const certificate* cert, char* buffer, unsigned long long size) {
   TheHost().CheckAlive(cert, "cert_subject");
   const int result = cert->Failure("subject") != 0
-                         ? FailHavingWritten(*cert, "subject", buffer, size)
+                         ? WritePartAndFail(*cert, "subject", buffer, size)
                          : Copy(cert->Text("subject", "CN=" + cert->name()), buffer, size);
   TheHost().Called("cert_subject", Result(cert->name() + ", size " + std::to_string(size), result));
   return result;
@@ -125,8 +125,8 @@ int cert_issuer_attr(const certificate* cert, const char* attribute, char* buffe
 short cert_is_ca(const certificate* cert) {
   TheHost().CheckAlive(cert, "cert_is_ca");
   const int failure = cert->Failure("is_ca");
-  return Answer("cert_is_ca", cert,
-                static_cast<short>(failure != 0 ? failure : cert->Number("ca")));
+  return RecordResult("cert_is_ca", cert,
+                      static_cast<short>(failure != 0 ? failure : cert->Number("ca")));
 }
 
 long cert_serial(const certificate* cert, unsigned char* buffer, unsigned long* length) {
@@ -150,10 +150,10 @@ short cert_key_usage(const certificate* cert, int* usage) {
   const bool absent = cert->Text("usage", "absent") == "absent";
   const long usual = failure != 0 ? 0 : absent ? -1 : cert->Number("usage");
   *usage = static_cast<int>(cert->Number("claim.usage", usual));
-  return Answer("cert_key_usage", cert,
-                static_cast<short>(failure != 0 ? failure
-                                   : absent     ? -2
-                                                : 0));
+  return RecordResult("cert_key_usage", cert,
+                      static_cast<short>(failure != 0 ? failure
+                                         : absent     ? -2
+                                                      : 0));
 }
 
 long cert_rsa_public_key_components(const certificate* cert, unsigned char* exponent,
@@ -166,8 +166,8 @@ long cert_rsa_public_key_components(const certificate* cert, unsigned char* expo
   const long exponent_wanted = std::strtol(lengths.c_str(), nullptr, 10);
   const long modulus_wanted = std::strtol(lengths.c_str() + lengths.find(':') + 1, nullptr, 10);
   long result = cert->Failure("rsa");
-  if (result == 0 && !(CopyKeyBytes(exponent_wanted, exponent, *exponent_len) &&
-                       CopyKeyBytes(modulus_wanted, modulus, *modulus_len)))
+  if (result == 0 && !(WriteKeyBytes(exponent_wanted, exponent, *exponent_len) &&
+                       WriteKeyBytes(modulus_wanted, modulus, *modulus_len)))
     result = -1;
   if (result == 0) {
     *exponent_len = static_cast<unsigned long>(cert->Number("claim.exponent", exponent_wanted));

@@ -10,6 +10,16 @@ namespace {
 
 const std::set<std::string> kAlwaysRecorded = {"cert_alloc", "cert_parse", "cert_free"};
 
+const std::set<std::string> kInspection = {"cert_subject",
+                                           "cert_subject_attr",
+                                           "cert_issuer_attr",
+                                           "cert_is_ca",
+                                           "cert_serial",
+                                           "cert_key_usage",
+                                           "cert_rsa_public_key_components"};
+
+const std::set<std::string> kStringUtilities = {"Transcode", "LongToString", "Strip"};
+
 }  // namespace
 
 Host& Host::Instance() {
@@ -22,11 +32,25 @@ void Host::Reset() {
   *this = Host();
 }
 
+void Host::CheckName(const std::string& function) {
+  if (kAlwaysRecorded.count(function) + kInspection.count(function) +
+          kStringUtilities.count(function) ==
+      0)
+    violations_.push_back("the host has no function " + function);
+}
+
+void Host::ThrowAtCall(const std::string& function) {
+  CheckName(function);
+  throw_at_call_ = function;
+}
+
+void Host::Record(const std::string& function) {
+  CheckName(function);
+  recorded_.insert(function);
+}
+
 void Host::RecordInspection() {
-  for (const char* function :
-       {"cert_subject", "cert_subject_attr", "cert_issuer_attr", "cert_is_ca", "cert_serial",
-        "cert_key_usage", "cert_rsa_public_key_components"})
-    Record(function);
+  recorded_.insert(kInspection.begin(), kInspection.end());
 }
 
 std::vector<std::string> Host::Violations() const {
@@ -38,9 +62,9 @@ std::vector<std::string> Host::Violations() const {
   if (!throw_at_message_.empty())
     all.push_back("no message began with \"" + throw_at_message_ + '"');
   if (!throw_at_call_.empty())
-    all.push_back(throw_at_call_ + " was not called, and so did not throw");
+    all.push_back(throw_at_call_ + " was not called and did not throw");
   if (allocs_until_failure_ > 0)
-    all.push_back("cert_alloc was not called, and so did not fail");
+    all.push_back("cert_alloc was not called and did not fail");
   return all;
 }
 
@@ -85,7 +109,7 @@ void Host::Free(Certificate* cert) {
 
 void Host::CheckAlive(const Certificate* cert, const std::string& function) {
   if (alive_.count(cert) == 0)
-    violations_.push_back(function + " of a certificate that is freed or was never made");
+    violations_.push_back(function + " of a certificate that was freed or never allocated");
 }
 
 }  // namespace scripted_host

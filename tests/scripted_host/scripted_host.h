@@ -1,4 +1,4 @@
-// What a test tells the scripted host, and asks of it.
+// The scripted host: host services that record their calls in the trace and fail on request.
 #pragma once
 
 #include <functional>
@@ -12,52 +12,58 @@
 
 namespace scripted_host {
 
-// What the host's functions throw when they are told to.
+// Thrown by the host's functions on request.
 struct Thrown : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Functions are called by their names: "Transcode", "LongToString", "Strip", "cert_alloc",
+// "cert_serial", and so on. Calls are counted from the time of the request.
 class Host {
  public:
   static Host& Instance();
   void Reset();
 
-  // Throws at the first message from now on that begins with `beginning`, after it was recorded.
+  // The first message that begins with `beginning` throws after it was recorded.
   void ThrowAtMessage(const std::string& beginning) { throw_at_message_ = beginning; }
-  // Runs within every message from now on, after it was recorded.
+  // Runs `action` within every message, after the message was recorded.
   void OnMessage(std::function<void()> action) { on_message_ = std::move(action); }
-  // Throws at the first call from now on of this function: "Transcode", "cert_serial", ...
-  void ThrowAtCall(const std::string& function) { throw_at_call_ = function; }
-  // cert_alloc answers null at the n-th call from now on.
+  // The first call of the function throws.
+  void ThrowAtCall(const std::string& function);
+  // The n-th call of cert_alloc returns a null pointer.
   void FailAlloc(int nth = 1) { allocs_until_failure_ = nth; }
-  // cert_parse takes a certificate of no bytes, too.
-  void ParseNothing() { parses_nothing_ = true; }
-  // Transcode answers this instead of its text.
+  // cert_parse accepts an empty certificate.
+  void AcceptEmptyCertificates() { accepts_empty_ = true; }
+  // Transcode returns this text.
   void TranscodeTo(const std::string& text) { transcoded_ = text; }
-  // Records the certificate calls beside cert_alloc, cert_parse and cert_free, too; or "Transcode",
-  // "LongToString", "Strip".
-  void Record(const std::string& function) { recorded_.insert(function); }
+  // Records calls of the function. Those of cert_alloc, cert_parse and cert_free are always
+  // recorded.
+  void Record(const std::string& function);
+  // Records calls of all functions that read a field of a certificate.
   void RecordInspection();
-  // An exception is about to lose certificates that nobody can free.
+  // Do not report certificates that were never freed: an exception will lose them.
   void ExpectLostCertificates() { may_lose_ = true; }
 
-  // What the component did wrong: certificates freed twice or never, used after, script not read.
+  // Returns what the component did wrong (certificates freed twice or never, or used after that)
+  // and which requests of the test were not used.
   std::vector<std::string> Violations() const;
   std::size_t certificates_alive() const { return alive_.size(); }
-  // Frees what an exception has lost, so that a test of that leaks nothing.
+  // Frees the certificates that an exception has lost.
   void FreeLostCertificates();
 
-  // For the host's functions.
+  // The rest is used by the host's functions.
   void Logged(const std::string& message, int level);
   void Called(const std::string& function, const std::string& text);
   bool AllocFails();
   Certificate* Alloc();
   void Free(Certificate* cert);
   void CheckAlive(const Certificate* cert, const std::string& function);
-  bool parses_nothing() const { return parses_nothing_; }
+  bool accepts_empty() const { return accepts_empty_; }
   const std::string& transcoded() const { return transcoded_; }
 
  private:
+  void CheckName(const std::string& function);
+
   std::set<const Certificate*> alive_;
   std::set<std::string> recorded_;
   std::vector<std::string> violations_;
@@ -66,7 +72,7 @@ class Host {
   std::string transcoded_;
   std::function<void()> on_message_;
   int allocs_until_failure_ = 0;
-  bool parses_nothing_ = false;
+  bool accepts_empty_ = false;
   bool may_lose_ = false;
 };
 

@@ -1,5 +1,5 @@
-// A host program's own certificate library: `certificate` is another name for a class of its own,
-// the functions are templates, overloads and defaults away from ours, and only the calls fit.
+// The certificate library of another host program. Its types differ from those of src/host: only
+// the calls that the component makes compile with both.
 #pragma once
 
 namespace scripted_host {

@@ -1,4 +1,4 @@
-// A host program's own string utilities: same names, other types.
+// The string utilities of another host program: the same names with other types.
 #pragma once
 
 #include <list>

@@ -1,4 +1,4 @@
-// A host program's own log, which is not ours in anything but the call.
+// The log of another host program, which has only the call in common with src/host.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@ namespace scripted_host {
 
 class EventLog {
  public:
-  // How many messages there have been.
+  // Returns the number of messages so far.
   int Log(const std::string& message, int level);
   void Clear() { messages_ = 0; }
 

@@ -1,6 +1,6 @@
-// The seam between the component and its host program: three headers and nothing else. That the
-// component compiles and links against another host is shown by the library this test is linked
-// with; here is what the compiler cannot see.
+// The component needs nothing from its host program but three headers. The library that this test
+// is linked with shows that the component compiles and links with other implementations of them.
+// These tests check what the compiler does not see.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,15 +19,15 @@ namespace {
 namespace fs = std::filesystem;
 using testing::IsEmpty;
 
-// The host that the component was compiled with is the foreign one.
+// The component was compiled with the host services of the scripted host.
 static_assert(std::is_same_v<decltype(logfile.Log("", 0)), int>);
 static_assert(std::is_same_v<certificate, scripted_host::Certificate>);
 
 const std::set<std::string> kHostHeaders = {"\"host/logfile.h\"", "\"host/kvutils.h\"",
                                             "\"host/certificate.h\""};
 
-// The language, the types of PKCS#11, and of the platform nothing but its loader: no files, no
-// threads, no clock. A header more is a thing more that the component does.
+// The standard library, the types of PKCS#11 and the loader: no files, threads or clock. Whoever
+// adds a header here gives the component another task.
 const std::set<std::string> kPlatformHeaders = {
     "<algorithm>",        "<climits>", "<cstdint>", "<cstdio>",   "<cstdlib>",
     "<cstring>",          "<list>",    "<memory>",  "<optional>", "<string>",
@@ -49,7 +49,7 @@ std::vector<std::string> Lines(const fs::path& path) {
   return lines;
 }
 
-// Every include of the file, as written with its quotes or brackets.
+// Returns the includes of the file with their quotes or brackets.
 std::vector<std::string> Includes(const fs::path& path) {
   static const std::regex include("\\s*#\\s*include\\s*(.*?)\\s*(//.*)?");
   std::vector<std::string> names;
@@ -61,14 +61,14 @@ std::vector<std::string> Includes(const fs::path& path) {
   return names;
 }
 
-// Whether the line looks at the environment, or opens a file: what headers that are allowed for
-// other things offer besides.
-bool LooksAround(const std::string& line) {
+// Returns true if the line reads the environment or opens a file. Some allowed headers declare
+// functions for that.
+bool AccessesFileOrEnvironment(const std::string& line) {
   static const std::regex names("getenv|\\benviron\\b|\\bf?open(dir|at)?\\(");
   return std::regex_search(line, names);
 }
 
-TEST(Seam, TheComponentIncludesOnlyItselfThePlatformAndThreeHostHeaders) {
+TEST(HostIndependence, IncludesOnlyAllowedHeaders) {
   std::vector<std::string> stray;
   std::set<std::string> host_headers;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(COMPONENT_FOLDER)) {
@@ -80,10 +80,10 @@ TEST(Seam, TheComponentIncludesOnlyItselfThePlatformAndThreeHostHeaders) {
     }
   }
   EXPECT_THAT(stray, IsEmpty());
-  EXPECT_EQ(host_headers, kHostHeaders) << "includes are looked for in the wrong way";
+  EXPECT_EQ(host_headers, kHostHeaders) << "Includes() must find all three";
 }
 
-TEST(Seam, WhatIsNotAllowedIsNoticed) {
+TEST(HostIndependence, DetectsHeadersThatAreNotAllowed) {
   for (const char* name :
        {"\"host/x509/der.h\"", "\"../host/certificate.h\"", "\"certificate.h\"", "<openssl/evp.h>",
         "\"pkcs11/../host/logfile.h\"", "\"pkcs11/no_such_file.h\"", "HEADER", "<thread>",
@@ -91,24 +91,24 @@ TEST(Seam, WhatIsNotAllowedIsNoticed) {
     EXPECT_FALSE(IsAllowed(name)) << name;
 }
 
-// Its configuration comes from the host's calls alone.
-TEST(Seam, TheComponentLooksAtNoEnvironmentAndNoFiles) {
+// The component is configured only by the calls of its host.
+TEST(HostIndependence, AccessesNoFileOrEnvironment) {
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(COMPONENT_FOLDER)) {
     for (const std::string& line : Lines(entry.path()))
-      EXPECT_FALSE(LooksAround(line)) << entry.path().filename() << ": " << line;
+      EXPECT_FALSE(AccessesFileOrEnvironment(line)) << entry.path().filename() << ": " << line;
   }
 }
 
-TEST(Seam, WhoLooksAroundIsNoticed) {
+TEST(HostIndependence, DetectsFileAndEnvironmentAccess) {
   for (const char* line :
        {"std::getenv(\"HOME\")", "  const char* text = getenv(name);", "secure_getenv(name)",
         "extern char** environ;", "std::fopen(path, \"r\")", "return open(path, O_RDONLY);"})
-    EXPECT_TRUE(LooksAround(line)) << line;
+    EXPECT_TRUE(AccessesFileOrEnvironment(line)) << line;
   for (const char* line : {"dlopen(path, RTLD_LAZY)", "module.Open(path)", "open_ = rv == CKR_OK;"})
-    EXPECT_FALSE(LooksAround(line)) << line;
+    EXPECT_FALSE(AccessesFileOrEnvironment(line)) << line;
 }
 
-TEST(Seam, AModuleLivesWithinAForeignHost) {
+TEST(HostIndependence, ModuleRunsWithForeignHost) {
   PKCS11Module module;
   EXPECT_FALSE(module.HasChanged());
   EXPECT_EQ(module.name_components.size(), 1u);
