@@ -1,5 +1,5 @@
-// Every allocation of every operation fails once. What cannot be done without memory throws
-// std::bad_alloc or is left out, nothing is half changed, and the same object works afterwards.
+// Each allocation of each operation fails once. The operation throws std::bad_alloc or skips what
+// needs the memory. It changes either everything or nothing, and the module can still be used.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,38 +17,38 @@ namespace {
 
 using failing_memory::Uncounted;
 
-// The provider's own list, and one whose functions are not counted.
+// The provider's own list, and one with functions whose allocations are not counted.
 CK_FUNCTION_LIST own_list;
-CK_FUNCTION_LIST quiet_list;
+CK_FUNCTION_LIST uncounted_list;
 
-CK_FUNCTION_LIST_PTR Quieten(CK_FUNCTION_LIST_PTR list) {
+CK_FUNCTION_LIST_PTR Uncount(CK_FUNCTION_LIST_PTR list) {
   const Uncounted uncounted;
-  quiet_list = own_list = *list;
-#define QUIET(function)                         \
-  quiet_list.function = [](auto... arguments) { \
-    const Uncounted uncounted_here;             \
-    return own_list.function(arguments...);     \
+  uncounted_list = own_list = *list;
+#define UNCOUNTED(function)                         \
+  uncounted_list.function = [](auto... arguments) { \
+    const Uncounted uncounted_here;                 \
+    return own_list.function(arguments...);         \
   }
-  QUIET(C_Initialize);
-  QUIET(C_Finalize);
-  QUIET(C_GetInfo);
-  QUIET(C_GetSlotList);
-  QUIET(C_GetSlotInfo);
-  QUIET(C_GetTokenInfo);
-  QUIET(C_WaitForSlotEvent);
-  QUIET(C_OpenSession);
-  QUIET(C_CloseSession);
-  QUIET(C_Login);
-  QUIET(C_Logout);
-  QUIET(C_InitPIN);
-  QUIET(C_FindObjectsInit);
-  QUIET(C_FindObjects);
-  QUIET(C_FindObjectsFinal);
-  QUIET(C_GetAttributeValue);
-  QUIET(C_SignInit);
-  QUIET(C_Sign);
-#undef QUIET
-  return &quiet_list;
+  UNCOUNTED(C_Initialize);
+  UNCOUNTED(C_Finalize);
+  UNCOUNTED(C_GetInfo);
+  UNCOUNTED(C_GetSlotList);
+  UNCOUNTED(C_GetSlotInfo);
+  UNCOUNTED(C_GetTokenInfo);
+  UNCOUNTED(C_WaitForSlotEvent);
+  UNCOUNTED(C_OpenSession);
+  UNCOUNTED(C_CloseSession);
+  UNCOUNTED(C_Login);
+  UNCOUNTED(C_Logout);
+  UNCOUNTED(C_InitPIN);
+  UNCOUNTED(C_FindObjectsInit);
+  UNCOUNTED(C_FindObjects);
+  UNCOUNTED(C_FindObjectsFinal);
+  UNCOUNTED(C_GetAttributeValue);
+  UNCOUNTED(C_SignInit);
+  UNCOUNTED(C_Sign);
+#undef UNCOUNTED
+  return &uncounted_list;
 }
 
 bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void*) {
@@ -62,7 +62,7 @@ bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, voi
 struct Case {
   const char* name;
   std::function<void(PKCS11Module&)> act;
-  bool may_lose_certificates = false;  // Those of GetToken, when an exception ends it.
+  bool may_lose_certificates = false;  // In GetToken(), which an exception may end.
   bool locked = false;                 // The user PIN of the second slot.
 };
 
@@ -111,11 +111,11 @@ void PrintTo(const Case& operation, std::ostream* out) {
 class EveryAllocationFails : public testing::TestWithParam<Case> {
  protected:
   EveryAllocationFails() : provider(scripted::Provider::Instance()) {
-    scripted::in_process_loader::ReplaceFunctionList(Quieten);
+    scripted::in_process_loader::ReplaceFunctionList(Uncount);
   }
   ~EveryAllocationFails() override { scripted::in_process_loader::Reset(); }
 
-  void MakeWorld() {
+  void AddTokens() {
     provider.Reset();
     scripted::Trace::Instance().Clear();
     for (const CK_SLOT_ID slot : {1UL, 2UL}) {
@@ -130,16 +130,16 @@ class EveryAllocationFails : public testing::TestWithParam<Case> {
       provider.Slot(2).Token().UserTriesLeft(0);
   }
 
-  // An object that has a filter and a name, and a provider.
+  // Sets a filter and a naming specification, and opens the provider.
   void Prepare(PKCS11Module& module) {
-    MakeWorld();
+    AddTokens();
     ASSERT_TRUE(module.SetNameComponents("subject_commonName"));
     ASSERT_TRUE(module.AddFilter("|commonName=Test CA|0"));
     ASSERT_EQ(module.Open("direct"), 0);
     module.changed = true;
   }
 
-  void ExpectBalance(const PKCS11Module& module) {
+  void ExpectNothingLeftOver(const PKCS11Module& module) {
     EXPECT_TRUE(provider.sessions().empty());
     for (const std::string& violation : provider.ViolationsSoFar())
       ADD_FAILURE() << violation;
@@ -165,7 +165,7 @@ class EveryAllocationFails : public testing::TestWithParam<Case> {
   scripted::Provider& provider;
 };
 
-TEST_P(EveryAllocationFails, OnceAndNothingIsHalfChanged) {
+TEST_P(EveryAllocationFails, LeavesModuleConsistent) {
   const Case& operation = GetParam();
   const std::string name = operation.name;
   int failed = 0;
@@ -187,11 +187,11 @@ TEST_P(EveryAllocationFails, OnceAndNothingIsHalfChanged) {
       break;
     ++failed;
 
-    ExpectBalance(module);
+    ExpectNothingLeftOver(module);
     EXPECT_TRUE(failing_memory::certificates_alive() == 0 ||
                 (operation.may_lose_certificates && thrown));
     failing_memory::FreeCertificates();
-    if (name == "Construct") {  // There is no module without its naming specification.
+    if (name == "Construct") {  // Its default naming specification is allocated.
       EXPECT_TRUE(thrown);
     }
     if (thrown && name == "SetNameComponents") {
@@ -204,12 +204,12 @@ TEST_P(EveryAllocationFails, OnceAndNothingIsHalfChanged) {
     if (thrown && name == "GetCertificates") {
       EXPECT_TRUE(module.changed);
     }
-    if (thrown && name == "Open") {  // Nothing is loaded, or Open was never reached.
+    if (thrown && name == "Open") {  // Failed before or after it closed the previous provider.
       EXPECT_THAT(module.GetLibraryPath(), testing::AnyOf("", "direct"));
     }
     ExpectStillWorks(module);
     if (HasFailure())
-      FAIL() << "the first of what may be many";
+      FAIL() << "stopping after the first failure";
   }
   std::printf("counted: %d allocations failed, one at a time\n", failed);
   const bool needs_none = name == "Close" || name == "HasChanged" || name == "ClearFilters";

@@ -1,5 +1,5 @@
-// The component at work for a long time: its memory, file descriptors and threads stay as many. The
-// number of rounds is CARDCERT_ENDURANCE_ROUNDS, or 500.
+// Many rounds of operations, after which memory, file descriptors and threads are no more than
+// before. CARDCERT_ENDURANCE_ROUNDS sets the number of rounds; the default is 500.
 #include <gtest/gtest.h>
 #include <malloc.h>
 
@@ -23,7 +23,7 @@ std::ptrdiff_t Entries(const char* folder) {
 }
 
 struct Resources {
-  std::size_t bytes;  // Of the heap; always 0 under AddressSanitizer, which has its own.
+  std::size_t bytes;  // On the heap. Always 0 under AddressSanitizer, which has its own heap.
   std::ptrdiff_t descriptors;
   std::ptrdiff_t threads;
 
@@ -34,7 +34,7 @@ struct Resources {
   }
 };
 
-// Some bytes vary with what was freed last; a leak in every round takes 16 of them at least.
+// The heap may vary by some bytes. A leak in each round would take at least 16 bytes a round.
 void ExpectSame(const Resources& before, const Resources& after, int rounds) {
   EXPECT_LT(after.bytes, before.bytes + static_cast<std::size_t>(rounds) * 8)
       << "bytes of the heap";
@@ -50,7 +50,7 @@ bool Ask(pkcs11_pin_type, unsigned char* buffer, unsigned long* length, void*) {
   return true;
 }
 
-void MakeWorld() {
+void AddTokens() {
   static const auto key = support::RsaKey::Generate(1024);
   static const std::string der = der::Certificate().Serial("\x01").KeyUsage(128).Ca(false).Der();
   scripted::Provider& provider = scripted::Provider::Instance();
@@ -63,7 +63,7 @@ void MakeWorld() {
 const char kProvider[] = SCRIPTED_PROVIDER_FOLDER "scripted.so";
 
 void OpenListSignClose(PKCS11Module& module) {
-  MakeWorld();
+  AddTokens();
   ASSERT_EQ(module.Open(kProvider), 0);
   ASSERT_TRUE(module.HasChanged());
   ASSERT_EQ(module.GetCertificates().size(), 2u);
@@ -74,11 +74,11 @@ void OpenListSignClose(PKCS11Module& module) {
   module.Close();
 }
 
-TEST(Endurance, OpeningListingSigningAndClosing) {
+TEST(Endurance, RoundsLeakNothing) {
   const int rounds = Rounds();
   PKCS11Module module;
   module.AddFilter("A|commonName=Test CA|128");
-  for (int i = 0; i < 50; ++i)  // What is kept once is kept now.
+  for (int i = 0; i < 50; ++i)  // Warm up: allocate what is kept for good.
     OpenListSignClose(module);
   const Resources before = Resources::Now();
   for (int i = 0; i < rounds; ++i)
@@ -86,12 +86,12 @@ TEST(Endurance, OpeningListingSigningAndClosing) {
   ExpectSame(before, Resources::Now(), rounds);
 }
 
-// An hour of a poll a second, with an event every minute and a listing after it.
-TEST(Endurance, AnHourOfPolling) {
-  MakeWorld();
+// Polls once per second for an hour, with an event and a listing every minute.
+TEST(Endurance, HourOfPollingLeaksNothing) {
+  AddTokens();
   PKCS11Module module;
   const auto hour = [&module] {
-    MakeWorld();
+    AddTokens();
     ASSERT_EQ(module.Open(kProvider), 0);
     int changes = 0;
     for (int second = 0; second < 3600; ++second) {
@@ -102,7 +102,7 @@ TEST(Endurance, AnHourOfPolling) {
         ++changes;
       }
     }
-    ASSERT_EQ(changes, 61);  // The first is that of Open.
+    ASSERT_EQ(changes, 61);  // Including the one after Open().
     module.Close();
   };
   ASSERT_NO_FATAL_FAILURE(hour());

@@ -1,18 +1,18 @@
-// Every provider call of every operation fails once with every value that the standard defines, and
-// once with everything after it failing too.
+// Each provider call of each operation fails with each value that the standard defines: once alone,
+// and once together with all later calls.
 #include <algorithm>
 #include <cstdlib>
 
-#include "faults/operations.h"
+#include "faults/expected_outcome.h"
 #include "support/ckr_names.h"
 
 namespace faults {
 namespace {
 
-constexpr int kMostExtraCalls = 60;  // A PIN asked for again, an unlock, a loss of patience.
+constexpr int kMostExtraCalls = 60;  // For more PINs and an unlock.
 
-// What the `k`-th call fails with: every value but CKR_OK. With CARDCERT_EVERY_NTH_RESULT=N only
-// every N-th of them, other ones for each call, where everything is slow.
+// Returns the values that call `k` fails with: all but CKR_OK. If CARDCERT_EVERY_NTH_RESULT is N,
+// returns every N-th of them, starting at another one for each call, for slow tools like valgrind.
 std::vector<CK_RV> Failures(std::size_t k) {
   const char* const text = std::getenv("CARDCERT_EVERY_NTH_RESULT");
   const std::size_t step = text != nullptr ? std::strtoul(text, nullptr, 10) : 1;
@@ -32,7 +32,7 @@ std::string LastLogLine() {
 
 class EveryCallFails : public FaultsTest, public testing::WithParamInterface<Operation> {
  protected:
-  // Healthy tokens, ready for the operation.
+  // Prepares the provider and the module for the operation.
   void Prepare() {
     Begin();
     GetParam().prepare(provider, module);
@@ -42,20 +42,21 @@ class EveryCallFails : public FaultsTest, public testing::WithParamInterface<Ope
 
   int calls() const { return provider.num_calls() - calls_before_; }
 
-  // What is in the caller's hands is as it has to be, and the same object works.
+  // Checks that nothing is left over but the session that the operation returns to its caller, and
+  // that the module still works.
   void ExpectInvariants(const std::string& result) {
     const Operation& operation = GetParam();
     const bool holds_session = operation.sessions > 0 && result != "not found";
     EXPECT_EQ(provider.sessions().size(), holds_session ? 1u : 0u);
     EXPECT_EQ(host.certificates_alive(), 0u);
     EXPECT_LE(calls(), static_cast<int>(operation.calls.size()) + kMostExtraCalls);
-    Finish();
-    ExpectBalance();
+    EndSessionsOfCaller();
+    ExpectNothingLeftOver();
     ExpectStillWorks();
   }
 
-  // How many of the calls before the k-th are of the same function.
-  static int Earlier(std::size_t k) {
+  // Returns how many of the calls before the k-th are of the same function.
+  static int NumEarlier(std::size_t k) {
     const std::vector<CallRow>& calls = GetParam().calls;
     return static_cast<int>(std::count_if(calls.begin(),
                                           calls.begin() + static_cast<std::ptrdiff_t>(k),
@@ -64,23 +65,23 @@ class EveryCallFails : public FaultsTest, public testing::WithParamInterface<Ope
                                           }));
   }
 
-  // Whether a value that stays from the k-th call on may make the operation go on for ever:
-  // CKR_PIN_INCORRECT from C_GetTokenInfo asks for another Login, which gets no further. Nothing in
-  // the standard allows a provider that answer (PKCS#11 2.40, section 5.5).
+  // Returns true if the operation may never end when all calls from the k-th on return `rv`:
+  // CKR_PIN_INCORRECT from C_GetTokenInfo starts another Login(), which fails in the same way. The
+  // standard does not allow this result (PKCS#11 2.40, section 5.5).
   static bool IsEndless(std::size_t k, CK_RV rv) {
     const std::vector<CallRow>& calls = GetParam().calls;
     return rv == CKR_PIN_INCORRECT && std::any_of(calls.begin() + static_cast<std::ptrdiff_t>(k),
                                                   calls.end(), [](const CallRow& row) {
-                                                    return row.meaning == Meaning::kInLogin ||
-                                                           row.meaning == Meaning::kUserLogin ||
-                                                           row.meaning == Meaning::kSoLogin;
+                                                    return row.handling == Handling::kBeforeLogin ||
+                                                           row.handling == Handling::kUserLogin ||
+                                                           row.handling == Handling::kSoLogin;
                                                   });
   }
 
   int calls_before_ = 0;
 };
 
-TEST_P(EveryCallFails, Once) {
+TEST_P(EveryCallFails, Alone) {
   const Operation& operation = GetParam();
   Prepare();
   User healthy_user;
@@ -88,6 +89,7 @@ TEST_P(EveryCallFails, Once) {
   ASSERT_EQ(calls(), static_cast<int>(operation.calls.size()))
       << scripted::Trace::Instance().Take();
   const std::string healthy_last = LastLogLine();
+  EndSessionsOfCaller();
 
   int combinations = 0;
   for (std::size_t k = 0; k < operation.calls.size(); ++k) {
@@ -98,7 +100,8 @@ TEST_P(EveryCallFails, Once) {
       Prepare();
       const int earlier = provider.num_calls(row.function);
       provider.OnAnyCall(static_cast<int>(k) + 1).Return(rv).Before([&, earlier] {
-        EXPECT_EQ(provider.num_calls(row.function), earlier + 1 + Earlier(k)) << "another call";
+        EXPECT_EQ(provider.num_calls(row.function), earlier + 1 + NumEarlier(k))
+            << "not the expected call";
       });
       User user;
       const std::string result = operation.act(module, user);
@@ -109,14 +112,13 @@ TEST_P(EveryCallFails, Once) {
       ExpectInvariants(result);
       ++combinations;
       if (HasFailure())
-        FAIL() << "the first of what may be many";
+        FAIL() << "stopping after the first failure";
     }
   }
-  std::printf("counted: %d combinations of a provider call and the value it fails with\n",
-              combinations);
+  std::printf("counted: %d combinations of a provider call and its failure\n", combinations);
 }
 
-TEST_P(EveryCallFails, WithEverythingAfterIt) {
+TEST_P(EveryCallFails, WithAllLaterCalls) {
   const Operation& operation = GetParam();
   int combinations = 0;
   for (std::size_t k = 0; k < operation.calls.size(); ++k) {
@@ -130,10 +132,10 @@ TEST_P(EveryCallFails, WithEverythingAfterIt) {
       ExpectInvariants(operation.act(module, user));
       ++combinations;
       if (HasFailure())
-        FAIL() << "the first of what may be many";
+        FAIL() << "stopping after the first failure";
     }
   }
-  std::printf("counted: %d combinations in which every later call fails, too\n", combinations);
+  std::printf("counted: %d combinations in which all later calls fail, too\n", combinations);
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, EveryCallFails, testing::ValuesIn(AllOperations()), TestName);

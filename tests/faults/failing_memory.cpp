@@ -10,7 +10,7 @@ void* __real_malloc(std::size_t size);
 void* __wrap_malloc(std::size_t size);
 void __real_free(void* memory);
 void __wrap_free(void* memory);
-// cert_alloc() and cert_free(certificate*), by their names in an object file.
+// The mangled names of cert_alloc() and cert_free(certificate*).
 certificate* __real__Z10cert_allocv();
 certificate* __wrap__Z10cert_allocv();
 void __real__Z9cert_freeP11certificate(certificate* cert);
@@ -19,7 +19,7 @@ void __wrap__Z9cert_freeP11certificate(certificate* cert);
 
 namespace {
 
-int allocations_left = 0;  // Until one fails; 0: none will.
+int allocations_left = 0;  // Until one fails; 0 means that none fails.
 bool has_failed = false;
 int uncounted = 0;
 
@@ -30,7 +30,7 @@ bool Fails() {
   return true;
 }
 
-// Zero bytes are an allocation, too.
+// An allocation of 0 bytes must return a pointer, too.
 void* Allocate(std::size_t size) {
   return Fails() ? nullptr : __real_malloc(size > 0 ? size : 1);
 }
@@ -130,6 +130,6 @@ certificate* __wrap__Z10cert_allocv() {
 
 void __wrap__Z9cert_freeP11certificate(certificate* cert) {
   if (cert != nullptr && Certificates().erase(cert) == 0)
-    __builtin_trap();  // Freed twice, or never made.
+    __builtin_trap();  // Freed twice, or never allocated.
   __real__Z9cert_freeP11certificate(cert);
 }

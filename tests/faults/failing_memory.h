@@ -1,17 +1,17 @@
-// Memory that runs out at a chosen allocation. Counted are operator new, the host's cert_alloc and
-// the malloc of the code that the test is linked with; not what the provider allocates.
+// Makes one chosen allocation fail. Allocations are counted in operator new, in cert_alloc() of the
+// host, and in malloc() of the code linked into the test.
 #pragma once
 
 #include <cstddef>
 
 namespace failing_memory {
 
-// The n-th allocation from now on fails.
+// Makes the n-th allocation from now on fail.
 void FailAt(int nth);
-// No further one fails; whether one has.
+// Lets all further allocations succeed. Returns true if one has failed.
 bool Stop();
 
-// While it lives, allocations are not counted.
+// Allocations are not counted while an object of this class exists.
 class Uncounted {
  public:
   Uncounted();
@@ -20,8 +20,9 @@ class Uncounted {
   Uncounted& operator=(const Uncounted&) = delete;
 };
 
-// Parsed certificates that were not freed; Free frees them.
+// Returns the number of certificates that were not freed.
 std::size_t certificates_alive();
+// Frees them.
 void FreeCertificates();
 
 }  // namespace failing_memory

@@ -36,7 +36,7 @@ void SetPins(scripted::Provider& provider) {
 }
 
 bool User::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
-  if (--static_cast<User*>(data)->patience < 0)
+  if (--static_cast<User*>(data)->requests_left < 0)
     return false;
   if (type == PIN_TYPE_UNLOCK)
     return true;
@@ -47,7 +47,7 @@ bool User::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* lengt
 }
 
 void User::Tell(pkcs11_pin_type, pkcs11_pin_error, void* data) {
-  ++static_cast<User*>(data)->told;
+  ++static_cast<User*>(data)->num_errors;
 }
 
 std::string NamesOf(const std::list<pkcs11_certificate>& records) {
@@ -84,14 +84,14 @@ FaultsTest::FaultsTest()
 }
 
 FaultsTest::~FaultsTest() {
-  module.Close();
+  End();
   EXPECT_EQ(scripted::in_process_loader::open_libraries(), 0);
   scripted::in_process_loader::Reset();
   host.Reset();
 }
 
 void FaultsTest::Begin() {
-  module.Close();
+  End();
   provider.Reset();
   host.Reset();
   AddHealthyTokens(provider);
@@ -99,9 +99,14 @@ void FaultsTest::Begin() {
   scripted::Trace::Instance().Clear();
 }
 
-void FaultsTest::ExpectBalance(std::size_t sessions) {
+void FaultsTest::End() {
+  module.Close();
+  EXPECT_THAT(provider.Violations(), testing::IsEmpty());
+}
+
+void FaultsTest::ExpectNothingLeftOver() {
   EXPECT_THAT(provider.ViolationsSoFar(), testing::IsEmpty());
-  EXPECT_EQ(provider.sessions().size(), sessions);
+  EXPECT_TRUE(provider.sessions().empty());
   for (const scripted::SlotModel& slot : provider.slots())
     EXPECT_FALSE(slot.token && slot.token->login) << "slot " << slot.id << " is logged in";
   EXPECT_THAT(host.Violations(), testing::IsEmpty());
@@ -110,7 +115,7 @@ void FaultsTest::ExpectBalance(std::size_t sessions) {
             module.library_handle != nullptr ? 1 : 0);
 }
 
-void FaultsTest::Finish() {
+void FaultsTest::EndSessionsOfCaller() {
   provider.ClearScript();
   for (const scripted::SlotModel& slot : provider.slots()) {
     if (slot.token && slot.token->login && !provider.sessions().empty())
@@ -125,9 +130,13 @@ void FaultsTest::ExpectStillWorks() {
   EXPECT_EQ(module.GetLibraryPath(), "");
   EXPECT_EQ(module.Open("direct"), 0);
   EXPECT_TRUE(module.HasChanged());
-  EXPECT_EQ(NamesOf(module.GetCertificates()), "A B");
+  EXPECT_EQ(List(), "A B");
   EXPECT_FALSE(module.changed);
-  ExpectBalance();
+  ExpectNothingLeftOver();
+}
+
+std::string FaultsTest::List() {
+  return NamesOf(module.GetCertificates());
 }
 
 }  // namespace faults

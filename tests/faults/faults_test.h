@@ -1,5 +1,5 @@
-// The fixture of the tests that let something go wrong: two slots with healthy tokens, a user who
-// answers everything, and what has to hold whatever went wrong.
+// The fixture of the tests that inject failures: two slots with healthy tokens, a user who answers
+// every request, and the conditions that must hold after every failure.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -15,27 +15,30 @@
 
 namespace faults {
 
-// Slot 1 holds "Alice" with the certificate A (serial 01), slot 2 "Bob" with B (02), each with its
-// key. With PINs they want a login.
+// Adds token "Alice" with certificate A (serial 01) and its key in slot 1, and "Bob" with B (02) in
+// slot 2.
 void AddHealthyTokens(scripted::Provider& provider);
+// Sets the PINs of both tokens, which then require a login.
 void SetPins(scripted::Provider& provider);
+// Returns the key of both tokens.
 const support::RsaKey& HealthyKey();
 
-// Answers every request with the right PIN, and consents; cancels after so many requests, so that a
-// provider that refuses every PIN does not go on for ever.
+// The data of PIN callbacks that answer every request with the correct PIN and agree to an unlock.
+// They cancel after `requests_left` requests, since a provider may refuse every PIN.
 struct User {
-  int patience = 20;
-  int told = 0;
+  int requests_left = 20;
+  int num_errors = 0;  // Calls of the error callback.
   static bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data);
   static void Tell(pkcs11_pin_type type, pkcs11_pin_error error, void* data);
 };
 
-// "A B": the names of the records.
+// Returns the names of the records, for example "A B".
 std::string NamesOf(const std::list<pkcs11_certificate>& records);
 
-// The log lines of the trace, each as "3: Unable to read certificate".
+// Returns the log lines in the trace with their levels, for example "3: Unable to read
+// certificate".
 std::vector<std::string> LogLines();
-// Those of level 2 and 3, without the level, each ended by a line break.
+// Returns the lines of levels 2 and 3 without their levels, each ended by a newline.
 std::string FailureLines();
 
 class FaultsTest : public testing::Test {
@@ -43,18 +46,23 @@ class FaultsTest : public testing::Test {
   FaultsTest();
   ~FaultsTest() override;
 
-  // Adds the healthy tokens, loads the provider and clears the trace.
+  // Adds the healthy tokens, loads the provider and clears the trace. Ends what was begun before.
   void Begin();
+  // Closes the module, and checks that every rule was used and that everything was closed.
+  void End();
 
-  // Sessions, logins, certificates and libraries are as they have to be after any operation; the
-  // caller of FindCertificate holds one session.
-  void ExpectBalance(std::size_t sessions = 0);
+  // Checks that no session, login, certificate or library is left over, and that the component has
+  // used the provider and the host correctly.
+  void ExpectNothingLeftOver();
 
-  // Forgets what is left of the script, and ends what the caller of a single step would end.
-  void Finish();
+  // Removes unused rules, and ends the sessions and logins that an operation leaves to its caller.
+  void EndSessionsOfCaller();
 
-  // The same module still works: it is closed, opened, and lists what is there.
+  // Checks that the module can be opened again and lists both certificates.
   void ExpectStillWorks();
+
+  // Returns the names of the certificates that GetCertificates() lists.
+  std::string List();
 
   scripted::Provider& provider;
   scripted_host::Host& host;

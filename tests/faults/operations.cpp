@@ -11,36 +11,34 @@ namespace {
 
 using Rows = std::vector<CallRow>;
 
-const std::string kUnreadable = "Unable to read certificate\n";
-const std::string kNoSession = "Unable to open card session\n";
+const std::string kCertificateNotRead = "Unable to read certificate\n";
+const std::string kSessionNotOpened = "Unable to open card session\n";
 const std::string kNotSigned = "Signature operation failed ({rv})\n";
 constexpr char kNotOpened[] = "-1, path \"\"";
 const std::string kNotInitialized = "Error initializing PKCS#11 module 'again': {rv}\n";
 constexpr char kNotFound[] = "Failed to find the certificate";
-constexpr const char* kHealthy = nullptr;  // As in a healthy run.
-constexpr const char* kLastFailure = "";   // The last of the row's own lines.
 
 Rows operator+(Rows left, const Rows& right) {
   left.insert(left.end(), right.begin(), right.end());
   return left;
 }
 
-// GetTokenCertificates on a token with one certificate, up to where it has been read. `none` is the
-// result when there is none, `after` what the caller then logs.
+// GetTokenCertificates on a token with one certificate, until the certificate has been read. `none`
+// is the result of the operation without the certificate, `after` what the caller logs about that.
 Rows ReadRows(const char* none, const std::string& after, const char* last) {
   const std::string broken_off = "Error enumerating certificates\n" + after;
-  return {{"C_OpenSession", none, kNoSession + after, last},
+  return {{"C_OpenSession", none, kSessionNotOpened + after, last},
           {"C_FindObjectsInit", none, broken_off, last},
           {"C_FindObjects", none, broken_off, last},
-          {"C_GetAttributeValue", none, kUnreadable + after, last},
-          {"C_GetAttributeValue", none, kUnreadable + after, last}};
+          {"C_GetAttributeValue", none, kCertificateNotRead + after, last},
+          {"C_GetAttributeValue", none, kCertificateNotRead + after, last}};
 }
 
-// Its end; what was read before the search breaks off is kept.
+// The rest of GetTokenCertificates. A failure does not affect the certificate that has been read.
 Rows ReadEndRows(const char* last) {
-  return {{"C_FindObjects", kHealthy, "Error enumerating certificates\n", last},
-          {"C_FindObjectsFinal", kHealthy, "", kHealthy},
-          {"C_CloseSession", kHealthy, "", kHealthy}};
+  return {{"C_FindObjects", kUnchanged, "Error enumerating certificates\n", last},
+          {"C_FindObjectsFinal", kUnchanged, "", kUnchanged},
+          {"C_CloseSession", kUnchanged, "", kUnchanged}};
 }
 
 Rows TokenRows(const std::string& slot, const std::string& label, const char* none,
@@ -49,38 +47,39 @@ Rows TokenRows(const std::string& slot, const std::string& label, const char* no
               {"C_GetTokenInfo", none, "Unable to get info about token in slot " + slot + '\n',
                last}} +
          ReadRows(none, "No certificate associated with token \"" + label + "\"\n", last) +
-         ReadEndRows(kHealthy);
+         ReadEndRows(kUnchanged);
 }
 
 Rows ListRows() {
   return Rows{{"C_GetSlotList", ", changed", "", "Fetching tokens..."},
               {"C_GetSlotList", ", changed", "", "Found 2 slots."}} +
-         TokenRows("1", "Alice", "B", kHealthy) + TokenRows("2", "Bob", "A", kLastFailure);
+         TokenRows("1", "Alice", "B", kUnchanged) + TokenRows("2", "Bob", "A", kLastFailure);
 }
 
-// FindCertificate for the certificate in slot 2; `absent` is the result when it is not found.
+// FindCertificate for the certificate in slot 2. `absent` is the result if it is not found.
+// Failures in slot 1 do not affect the result.
 Rows SearchRows(const char* absent, const char* last) {
   return {
       {"C_GetSlotList", absent, "", last},
       {"C_GetSlotList", absent, "", last},
-      {"C_OpenSession", kHealthy, kNoSession, kHealthy},
-      {"C_FindObjectsInit", kHealthy, "", kHealthy},
-      {"C_FindObjects", kHealthy, "", kHealthy},
-      {"C_GetAttributeValue", kHealthy, kUnreadable, kHealthy},
-      {"C_GetAttributeValue", kHealthy, kUnreadable, kHealthy},
-      {"C_FindObjects", kHealthy, "", kHealthy},
-      {"C_FindObjectsFinal", kHealthy, "", kHealthy},
-      {"C_CloseSession", kHealthy, "", kHealthy},
-      {"C_OpenSession", absent, kNoSession, last},
+      {"C_OpenSession", kUnchanged, kSessionNotOpened, kUnchanged},
+      {"C_FindObjectsInit", kUnchanged, "", kUnchanged},
+      {"C_FindObjects", kUnchanged, "", kUnchanged},
+      {"C_GetAttributeValue", kUnchanged, kCertificateNotRead, kUnchanged},
+      {"C_GetAttributeValue", kUnchanged, kCertificateNotRead, kUnchanged},
+      {"C_FindObjects", kUnchanged, "", kUnchanged},
+      {"C_FindObjectsFinal", kUnchanged, "", kUnchanged},
+      {"C_CloseSession", kUnchanged, "", kUnchanged},
+      {"C_OpenSession", absent, kSessionNotOpened, last},
       {"C_FindObjectsInit", absent, "", last},
       {"C_FindObjects", absent, "", last},
-      {"C_GetAttributeValue", absent, kUnreadable, last},
-      {"C_GetAttributeValue", absent, kUnreadable, last},
-      {"C_FindObjectsFinal", kHealthy, "", kHealthy},
+      {"C_GetAttributeValue", absent, kCertificateNotRead, last},
+      {"C_GetAttributeValue", absent, kCertificateNotRead, last},
+      {"C_FindObjectsFinal", kUnchanged, "", kUnchanged},
   };
 }
 
-// What Sign does before and after a login.
+// Sign before and after the login.
 Rows BeforeLoginRows() {
   return {
       {"C_GetAttributeValue", "not signed",
@@ -94,39 +93,39 @@ Rows AfterLoginRows() {
   return {
       {"C_FindObjectsInit", "not signed", kNotSigned, kLastFailure},
       {"C_FindObjects", "not signed", kNotSigned, kLastFailure},
-      {"C_FindObjectsFinal", kHealthy, "", kHealthy},
+      {"C_FindObjectsFinal", kUnchanged, "", kUnchanged},
       {"C_SignInit", "not signed", kNotSigned, kLastFailure},
       {"C_Sign", "not signed", kNotSigned, kLastFailure},
   };
 }
 
-const Rows kLogoutAndClose = {{"C_Logout", kHealthy, "", kHealthy},
-                              {"C_CloseSession", kHealthy, "", kHealthy}};
+const Rows kLogoutAndClose = {{"C_Logout", kUnchanged, "", kUnchanged},
+                              {"C_CloseSession", kUnchanged, "", kUnchanged}};
 
-// Login within Sign or Unlock, which call it again for a wrong PIN.
-Rows LoginRows(const char* failed, Meaning meaning) {
+// Login within Sign or Unlock, which repeat it after a wrong PIN.
+Rows LoginRows(const char* failed, Handling handling) {
   return {{"C_GetTokenInfo", failed, "Unable to get info about token\n", kLastFailure,
-           Meaning::kInLogin},
-          {"C_Login", failed, "Unexpected token login error: {rv}\n", kLastFailure, meaning}};
+           Handling::kBeforeLogin},
+          {"C_Login", failed, "Unexpected token login error: {rv}\n", kLastFailure, handling}};
 }
 
 Rows UnlockRows(const char* failed) {
-  return LoginRows(failed, Meaning::kSoLogin) +
+  return LoginRows(failed, Handling::kSoLogin) +
          Rows{{"C_InitPIN", failed, "Unexpected passphrase init error: {rv}\n", kLastFailure,
-               Meaning::kNewPin},
-              {"C_Logout", kHealthy, "", kHealthy}};
+               Handling::kInitPin},
+              {"C_Logout", kUnchanged, "", kUnchanged}};
 }
 
 void WithPins(scripted::Provider& provider, PKCS11Module&) {
   SetPins(provider);
 }
 
-// The user PIN of slot 2 is locked; the token says so with its flags, or when it is used.
+// The user PIN of slot 2 is locked. The flags of the token report it, or only C_Login does.
 void WithLockedPin(scripted::Provider& provider, PKCS11Module&) {
   SetPins(provider);
   provider.Slot(2).Token().UserTriesLeft(0);
 }
-void WithPinLockedUnseen(scripted::Provider& provider, PKCS11Module& module) {
+void WithUnreportedLockedPin(scripted::Provider& provider, PKCS11Module& module) {
   WithLockedPin(provider, module);
   provider.Slot(2).Token().ReportedPinFlags(0);
 }
@@ -142,7 +141,7 @@ CK_SESSION_HANDLE OpenedSession() {
   return scripted::Provider::Instance().sessions().front().handle;
 }
 
-void Nothing(scripted::Provider&, PKCS11Module&) {}
+void NoPreparation(scripted::Provider&, PKCS11Module&) {}
 
 void WithEvents(scripted::Provider& provider, PKCS11Module& module) {
   module.changed = false;
@@ -188,9 +187,10 @@ std::string Sign(PKCS11Module& module, User& user) {
   const bool made =
       module.Sign("02", data, sizeof data, signature, &length, User::Ask, User::Tell, &user);
   if (!made)
-    return length == sizeof signature ? "not signed" : "not signed, but the length is another";
-  return HealthyKey().Verifies("data", std::string(signature, signature + length)) ? "signed"
-                                                                                   : "rubbish";
+    return length == sizeof signature ? "not signed" : "not signed, but the length has changed";
+  return HealthyKey().Verifies("data", std::string(signature, signature + length))
+             ? "signed"
+             : "wrong signature";
 }
 
 std::string ReadAll(PKCS11Module& module, User&) {
@@ -223,190 +223,101 @@ std::string Unlock(PKCS11Module& module, User& user) {
   return Number(module.Unlock(OpenedSession(), 1, User::Ask, User::Tell, &user));
 }
 
-// Login by itself: one C_Login a call.
-Rows DirectLoginRows(Meaning meaning) {
+// Login as an operation of its own, which is not repeated after a wrong PIN.
+Rows SingleLoginRows(Handling handling) {
   return {{"C_GetTokenInfo", "{rv}", "Unable to get info about token\n", kLastFailure,
-           Meaning::kInLogin},
-          {"C_Login", "{rv}", "Unexpected token login error: {rv}\n", kLastFailure, meaning}};
+           Handling::kBeforeLogin},
+          {"C_Login", "{rv}", "Unexpected token login error: {rv}\n", kLastFailure, handling}};
 }
 
 std::vector<Operation> MakeOperations() {
   const Rows found = SearchRows("not signed", kNotFound);
   return {
       {"Open",
-       Nothing,
+       NoPreparation,
        OpenAgain,
        "0, path \"again\"",
-       {{"C_Finalize", kHealthy,
+       {{"C_Finalize", kUnchanged,
          "Loaded PKCS#11 module 'again'\nManufacturer: Example Ltd\n"
          "Library description: Scripted tokens\n",
-         kHealthy},
+         kUnchanged},
         {"C_GetFunctionList", kNotOpened, kNotInitialized, kLastFailure},
         {"C_Initialize", kNotOpened, kNotInitialized, kLastFailure},
-        {"C_GetInfo", kHealthy,
+        {"C_GetInfo", kUnchanged,
          "Loaded PKCS#11 module 'again'\n"
          "Error getting info from PKCS#11 module 'again': {rv}\n",
          kLastFailure}}},
       {"Close",
-       Nothing,
+       NoPreparation,
        [](PKCS11Module& module, User&) {
          module.Close();
          return module.GetLibraryPath();
        },
        "",
-       {{"C_Finalize", kHealthy, "", kHealthy}}},
+       {{"C_Finalize", kUnchanged, "", kUnchanged}}},
       {"HasChanged with events",
        WithEvents,
        PollOnce,
        "changed",
-       {{"C_WaitForSlotEvent", kHealthy, "", kHealthy},
-        {"C_WaitForSlotEvent", kHealthy, "", kHealthy},
-        {"C_WaitForSlotEvent", kHealthy, "", kHealthy}}},
-      {"HasChanged with an event after a look at the slots",
+       {{"C_WaitForSlotEvent", kUnchanged, "", kUnchanged},
+        {"C_WaitForSlotEvent", kUnchanged, "", kUnchanged},
+        {"C_WaitForSlotEvent", kUnchanged, "", kUnchanged}}},
+      {"HasChanged with an event after listing the slots",
        WithLateEvent,
        PollOnce,
        "changed",
-       // The event stays behind the answer that the first poll did not come to give.
-       {{"C_WaitForSlotEvent", "unchanged", "", kHealthy},
-        {"C_GetSlotList", kHealthy, "", kHealthy},
-        {"C_WaitForSlotEvent", "unchanged", "", kHealthy},
-        {"C_WaitForSlotEvent", kHealthy, "", kHealthy}}},
+       // When the first or the second poll fails, the event stays in the queue.
+       {{"C_WaitForSlotEvent", "unchanged", "", kUnchanged},
+        {"C_GetSlotList", kUnchanged, "", kUnchanged},
+        {"C_WaitForSlotEvent", "unchanged", "", kUnchanged},
+        {"C_WaitForSlotEvent", kUnchanged, "", kUnchanged}}},
       {"HasChanged without events",
        WithoutEvents,
        PollOnce,
        "unchanged",
-       {{"C_WaitForSlotEvent", kHealthy, "", kHealthy},
-        {"C_GetSlotList", kHealthy, "", kHealthy},
-        {"C_WaitForSlotEvent", kHealthy, "", kHealthy}}},
-      {"GetCertificates", Nothing, List, "A B", ListRows()},
-      {"CertificatePresent", Nothing, Present, "present",
-       SearchRows("absent", kNotFound) + Rows{{"C_CloseSession", kHealthy, "", kHealthy}}},
-      {"FindCertificate", Nothing, Find, "slot 2", SearchRows("not found", kNotFound), 1},
-      {"Sign without a login", Nothing, Sign, "signed",
+       {{"C_WaitForSlotEvent", kUnchanged, "", kUnchanged},
+        {"C_GetSlotList", kUnchanged, "", kUnchanged},
+        {"C_WaitForSlotEvent", kUnchanged, "", kUnchanged}}},
+      {"GetCertificates", NoPreparation, List, "A B", ListRows()},
+      {"CertificatePresent", NoPreparation, Present, "present",
+       SearchRows("absent", kNotFound) + Rows{{"C_CloseSession", kUnchanged, "", kUnchanged}}},
+      {"FindCertificate", NoPreparation, Find, "slot 2", SearchRows("not found", kNotFound), 1},
+      {"Sign without a login", NoPreparation, Sign, "signed",
        found + BeforeLoginRows() + AfterLoginRows() +
-           Rows{{"C_CloseSession", kHealthy, "", kHealthy}}},
+           Rows{{"C_CloseSession", kUnchanged, "", kUnchanged}}},
       {"Sign with a login", WithPins, Sign, "signed",
-       found + BeforeLoginRows() + LoginRows("not signed", Meaning::kUserLogin) + AfterLoginRows() +
-           kLogoutAndClose},
-      {"Sign with a PIN that is locked", WithLockedPin, Sign, "signed",
+       found + BeforeLoginRows() + LoginRows("not signed", Handling::kUserLogin) +
+           AfterLoginRows() + kLogoutAndClose},
+      {"Sign with a locked PIN", WithLockedPin, Sign, "signed",
        found + BeforeLoginRows() +
            Rows{{"C_GetTokenInfo", "not signed", "Unable to get info about token\n", kLastFailure,
-                 Meaning::kInLogin}} +
+                 Handling::kBeforeLogin}} +
            UnlockRows("not signed") +
            Rows{{"C_Login", "not signed", "Unexpected token login error: {rv}\n", kLastFailure,
-                 Meaning::kUserLogin}} +
+                 Handling::kUserLogin}} +
            AfterLoginRows() + kLogoutAndClose},
-      {"Sign with a PIN that turns out to be locked", WithPinLockedUnseen, Sign, "signed",
-       found + BeforeLoginRows() + LoginRows("not signed", Meaning::kUserLogin) +
-           UnlockRows("not signed") + LoginRows("not signed", Meaning::kUserLogin) +
+      {"Sign with a PIN that C_Login reports as locked", WithUnreportedLockedPin, Sign, "signed",
+       found + BeforeLoginRows() + LoginRows("not signed", Handling::kUserLogin) +
+           UnlockRows("not signed") + LoginRows("not signed", Handling::kUserLogin) +
            AfterLoginRows() + kLogoutAndClose},
-      {"GetToken", Nothing, [](PKCS11Module& module, User&) { return NamesOf(module.GetToken(1)); },
-       "A", TokenRows("1", "Alice", "", kLastFailure)},
-      {"GetTokenCertificates", Nothing, ReadAll, "1 read",
+      {"GetToken", NoPreparation,
+       [](PKCS11Module& module, User&) { return NamesOf(module.GetToken(1)); }, "A",
+       TokenRows("1", "Alice", "", kLastFailure)},
+      {"GetTokenCertificates", NoPreparation, ReadAll, "1 read",
        ReadRows("0 read", "", kLastFailure) + ReadEndRows(kLastFailure)},
       {"GetTokenCertificate",
        WithSession,
        ReadOne,
        "read",
-       {{"C_GetAttributeValue", "null", kUnreadable, kLastFailure},
-        {"C_GetAttributeValue", "null", kUnreadable, kLastFailure}},
+       {{"C_GetAttributeValue", "null", kCertificateNotRead, kLastFailure},
+        {"C_GetAttributeValue", "null", kCertificateNotRead, kLastFailure}},
        1},
       {"Login as user", WithSession, LogIn<CKU_USER>, "0",
-       DirectLoginRows(Meaning::kDirectUserLogin), 1},
+       SingleLoginRows(Handling::kSingleUserLogin), 1},
       {"Login as security officer", WithSession, LogIn<CKU_SO>, "0",
-       DirectLoginRows(Meaning::kDirectSoLogin), 1},
+       SingleLoginRows(Handling::kSingleSoLogin), 1},
       {"Unlock", WithSession, Unlock, "0", UnlockRows("{rv}"), 1},
   };
-}
-
-bool IsFormError(CK_RV rv) {
-  return rv == CKR_PIN_INVALID || rv == CKR_PIN_LEN_RANGE || rv == CKR_DATA_INVALID ||
-         rv == CKR_DATA_LEN_RANGE || rv == CKR_ARGUMENTS_BAD;
-}
-
-bool IsPinError(CK_RV rv) {
-  return rv == CKR_PIN_INCORRECT || IsFormError(rv);
-}
-
-void Replace(std::string* text, const std::string& what, const std::string& with) {
-  for (auto at = text->find(what); at != std::string::npos; at = text->find(what, at + with.size()))
-    text->replace(at, what.size(), with);
-}
-
-std::string LastLine(const std::string& lines) {
-  if (lines.empty())
-    return lines;
-  const std::string::size_type before = lines.rfind('\n', lines.size() - 2);
-  const std::string::size_type begin = before == std::string::npos ? 0 : before + 1;
-  return lines.substr(begin, lines.size() - 1 - begin);
-}
-
-bool Signs(const Operation& operation) {
-  return std::string(operation.result) == "signed";
-}
-
-bool CallsLoginAgain(const Operation& operation) {
-  return Signs(operation) || std::string(operation.name) == "Unlock";
-}
-
-// A signature, or Unlock by itself, that ends with `rv` after these lines.
-Outcome Ends(const Operation& operation, std::string lines, CK_RV rv) {
-  const bool signs = Signs(operation);
-  if (signs)
-    lines += "Signature operation failed (" + Number(rv) + ")\n";
-  return {signs ? "not signed" : Number(rv), lines, LastLine(lines)};
-}
-
-Outcome Plain(const Operation& operation, const CallRow& row) {
-  Outcome outcome = {row.result == kHealthy ? operation.result : row.result, row.failures, ""};
-  if (row.last == kLastFailure)
-    outcome.last = LastLine(row.failures);
-  else if (row.last != kHealthy)
-    outcome.last = row.last;
-  return outcome;
-}
-
-// One call of Login by itself.
-Outcome DirectLogin(const Operation& operation, const CallRow& row, CK_RV rv) {
-  const std::string told = "Token login error: " + Number(rv);
-  if (IsPinError(rv))
-    return {Number(CKR_PIN_INCORRECT), "", told};
-  if (rv != CKR_PIN_LOCKED)
-    return Plain(operation, row);
-  if (row.meaning == Meaning::kDirectSoLogin)
-    return {Number(rv), "", told};
-  return {Number(CKR_PIN_INCORRECT), "", "Attempting to unlock passphrase..."};
-}
-
-Outcome Meant(const Operation& operation, const CallRow& row, CK_RV rv) {
-  const Outcome as_ever = {operation.result, "", ""};
-  const bool signs = Signs(operation);
-  switch (row.meaning) {
-    case Meaning::kPlain:
-      return Plain(operation, row);
-    case Meaning::kInLogin:
-      if (rv == CKR_PIN_INCORRECT && CallsLoginAgain(operation))
-        return {operation.result, row.failures, signs ? "" : LastLine(row.failures)};
-      return Ends(operation, row.failures, rv);
-    case Meaning::kUserLogin:  // A locked PIN is unlocked on the way.
-      return IsPinError(rv) || rv == CKR_PIN_LOCKED ? as_ever : Ends(operation, row.failures, rv);
-    case Meaning::kSoLogin:
-      if (IsPinError(rv))
-        return {operation.result, "", signs ? "" : "Token login error: " + Number(rv)};
-      if (rv == CKR_PIN_LOCKED && !signs)
-        return {Number(rv), "", "Token login error: " + Number(rv)};
-      return Ends(operation, rv == CKR_PIN_LOCKED ? "" : row.failures, rv);
-    case Meaning::kNewPin:
-      if (IsFormError(rv))
-        return {operation.result, "", signs ? "" : "Passphrase init error: " + Number(rv)};
-      if (rv == CKR_PIN_INCORRECT || rv == CKR_PIN_LOCKED)
-        return Ends(operation, "", rv == CKR_PIN_LOCKED ? rv : CKR_GENERAL_ERROR);
-      return Ends(operation, row.failures, rv);
-    case Meaning::kDirectUserLogin:
-    case Meaning::kDirectSoLogin:
-      return DirectLogin(operation, row, rv);
-  }
-  return as_ever;
 }
 
 }  // namespace
@@ -430,16 +341,6 @@ std::string TestName(const testing::TestParamInfo<Operation>& parameter) {
 
 void PrintTo(const Operation& operation, std::ostream* out) {
   *out << operation.name;
-}
-
-Outcome ExpectedOutcome(const Operation& operation, const CallRow& row, CK_RV rv) {
-  Outcome outcome = Meant(operation, row, rv);
-  for (std::string* text : {&outcome.result, &outcome.failures, &outcome.last})
-    Replace(text, "{rv}", Number(rv));
-  // A provider that answers CKR_CANCEL of its own accord is taken for the user.
-  for (std::string* text : {&outcome.failures, &outcome.last})
-    Replace(text, "Signature operation failed (1)", "Signature operation aborted by user");
-  return outcome;
 }
 
 }  // namespace faults

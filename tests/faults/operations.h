@@ -1,5 +1,9 @@
-// Every operation that calls the provider, on healthy tokens, and what becomes of it when one of
-// its calls fails.
+// The operations of the component that call the provider, each with a table of its provider calls.
+//
+// An operation runs on the healthy tokens of faults_test.h. Its table lists the calls of a run
+// without failures, in order, and says for each one what happens when that call alone fails: the
+// result of the operation, the warnings and errors in the log, and the last log line.
+// expected_outcome.h turns a row and the value that the call returns into what a test expects.
 #pragma once
 
 #include <functional>
@@ -11,52 +15,48 @@
 
 namespace faults {
 
-// How the answer to a call is taken.
-enum class Meaning {
-  kPlain,            // success, or any failure
-  kInLogin,          // before C_Login: CKR_PIN_INCORRECT makes the caller call again
-  kUserLogin,        // C_Login as CKU_USER
-  kSoLogin,          // C_Login as CKU_SO
-  kNewPin,           // C_InitPIN
-  kDirectUserLogin,  // C_Login when Login() itself is the operation, which never asks again
-  kDirectSoLogin,
+// How the component handles the value that a call returns.
+enum class Handling {
+  kAnyFailure,   // Every value but CKR_OK is a failure like any other.
+  kBeforeLogin,  // C_GetTokenInfo in Login(): the caller repeats Login() after CKR_PIN_INCORRECT.
+  kUserLogin,    // C_Login as CKU_USER: repeated after a wrong PIN, a locked PIN is unlocked.
+  kSoLogin,      // C_Login as CKU_SO: repeated after a wrong PIN.
+  kInitPin,      // C_InitPIN: repeated after a malformed PIN.
+  kSingleUserLogin,  // C_Login when the operation is Login() itself, which is not repeated.
+  kSingleSoLogin,
 };
 
-// One call of a healthy run, and what becomes of the operation when it fails.
+// Values of CallRow::result and CallRow::last.
+inline constexpr const char* kUnchanged = nullptr;  // As in a run without failures.
+inline constexpr char kLastFailure[] = "";          // The last line of CallRow::failures.
+
+// One provider call, and the outcome of the operation if it fails. In all texts {rv} stands for the
+// value that the call returns, in decimal.
 struct CallRow {
   const char* function;
-  // The result; {rv} stands for the value in decimal. Null: as in a healthy run.
-  const char* result;
-  // All log lines of level 2 and 3, each ended by a line break.
-  std::string failures;
-  // The last log line; null: as in a healthy run; empty: the last of `failures`.
-  const char* last;
-  Meaning meaning = Meaning::kPlain;
+  const char* result;    // Of the operation, or kUnchanged.
+  std::string failures;  // All log lines of levels 2 and 3, each ended by a newline.
+  const char* last;      // The last log line, or kUnchanged or kLastFailure.
+  Handling handling = Handling::kAnyFailure;
 };
 
 struct Operation {
   const char* name;
-  // Further set-up; the provider is loaded already.
+  // Prepares the provider, which is loaded and has the healthy tokens, and the module.
   std::function<void(scripted::Provider&, PKCS11Module&)> prepare;
-  // Its result as text.
+  // Runs the operation and returns its result as text.
   std::function<std::string(PKCS11Module&, User&)> act;
-  const char* result;
+  const char* result;  // Without failures.
   std::vector<CallRow> calls;
-  // Sessions that the caller holds afterwards, when the result is the healthy one.
+  // The number of sessions that the caller has to close after the result above.
   std::size_t sessions = 0;
 };
 
 const std::vector<Operation>& AllOperations();
 const Operation& OperationNamed(const std::string& name);
+
+// For INSTANTIATE_TEST_SUITE_P.
 std::string TestName(const testing::TestParamInfo<Operation>& parameter);
 void PrintTo(const Operation& operation, std::ostream* out);
-
-// What is to be seen when the call of `row` returns `rv`.
-struct Outcome {
-  std::string result;
-  std::string failures;
-  std::string last;  // Log line; empty: as in a healthy run.
-};
-Outcome ExpectedOutcome(const Operation& operation, const CallRow& row, CK_RV rv);
 
 }  // namespace faults

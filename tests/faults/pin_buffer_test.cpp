@@ -1,4 +1,4 @@
-// The buffer of a PIN: nothing of it stays.
+// PinBuffer clears all of its bytes.
 #include "pkcs11/detail/pin_buffer.h"
 
 #include <gmock/gmock.h>
@@ -12,7 +12,7 @@ namespace {
 
 using cardcert::detail::PinBuffer;
 
-TEST(PinBuffer, IsClearedToItsLastByteWhenItEnds) {
+TEST(PinBuffer, ClearsEveryByteInDestructor) {
   alignas(PinBuffer) unsigned char room[sizeof(PinBuffer)];
   PinBuffer* const pin = new (room) PinBuffer;
   const std::ptrdiff_t offset = pin->bytes - room;
@@ -22,7 +22,7 @@ TEST(PinBuffer, IsClearedToItsLastByteWhenItEnds) {
   EXPECT_EQ(left, std::string(128, '\0'));
 }
 
-TEST(PinBuffer, IsClearedToItsLastByteWhenAskedTo) {
+TEST(PinBuffer, ClearsEveryByteInClear) {
   PinBuffer pin;
   std::memset(pin.bytes, 'P', sizeof pin.bytes);
   pin.Clear();

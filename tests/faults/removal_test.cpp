@@ -1,13 +1,13 @@
-// Cards that are taken out while the component is at work.
+// Cards that are removed during an operation.
 #include "faults/operations.h"
 
 namespace faults {
 namespace {
 
-// A card is pulled out before each of the calls of each operation, and put in again afterwards.
+// Before each call of each operation a card is removed. It is inserted again afterwards.
 class Removal : public FaultsTest, public testing::WithParamInterface<Operation> {};
 
-TEST_P(Removal, BeforeAnyCall) {
+TEST_P(Removal, BeforeEachCallLeavesNothingOpen) {
   const Operation& operation = GetParam();
   for (int k = 1; k <= static_cast<int>(operation.calls.size()); ++k) {
     for (const CK_SLOT_ID slot : {1UL, 2UL}) {
@@ -21,7 +21,7 @@ TEST_P(Removal, BeforeAnyCall) {
       provider.ClearScript();
       while (!provider.sessions().empty() && operation.sessions > 0)
         module.function_list->C_CloseSession(provider.sessions().front().handle);
-      ExpectBalance();
+      ExpectNothingLeftOver();
       if (removed)
         provider.Slot(slot).Insert(removed);
       ExpectStillWorks();
@@ -30,14 +30,13 @@ TEST_P(Removal, BeforeAnyCall) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, Removal, testing::ValuesIn([] {
-                           std::vector<Operation> with_logout_in_the_end;
+                           std::vector<Operation> operations_that_log_out;
                            for (const Operation& operation : AllOperations()) {
-                             // Login alone leaves the login to its caller, who is not there to end
-                             // it.
+                             // Login() leaves the logout to its caller.
                              if (std::string(operation.name).rfind("Login", 0) != 0)
-                               with_logout_in_the_end.push_back(operation);
+                               operations_that_log_out.push_back(operation);
                            }
-                           return with_logout_in_the_end;
+                           return operations_that_log_out;
                          }()),
                          TestName);
 

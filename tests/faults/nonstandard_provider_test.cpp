@@ -1,4 +1,5 @@
-// A provider that is not made as the standard (PKCS#11 2.40) has it, and things that vanish.
+// A provider that deviates from the standard (PKCS#11 2.40), objects that are deleted, and slow
+// calls.
 #include <unistd.h>
 
 #include "faults/operations.h"
@@ -8,17 +9,16 @@ namespace {
 
 using testing::HasSubstr;
 
-class StrangeProvider : public FaultsTest {
+class NonstandardProviderTest : public FaultsTest {
  protected:
-  std::string List() { return NamesOf(module.GetCertificates()); }
   std::string Sign() {
     User user;
     return OperationNamed("Sign without a login").act(module, user);
   }
 };
 
-// Text fields are padded with blanks and have no terminator (section 3.1).
-TEST_F(StrangeProvider, TextFieldsWithoutABlankOrAZeroEndWhereTheyEnd) {
+// Text fields are padded with blanks and not terminated (section 3.1).
+TEST_F(NonstandardProviderTest, AcceptsTextFieldsWithoutPadding) {
   Begin();
   module.SetNameComponents("card_label");
   provider.manufacturer = std::string(32, 'm');
@@ -35,8 +35,8 @@ TEST_F(StrangeProvider, TextFieldsWithoutABlankOrAZeroEndWhereTheyEnd) {
   EXPECT_EQ(records.front().presentable_name.front(), std::string(32, 'l'));
 }
 
-// Every function has an entry, be it a stub (section 3.6).
-TEST_F(StrangeProvider, FunctionsWithoutAnEntryAreNotSupported) {
+// The function list must have an entry for every function (section 3.6).
+TEST_F(NonstandardProviderTest, WorksWithoutEntryOfFunction) {
   using List = CK_FUNCTION_LIST;
   const std::pair<const char*, std::function<void(List&)>> kGaps[] = {
 #define GAP(function)                                       \
@@ -91,7 +91,7 @@ TEST_F(StrangeProvider, FunctionsWithoutAnEntryAreNotSupported) {
   provider.Reset();
 }
 
-TEST_F(StrangeProvider, WithoutC_InitializeThereIsNoProvider) {
+TEST_F(NonstandardProviderTest, RefusesProviderWithoutInitialize) {
   for (const bool everything : {false, true}) {
     CK_FUNCTION_LIST list = {};
     scripted::in_process_loader::ReplaceFunctionList([&](CK_FUNCTION_LIST_PTR own) {
@@ -108,7 +108,7 @@ TEST_F(StrangeProvider, WithoutC_InitializeThereIsNoProvider) {
   }
 }
 
-TEST_F(StrangeProvider, WithoutAFunctionListThereIsNoProvider) {
+TEST_F(NonstandardProviderTest, RefusesProviderWithoutFunctionList) {
   scripted::in_process_loader::ReplaceFunctionList(
       [](CK_FUNCTION_LIST_PTR) -> CK_FUNCTION_LIST_PTR { return nullptr; });
   EXPECT_EQ(module.Open("direct"), -1);
@@ -116,7 +116,7 @@ TEST_F(StrangeProvider, WithoutAFunctionListThereIsNoProvider) {
   EXPECT_EQ(scripted::in_process_loader::open_libraries(), 0);
 }
 
-TEST_F(StrangeProvider, VersionsAreNotLookedAt) {
+TEST_F(NonstandardProviderTest, AcceptsAnyVersion) {
   for (const CK_VERSION version : {CK_VERSION{0, 0}, CK_VERSION{1, 0}, CK_VERSION{2, 1},
                                    CK_VERSION{3, 0}, CK_VERSION{255, 255}}) {
     CK_FUNCTION_LIST list = {};
@@ -134,7 +134,7 @@ TEST_F(StrangeProvider, VersionsAreNotLookedAt) {
   }
 }
 
-TEST_F(StrangeProvider, AnObjectThatVanishesBetweenItsFindingAndItsReading) {
+TEST_F(NonstandardProviderTest, SkipsObjectDeletedBeforeItIsRead) {
   for (const int read : {1, 2}) {
     Begin();
     provider.On("C_GetAttributeValue", read).Before([&] {
@@ -143,11 +143,11 @@ TEST_F(StrangeProvider, AnObjectThatVanishesBetweenItsFindingAndItsReading) {
     EXPECT_EQ(List(), "B");
     EXPECT_EQ(FailureLines(),
               "Unable to read certificate\nNo certificate associated with token \"Alice\"\n");
-    ExpectBalance();
+    ExpectNothingLeftOver();
   }
 }
 
-TEST_F(StrangeProvider, AKeyThatVanishesBeforeItSigns) {
+TEST_F(NonstandardProviderTest, FailsWhenKeyIsDeletedBeforeItSigns) {
   Begin();
   provider.On("C_SignInit").Before([&] {
     provider.Slot(2).Token().Delete(provider.Slot(2).Token().objects.back().handle);
@@ -158,35 +158,34 @@ TEST_F(StrangeProvider, AKeyThatVanishesBeforeItSigns) {
   unsigned long length = sizeof signature;
   EXPECT_FALSE(module.Sign("02", data, 1, signature, &length, User::Ask, User::Tell, &user));
   EXPECT_EQ(FailureLines(), "Signature operation failed (96)\n");  // CKR_KEY_HANDLE_INVALID
-  ExpectBalance();
+  ExpectNothingLeftOver();
   ExpectStillWorks();
 }
 
-// The component gives a provider nothing to call back: no notification (C_OpenSession), no mutexes
-// (C_Initialize).
-TEST_F(StrangeProvider, HasNothingToCallBackInto) {
+// The component passes no callbacks: no notification to C_OpenSession, no mutexes to C_Initialize.
+TEST_F(NonstandardProviderTest, PassesNoCallbacksToProvider) {
   AddHealthyTokens(provider);
   module.Open("direct");
   module.GetCertificates();
   module.CertificatePresent("02");
-  int initialized = 0;
-  int opened = 0;
+  int num_initialized = 0;
+  int num_opened = 0;
   for (const std::string& line : scripted::Trace::Instance().lines()) {
-    initialized += line.rfind("C_Initialize(NULL) = OK", 0) == 0 ? 1 : 0;
-    opened += line.rfind("C_OpenSession", 0) == 0 ? 1 : 0;
+    num_initialized += line.rfind("C_Initialize(NULL) = OK", 0) == 0 ? 1 : 0;
+    num_opened += line.rfind("C_OpenSession", 0) == 0 ? 1 : 0;
     EXPECT_THAT(line, testing::Not(HasSubstr("notify")));
     EXPECT_THAT(line, testing::Not(HasSubstr("application")));
   }
-  EXPECT_EQ(initialized, 1);
-  EXPECT_EQ(opened, 4);
+  EXPECT_EQ(num_initialized, 1);
+  EXPECT_EQ(num_opened, 4);
 }
 
-TEST_F(StrangeProvider, TakesItsTime) {
+TEST_F(NonstandardProviderTest, WaitsForSlowProvider) {
   Begin();
   provider.OnAnyCall(1).Always().Before([] { usleep(1000); });
   EXPECT_EQ(List(), "A B");
   EXPECT_EQ(Sign(), "signed");
-  ExpectBalance();
+  ExpectNothingLeftOver();
 }
 
 }  // namespace

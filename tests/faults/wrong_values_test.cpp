@@ -1,5 +1,6 @@
-// A provider that says what is not so. Where the standard (PKCS#11 2.40) settles what it may say,
-// the test cites it; the rest is a choice of ours, explained in docs/threat-model.md.
+// A provider that reports wrong lengths, counts and handles. Tests cite the section of the standard
+// (PKCS#11 2.40) that the provider violates. What the component does then is its own choice; see
+// docs/threat-model.md.
 #include <climits>
 
 #include "faults/operations.h"
@@ -8,56 +9,54 @@
 namespace faults {
 namespace {
 
-class LyingProvider : public FaultsTest {
+class WrongValuesTest : public FaultsTest {
  protected:
-  std::string List() { return NamesOf(module.GetCertificates()); }
   std::string Sign() {
     User user;
     return OperationNamed("Sign without a login").act(module, user);
   }
 };
 
-constexpr CK_ULONG kLies[] = {0, 1, CK_ULONG{1} << 31, CK_ULONG{1} << 32,
-                              CK_UNAVAILABLE_INFORMATION};
+constexpr CK_ULONG kWrongNumbers[] = {0, 1, CK_ULONG{1} << 31, CK_ULONG{1} << 32,
+                                      CK_UNAVAILABLE_INFORMATION};
 
-const std::string kNoneOfAlice = "No certificate associated with token \"Alice\"\n";
+const std::string kNoneForAlice = "No certificate associated with token \"Alice\"\n";
 
-// C_GetAttributeValue: a length that cannot be had is CK_UNAVAILABLE_INFORMATION together with an
-// error, never with CKR_OK (section 5.7).
-TEST_F(LyingProvider, AboutTheLengthOfACertificate) {
-  for (const CK_ULONG length : kLies) {
+// C_GetAttributeValue may report CK_UNAVAILABLE_INFORMATION only together with an error (section
+// 5.7).
+TEST_F(WrongValuesTest, SkipsCertificateWithWrongLength) {
+  for (const CK_ULONG length : kWrongNumbers) {
     SCOPED_TRACE(length);
     Begin();
     provider.Slot(1).Token().objects.front().attributes[CKA_VALUE] = "Longer";
     provider.On("C_GetAttributeValue").ReportNumber(length);
     EXPECT_EQ(List(), "B");
-    // One byte is not enough for what is then read; more than an int is not even allocated.
+    // A buffer of 0 or 1 bytes is too small for the value. A length beyond int is not allocated.
     EXPECT_EQ(FailureLines(),
               std::string(length <= INT_MAX ? "Unable to read certificate\n"
                                             : "Unable to allocate certificate storage\n") +
-                  kNoneOfAlice);
+                  kNoneForAlice);
     EXPECT_EQ(provider.num_calls("C_GetAttributeValue"), length <= INT_MAX ? 4 : 3);
-    ExpectBalance();
+    ExpectNothingLeftOver();
   }
 }
 
-// The length on the way back is that of what was written into the buffer that was offered (section
-// 5.7): never more.
-TEST_F(LyingProvider, AboutTheLengthOfACertificateThatItHasWritten) {
-  for (const CK_ULONG length : kLies) {
+// The second length is the number of bytes written, which cannot exceed the buffer (section 5.7).
+TEST_F(WrongValuesTest, SkipsCertificateWithWrongSecondLength) {
+  for (const CK_ULONG length : kWrongNumbers) {
     SCOPED_TRACE(length);
     Begin();
     provider.On("C_GetAttributeValue", 2).ReportNumber(length);
-    EXPECT_EQ(List(), length == 1 ? "A B" : "B");  // One byte is the whole certificate "A".
+    EXPECT_EQ(List(), length == 1 ? "A B" : "B");  // The certificate "A" has one byte.
     const std::string reason =
         length == 0 ? "Error parsing certificate\n" : "Unable to read certificate\n";
-    EXPECT_EQ(FailureLines(), length == 1 ? "" : reason + kNoneOfAlice);
-    ExpectBalance();
+    EXPECT_EQ(FailureLines(), length == 1 ? "" : reason + kNoneForAlice);
+    ExpectNothingLeftOver();
     ExpectStillWorks();
   }
 }
 
-TEST_F(LyingProvider, AboutTheLengthOfACertificateThatGrowsOrShrinksMeanwhile) {
+TEST_F(WrongValuesTest, SkipsCertificateThatGrows) {
   for (const std::string& value : {std::string("Longer;serial=0303"), std::string("S")}) {
     SCOPED_TRACE(value);
     Begin();
@@ -66,59 +65,59 @@ TEST_F(LyingProvider, AboutTheLengthOfACertificateThatGrowsOrShrinksMeanwhile) {
       provider.Slot(1).Token().objects.front().attributes[CKA_VALUE] = value;
     });
     EXPECT_EQ(List(), value == "S" ? "S B" : "B");
-    ExpectBalance();
+    ExpectNothingLeftOver();
   }
 }
 
-TEST_F(LyingProvider, AboutTheLengthOfAKeyId) {
-  for (const CK_ULONG length : kLies) {
+TEST_F(WrongValuesTest, FailsToSignWithWrongIdLength) {
+  for (const CK_ULONG length : kWrongNumbers) {
     SCOPED_TRACE(length);
     Begin();
     provider.On("C_GetAttributeValue", 5).ReportNumber(length);
-    // One byte is the truth. No key has an ID of no bytes.
+    // The ID has one byte. No key has an empty ID.
     EXPECT_EQ(Sign(), length == 1 ? "signed" : "not signed");
     EXPECT_EQ(FailureLines(),
               length == 1   ? ""
               : length == 0 ? "Signature operation failed (102)\n"
                             : "Unable to read certificate ID\nSignature operation failed (5)\n");
-    ExpectBalance();
+    ExpectNothingLeftOver();
     ExpectStillWorks();
   }
 }
 
-// C_Sign: *pulSignatureLen is the number of bytes that were written (section 5.2).
-TEST_F(LyingProvider, AboutTheLengthOfASignature) {
-  for (const CK_ULONG length : kLies) {
+// C_Sign sets *pulSignatureLen to the number of bytes written (section 5.2).
+TEST_F(WrongValuesTest, RejectsSignatureLengthBeyondBuffer) {
+  for (const CK_ULONG length : kWrongNumbers) {
     SCOPED_TRACE(length);
     Begin();
     provider.On("C_Sign").ReportNumber(length);
-    const bool plausible = length <= 200;
-    EXPECT_EQ(Sign(), plausible ? "rubbish" : "not signed");
-    EXPECT_EQ(FailureLines(), plausible ? "" : "Signature operation failed (5)\n");
-    ExpectBalance();
+    const bool fits = length <= 200;
+    EXPECT_EQ(Sign(), fits ? "wrong signature" : "not signed");
+    EXPECT_EQ(FailureLines(), fits ? "" : "Signature operation failed (5)\n");
+    ExpectNothingLeftOver();
     ExpectStillWorks();
   }
 }
 
-TEST_F(LyingProvider, ASignatureMayFillTheBufferButNotMore) {
+TEST_F(WrongValuesTest, AcceptsSignatureThatFillsBuffer) {
   Begin();
   const unsigned char data[] = {'d'};
-  for (const CK_ULONG told : {128UL, 129UL}) {
+  for (const CK_ULONG reported : {128UL, 129UL}) {
     std::vector<unsigned char> signature(128);
     unsigned long length = signature.size();
-    provider.On("C_Sign").ReportNumber(told);
+    provider.On("C_Sign").ReportNumber(reported);
     EXPECT_EQ(
         module.Sign("01", data, sizeof data, signature.data(), &length, nullptr, nullptr, nullptr),
-        told == 128);
+        reported == 128);
     EXPECT_EQ(length, 128u);
-    ExpectBalance();
+    ExpectNothingLeftOver();
   }
 }
 
-// C_GetSlotList, first call: the number of slots; second call: the number that was written, or
-// CKR_BUFFER_TOO_SMALL (section 5.5).
-TEST_F(LyingProvider, AboutTheNumberOfSlotsThatItHasWritten) {
-  for (const CK_ULONG count : kLies) {
+// C_GetSlotList reports the number of slots first. The second call reports the number written, or
+// returns CKR_BUFFER_TOO_SMALL (section 5.5).
+TEST_F(WrongValuesTest, DoesNotReadBeyondSlotArray) {
+  for (const CK_ULONG count : kWrongNumbers) {
     SCOPED_TRACE(count);
     for (const char* operation : {"GetCertificates", "CertificatePresent"}) {
       Begin();
@@ -129,19 +128,19 @@ TEST_F(LyingProvider, AboutTheNumberOfSlotsThatItHasWritten) {
         EXPECT_EQ(result, count == 0 ? "" : count == 1 ? "A" : "A B");
       else
         EXPECT_EQ(result, count <= 1 ? "absent" : "present");
-      ExpectBalance();
+      ExpectNothingLeftOver();
       ExpectStillWorks();
     }
   }
 }
 
-TEST_F(LyingProvider, AboutTheNumberOfSlotsBeforeTheyAreFetched) {
+TEST_F(WrongValuesTest, KeepsChangeWhenSlotCountIsTooSmall) {
   Begin();
   for (const CK_ULONG too_few : {0UL, 1UL}) {
     provider.On("C_GetSlotList").ReportNumber(too_few);
     EXPECT_EQ(List(), "");
-    EXPECT_TRUE(module.changed);  // It asks again.
-    ExpectBalance();
+    EXPECT_TRUE(module.changed);  // So that the host lists the certificates again.
+    ExpectNothingLeftOver();
   }
   provider.On("C_GetSlotList").ReportNumber(10000);
   EXPECT_EQ(List(), "A B");
@@ -149,7 +148,7 @@ TEST_F(LyingProvider, AboutTheNumberOfSlotsBeforeTheyAreFetched) {
   ExpectStillWorks();
 }
 
-TEST_F(LyingProvider, ASlotListThatChangesBetweenEveryTwoCalls) {
+TEST_F(WrongValuesTest, KeepsChangeWhileSlotListGrows) {
   Begin();
   CK_SLOT_ID next = 10;
   provider.On("C_GetSlotList").Always().After([&] {
@@ -157,17 +156,17 @@ TEST_F(LyingProvider, ASlotListThatChangesBetweenEveryTwoCalls) {
     ++next;
   });
   for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(List(), "");  // One more than there was room for (CKR_BUFFER_TOO_SMALL).
+    EXPECT_EQ(List(), "");  // CKR_BUFFER_TOO_SMALL from the second call.
     EXPECT_TRUE(module.changed);
     EXPECT_FALSE(module.CertificatePresent("01"));
-    ExpectBalance();
+    ExpectNothingLeftOver();
   }
   provider.ClearScript();
   EXPECT_THAT(List(), testing::StartsWith("A B More"));
-  ExpectBalance();
+  ExpectNothingLeftOver();
 }
 
-TEST_F(LyingProvider, NoSlotOneSlotAndTenThousand) {
+TEST_F(WrongValuesTest, ListsAnyNumberOfSlots) {
   for (const int slots : {0, 1, 10000}) {
     provider.Reset();
     for (int i = 0; i < slots; ++i)
@@ -182,41 +181,41 @@ TEST_F(LyingProvider, NoSlotOneSlotAndTenThousand) {
     EXPECT_EQ(List(), slots == 0 ? "" : "L");
     EXPECT_FALSE(module.changed);
     EXPECT_EQ(module.CertificatePresent("ff"), slots > 0);
-    ExpectBalance();
+    ExpectNothingLeftOver();
     module.Close();
     scripted::Trace::Instance().Clear();
   }
 }
 
-// C_FindObjects gives at most as many handles as it is asked for (section 5.7).
-TEST_F(LyingProvider, MoreObjectsThanAskedForAreOne) {
+// C_FindObjects returns at most as many handles as were asked for (section 5.7).
+TEST_F(WrongValuesTest, UsesFirstObjectWhenProviderReportsMore) {
   for (const CK_ULONG count : {CK_ULONG{2}, CK_ULONG{1} << 32, CK_UNAVAILABLE_INFORMATION}) {
     Begin();
     provider.On("C_FindObjects").ReportNumber(count);
     EXPECT_EQ(List(), "A B");
-    ExpectBalance();
+    ExpectNothingLeftOver();
   }
 }
 
-TEST_F(LyingProvider, NoObjectFoundLeavesItsHandleUnread) {
+TEST_F(WrongValuesTest, EndsSearchAtObjectCountOfZero) {
   Begin();
   provider.On("C_FindObjects").ReportNumber(0);
   EXPECT_EQ(List(), "B");
-  ExpectBalance();
+  ExpectNothingLeftOver();
 }
 
-// CK_INVALID_HANDLE, 0, is never the handle of an object (section 3.4).
-TEST_F(LyingProvider, AnObjectWithoutAHandleIsNoCertificate) {
+// 0, CK_INVALID_HANDLE, is never the handle of an object (section 3.4).
+TEST_F(WrongValuesTest, SkipsObjectWithInvalidHandle) {
   Begin();
   provider.On("C_FindObjects").ReportHandle(CK_INVALID_HANDLE);
   EXPECT_EQ(List(), "B");
   provider.On("C_FindObjects").ReportHandle(CK_INVALID_HANDLE);
   EXPECT_FALSE(module.CertificatePresent("01"));
-  ExpectBalance();
+  ExpectNothingLeftOver();
   ExpectStillWorks();
 }
 
-TEST_F(LyingProvider, TheSameObjectForEverEndsTheListing) {
+TEST_F(WrongValuesTest, LimitsEndlessListing) {
   Begin();
   provider.On("C_FindObjects")
       .Always()
@@ -231,23 +230,23 @@ TEST_F(LyingProvider, TheSameObjectForEverEndsTheListing) {
   EXPECT_EQ(provider.num_calls("C_FindObjects"), 10001);
   EXPECT_EQ(provider.num_calls("C_FindObjectsFinal"), 1);
   provider.ClearScript();
-  ExpectBalance();
+  ExpectNothingLeftOver();
   ExpectStillWorks();
 }
 
-TEST_F(LyingProvider, TheSameObjectForEverEndsTheLookup) {
+TEST_F(WrongValuesTest, LimitsEndlessLookup) {
   Begin();
   provider.On("C_FindObjects")
       .Always()
       .ReportNumber(1)
       .ReportHandle(provider.Slot(1).Token().objects.front().handle);
   EXPECT_EQ(module.FindCertificate("77"), nullptr);
-  // The second token has no object of that handle.
+  // The second token has no object with that handle, so its reads fail.
   const std::string given_up = "Giving up the search after 10000 objects\n";
   EXPECT_EQ(FailureLines(), given_up + Repeated(10000, "Unable to read certificate\n") + given_up);
   EXPECT_LE(provider.num_calls(), 70000);
   provider.ClearScript();
-  ExpectBalance();
+  ExpectNothingLeftOver();
   ExpectStillWorks();
 }
 
