@@ -1,4 +1,6 @@
 // Providers that cannot be loaded: status 3 and a message that says why.
+#include <sys/stat.h>
+
 #include "cli/cardcert_fixture.h"
 
 namespace {
@@ -33,6 +35,18 @@ TEST_F(ProviderLoadingTest, ExplainsWhyThePathCannotBeResolved) {
       Refusal(CardcertWithoutModule({"list", "-m", Write("file", "x") + "/provider.so"}), 3);
   EXPECT_THAT(said, HasSubstr("check the path given with --module: Not a directory\n"));
   EXPECT_THAT(said, Not(HasSubstr("no such file\n")));
+}
+
+TEST_F(ProviderLoadingTest, ExplainsThatTheFileCannotBeRead) {
+  const std::string path = Write("provider.so", "");
+  ASSERT_EQ(chmod(path.c_str(), 0), 0);
+  // Root may read every file unless it gives up these capabilities.
+  const Finished run = InShell(
+      "[ $(id -u) != 0 ] || set -- setpriv --bounding-set=-dac_override,-dac_read_search \"$@\"\n"
+      "exec \"$@\"",
+      {CARDCERT_PROGRAM, "list", "-m", path});
+  EXPECT_THAT(Refusal(run, 3),
+              HasSubstr("check the path given with --module: Permission denied\n"));
 }
 
 TEST_F(ProviderLoadingTest, RefusesAnEmptyPath) {

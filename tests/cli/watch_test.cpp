@@ -1,10 +1,11 @@
 // cardcert watch
-#include "cli/cardcert_fixture.h"
-
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <regex>
 #include <sstream>
+
+#include "cli/cardcert_fixture.h"
 
 namespace {
 
@@ -20,23 +21,22 @@ TEST_F(WatchTest, StartsWithTheList) {
 }
 
 TEST_F(WatchTest, ChecksAtTheGivenInterval) {
-  const auto before = std::chrono::steady_clock::now();
-  EXPECT_EQ(Cardcert({"watch", "--count", "3", "--interval", "0.3"}).status, 0);
-  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(600));
-}
-
-TEST_F(WatchTest, ReadsADecimalPointInALocaleWithCommas) {
-  Write("comma.def",
-        "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n");
-  RunProgram({"localedef", "--force", "--inputfile", File("comma.def"), File("comma")});
-  environment_.erase("LC_ALL");
-  environment_["LOCPATH"] = File(".");
-  // In Debian 12, setlocale() leaks memory when it sets one category from LOCPATH.
-  environment_["ASAN_OPTIONS"] = "detect_leaks=0";
-  environment_["LC_NUMERIC"] = "comma";
-  ASSERT_EQ(RunProgram({"/usr/bin/printf", "%.1f", "1"}, environment_).out, "1,0");
-  const Finished watch = Cardcert({"watch", "--count", "1", "--interval", "0.5"});
-  EXPECT_EQ(watch.status, 0) << watch.err;
+  using std::chrono::milliseconds;
+  const auto elapsed = [this](const std::string& count) {
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(Cardcert({"watch", "--count", count, "--interval", "0.3"}).status, 0);
+    return std::chrono::steady_clock::now() - before;
+  };
+  // A busy machine makes some runs slower, but never faster.
+  auto shortest_start = elapsed("1");
+  auto shortest = elapsed("3");
+  EXPECT_GE(shortest, milliseconds(600));
+  for (int i = 0; i < 10 && shortest - shortest_start >= milliseconds(900); ++i) {
+    shortest_start = std::min(shortest_start, elapsed("1"));
+    shortest = std::min(shortest, elapsed("3"));
+    EXPECT_GE(shortest, milliseconds(600));
+  }
+  EXPECT_LT(shortest - shortest_start, milliseconds(900));
 }
 
 TEST_F(WatchTest, ShowsChangesWithoutEvents) {
