@@ -1,7 +1,6 @@
 // Fuzz target: filter specifications, one per line. Properties:
-//   - a specification that is refused changes nothing; one that is accepted adds one filter and
-//   sets
-//     the change flag;
+//   - a specification that is refused changes nothing;
+//   - one that is accepted adds one filter and sets the change flag;
 //   - a filter, encoded as a specification again, is parsed to the same filter;
 //   - a certificate matches several filters if and only if it matches at least one of them alone;
 //   - without filters every certificate matches.

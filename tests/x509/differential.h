@@ -1,8 +1,7 @@
 // The differential rule, with libcrypto as the oracle:
 //
-// 1. A certificate that we accept, libcrypto accepts too, and every answer is equal. libcrypto does
-// not
-//    accept a VisibleString in a name; it is asked about a copy with IA5Strings instead.
+// 1. A certificate that we accept, libcrypto accepts too, and every answer is equal. libcrypto
+//    accepts no VisibleString in a name; it is asked about a copy with IA5Strings instead.
 // 2. If libcrypto accepts or answers and we do not, our reason is on a list of known differences.
 #pragma once
 
