@@ -287,3 +287,19 @@ const std::vector<std::string>& FuzzedCertificates() {
   };
   return certificates;
 }
+
+const std::vector<const certificate*>& ParsedCertificates() {
+  // Never destroyed, but still reachable, so they are not reported as leaks.
+  static const auto* const certificates = [] {
+    auto* const parsed = new std::vector<const certificate*>;
+    for (const std::string& der : FuzzedCertificates()) {
+      certificate* const cert = cert_alloc();
+      Check(cert_parse(reinterpret_cast<const unsigned char*>(der.data()),
+                       static_cast<int>(der.size()), cert) == 0,
+            "the certificate can be parsed");
+      parsed->push_back(cert);
+    }
+    return parsed;
+  }();
+  return *certificates;
+}

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "fuzzing.h"
+#include "host/certificate.h"
 
 class FuzzedProvider {
  public:
@@ -67,6 +68,9 @@ class FuzzedProvider {
 
 // The certificates on the provider's tokens. Their serial numbers are 01, 02, ...
 const std::vector<std::string>& FuzzedCertificates();
+
+// Returns the same certificates, parsed.
+const std::vector<const certificate*>& ParsedCertificates();
 
 // Makes the component load the current FuzzedProvider (see provider_loader.cpp).
 void InstallProviderLoader();

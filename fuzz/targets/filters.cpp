@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "fuzzed_provider.h"
-#include "host/certificate.h"
 #include "pkcs11/pkcs11.h"
 
 namespace {
@@ -38,26 +37,10 @@ bool Same(const pkcs11_certificate_filter& one, const pkcs11_certificate_filter&
          one.key_usage == other.key_usage;
 }
 
-const std::vector<const certificate*>& Certificates() {
-  // Never destroyed, but still reachable, so they are not reported as leaks.
-  static const auto* const certificates = [] {
-    auto* const made = new std::vector<const certificate*>;
-    for (const std::string& der : FuzzedCertificates()) {
-      certificate* const cert = cert_alloc();
-      Check(cert_parse(reinterpret_cast<const unsigned char*>(der.data()),
-                       static_cast<int>(der.size()), cert) == 0,
-            "the certificate can be parsed");
-      made->push_back(cert);
-    }
-    return made;
-  }();
-  return *certificates;
-}
-
 // Returns for each certificate whether it matches the module's filters.
 std::vector<bool> Matches(PKCS11Module& module) {
   std::vector<bool> matches;
-  for (const certificate* cert : Certificates())
+  for (const certificate* cert : ParsedCertificates())
     matches.push_back(module.MatchesFilter(cert));
   return matches;
 }
@@ -75,7 +58,7 @@ std::vector<bool> MatchesAlone(const pkcs11_certificate_filter& filter) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::istringstream lines(Input(data, size).Rest());
   PKCS11Module module;
-  std::vector<bool> expected(Certificates().size(), true);
+  std::vector<bool> expected(ParsedCertificates().size(), true);
   for (std::string line; std::getline(lines, line) && module.filters.size() < kMaxFilters;) {
     const std::size_t before = module.filters.size();
     module.changed = false;
@@ -94,7 +77,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   module.ClearFilters();
   Check(module.changed && module.filters.empty(),
         "ClearFilters() removes all filters and sets the change flag");
-  Check(Matches(module) == std::vector<bool>(Certificates().size(), true),
+  Check(Matches(module) == std::vector<bool>(ParsedCertificates().size(), true),
         "without filters every certificate matches");
   return 0;
 }

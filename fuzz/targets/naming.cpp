@@ -8,7 +8,6 @@
 #include <cstring>
 
 #include "fuzzed_provider.h"
-#include "host/certificate.h"
 #include "pkcs11/pkcs11.h"
 
 namespace {
@@ -34,22 +33,10 @@ std::string Encode(const Components& components) {
   return text;
 }
 
-const certificate* Certificate() {
-  static certificate* const cert = [] {
-    certificate* const made = cert_alloc();
-    const std::string& der = FuzzedCertificates()[1];
-    Check(cert_parse(reinterpret_cast<const unsigned char*>(der.data()),
-                     static_cast<int>(der.size()), made) == 0,
-          "the certificate can be parsed");
-    return made;
-  }();
-  return cert;
-}
-
 void CheckName(PKCS11Module& module, const std::string& label) {
   CK_TOKEN_INFO token_info = {};
   std::memcpy(token_info.label, label.data(), std::min(label.size(), sizeof token_info.label));
-  const std::list<std::string> name = module.GenerateName(token_info, Certificate());
+  const std::list<std::string> name = module.GenerateName(token_info, ParsedCertificates()[1]);
   Check(name.size() == module.name_components.size(), "a name has one part per component");
   auto part = name.begin();
   for (const auto& component : module.name_components) {
