@@ -1,17 +1,17 @@
-// The card by itself, without a reader: bytes in, bytes out.
+// The PIV card without a reader: sends command APDUs and checks the response APDUs.
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
 #include <openssl/pem.h>
-#include <openssl/x509.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "emulated_card/apdu.h"
 #include "emulated_card/piv_card.h"
+#include "support/certificates.h"
+#include "support/files.h"
+#include "support/hex.h"
+#include "support/rsa_key.h"
 
 namespace {
 
@@ -21,69 +21,38 @@ const std::string kWrongPinCommand = "0020008008393939393939ffff";
 const std::string kRightPuk = "00200081083132333435363738";
 
 Bytes FromHex(const std::string& hex) {
-  Bytes bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
-    bytes.push_back(static_cast<std::uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
-  return bytes;
+  const std::string bytes = support::FromHex(hex);
+  return Bytes(bytes.begin(), bytes.end());
 }
 
 std::string ToHex(const Bytes& bytes) {
-  std::string hex;
-  for (const std::uint8_t byte : bytes) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", byte);
-    hex += digits;
-  }
-  return hex;
+  return support::Hex(std::string(bytes.begin(), bytes.end()));
 }
 
-// A key and a certificate of it, in files.
-class KeyFiles {
+// Files with a key and its certificate, and the path of a file for the state of the card.
+class CardFiles {
  public:
-  KeyFiles() : key_(EVP_RSA_gen(2048)) {
-    Write(key_path(), [this](std::FILE* file) {
-      PEM_write_PrivateKey(file, key_, nullptr, nullptr, 0, nullptr, nullptr);
-    });
-    X509* const certificate = X509_new();
-    X509_set_version(certificate, 2);
-    ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1);
-    X509_gmtime_adj(X509_getm_notBefore(certificate), 0);
-    X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
-    X509_set_pubkey(certificate, key_);
-    X509_sign(certificate, key_, EVP_sha256());
-    Write(certificate_path(), [&](std::FILE* file) { PEM_write_X509(file, certificate); });
-    X509_free(certificate);
-  }
-  ~KeyFiles() {
-    EVP_PKEY_free(key_);
-    std::filesystem::remove_all(folder_);
-  }
-  KeyFiles(const KeyFiles&) = delete;
-  KeyFiles& operator=(const KeyFiles&) = delete;
-
-  std::string key_path() const { return folder_ + "/key.pem"; }
-  std::string certificate_path() const { return folder_ + "/certificate.pem"; }
-  std::string state_path() const { return folder_ + "/state"; }
-  EVP_PKEY* key() const { return key_; }
-
- private:
-  template <typename Function>
-  static void Write(const std::string& path, Function write) {
-    std::FILE* const file = std::fopen(path.c_str(), "w");
-    write(file);
+  CardFiles() {
+    const std::shared_ptr<const support::RsaKey> key = support::RsaKey::Generate(2048);
+    folder_.Write("key.pem", key->pem());
+    const std::string der = support::MakeCertificate(*key, {});
+    std::FILE* const file = std::fopen(certificate_path().c_str(), "w");
+    PEM_write(file, "CERTIFICATE", "", reinterpret_cast<const unsigned char*>(der.data()),
+              static_cast<long>(der.size()));
     std::fclose(file);
   }
-  static std::string NewFolder() {
-    std::string path = testing::TempDir() + "piv_card_test.XXXXXX";
-    return mkdtemp(path.data());
-  }
 
-  std::string folder_ = NewFolder();
-  EVP_PKEY* key_;
+  std::string key_path() const { return folder_.File("key.pem"); }
+  std::string certificate_path() const { return folder_.File("certificate.pem"); }
+  std::string state_path() const { return folder_.File("state"); }
+
+ private:
+  support::TempFolder folder_;
 };
 
 class PivCardTest : public testing::Test {
  protected:
+  // Makes a new card from the files, as after a reset of the reader.
   void Insert() {
     std::map<std::uint8_t, RsaKey> keys;
     for (const std::uint8_t reference : Bytes{0x9a, 0x9c, 0x9e})
@@ -97,18 +66,23 @@ class PivCardTest : public testing::Test {
   void SetUp() override { Insert(); }
 
   std::string Send(const std::string& hex) { return ToHex(apdus_->Exchange(FromHex(hex))); }
+  // Sends a command, and GET RESPONSE until the response is complete.
+  std::string SendAndCollect(const std::string& hex) {
+    std::string answer = Send(hex);
+    while (answer.size() > 4 && answer.substr(answer.size() - 4, 2) == "61")
+      answer = answer.substr(0, answer.size() - 4) + Send("00c0000000");
+    return answer;
+  }
 
-  // GENERAL AUTHENTICATE in two links, as drivers send it. The whole answer, status word included.
+  // Sends GENERAL AUTHENTICATE as two chained commands, like most drivers. Returns the complete
+  // response with its status word.
   std::string SignWith(const std::string& reference, const Bytes& block) {
     const Bytes request = Tlv({0x7c}, Tlv({0x82}, {}) + Tlv({0x81}, block));
     const std::string hex = ToHex(request);
     EXPECT_EQ(Send("108707" + reference + "ff" + hex.substr(0, 510)), "9000");
     char length[3];
     std::snprintf(length, sizeof length, "%02x", static_cast<unsigned>(request.size() - 255));
-    std::string answer = Send("008707" + reference + length + hex.substr(510) + "00");
-    while (answer.size() > 4 && answer.substr(answer.size() - 4, 2) == "61")
-      answer = answer.substr(0, answer.size() - 4) + Send("00c0000000");
-    return answer;
+    return SendAndCollect("008707" + reference + length + hex.substr(510) + "00");
   }
 
   static Bytes Block() {
@@ -118,7 +92,7 @@ class PivCardTest : public testing::Test {
     return block;
   }
 
-  KeyFiles files_;
+  CardFiles files_;
   std::unique_ptr<PivCard> card_;
   std::unique_ptr<ApduLayer> apdus_;
 };
@@ -133,13 +107,12 @@ TEST_F(PivCardTest, SelectsTheApplicationWithOrWithoutVersion) {
 TEST_F(PivCardTest, ReturnsOnlyExistingDataObjects) {
   EXPECT_EQ(Send(kDiscovery), "7e124f0ba0000003080000100001005f2f0240009000");
   EXPECT_EQ(Send("00cb3fff055c035fc10c00"), "6a82");
-  EXPECT_EQ(Send("00cb3fff055c035fc10b00"), "6a82") << "there is no key 9D on this card";
+  EXPECT_EQ(Send("00cb3fff055c035fc10b00"), "6a82") << "this card has no key 9D";
 }
 
 TEST_F(PivCardTest, ReturnsACertificateInSeveralResponses) {
-  std::string answer = Send("00cb3fff055c035fc10500");
-  while (answer.substr(answer.size() - 4, 2) == "61")
-    answer = answer.substr(0, answer.size() - 4) + Send("00c0000000");
+  EXPECT_EQ(Send("00cb3fff055c035fc10500").substr(2 * 256), "6100");
+  const std::string answer = SendAndCollect("00cb3fff055c035fc10500");
   const Bytes der = RsaKey(files_.key_path(), files_.certificate_path()).certificate_der();
   EXPECT_NE(answer.find(ToHex(Tlv({0x70}, der) + FromHex("710100fe00")) + "9000"),
             std::string::npos);
@@ -150,7 +123,7 @@ TEST_F(PivCardTest, BlocksThePinAfterThreeWrongTries) {
   EXPECT_EQ(Send(kWrongPinCommand), "63c2");
   EXPECT_EQ(Send(kWrongPinCommand), "63c1");
   EXPECT_EQ(Send(kRightPin), "9000");
-  EXPECT_EQ(Send("00200080"), "9000") << "verified";
+  EXPECT_EQ(Send("00200080"), "9000") << "the PIN is verified";
   for (const char* answer : {"63c2", "63c1", "6983"})
     EXPECT_EQ(Send(kWrongPinCommand), answer);
   EXPECT_EQ(Send(kRightPin), "6983");
@@ -165,7 +138,7 @@ TEST_F(PivCardTest, KeepsTryCounterAcrossInsertions) {
 TEST_F(PivCardTest, MalformedPinCostsNoTry) {
   EXPECT_EQ(Send("0020008008ffffffffffffffff"), "6a80");
   EXPECT_EQ(Send("0020008008313233ff34353637"), "6a80");
-  EXPECT_EQ(Send("0020008004313233343536ff"), "6700") << "Lc says four, seven follow";
+  EXPECT_EQ(Send("0020008004313233343536ff"), "6700") << "Lc is 4, but 7 bytes follow";
   EXPECT_EQ(Send("00200080"), "63c3");
 }
 
@@ -204,7 +177,7 @@ TEST_F(PivCardTest, SignsOnlyAfterThePin) {
   const std::string answer = SignWith("9a", Block());
   const Bytes signature = *RsaKey(files_.key_path(), files_.certificate_path()).Apply(Block());
   EXPECT_EQ(answer, ToHex(Tlv({0x7c}, Tlv({0x82}, signature))) + "9000");
-  EXPECT_EQ(SignWith("9a", Block()), answer) << "as often as one likes";
+  EXPECT_EQ(SignWith("9a", Block()), answer) << "any number of times";
   card_->Reset();
   EXPECT_EQ(SignWith("9a", Block()), "6982");
 }
@@ -215,7 +188,7 @@ TEST_F(PivCardTest, RequiresThePinDirectlyBeforeEachUseOfTheSignatureKey) {
   EXPECT_EQ(SignWith("9c", Block()), "6982");
   Send(kRightPin);
   EXPECT_EQ(SignWith("9c", Block()).size(), 2 * (4 + 4 + 256 + 2));
-  EXPECT_EQ(SignWith("9c", Block()), "6982") << "once";
+  EXPECT_EQ(SignWith("9c", Block()), "6982") << "only once";
 }
 
 TEST_F(PivCardTest, UsesTheCardAuthenticationKeyWithoutPin) {
@@ -230,7 +203,7 @@ TEST_F(PivCardTest, RefusesUnknownAndMalformedCommands) {
   EXPECT_EQ(Send("00fd000000"), "6d00");
   EXPECT_EQ(Send("0087119a00"), "6a86");
   EXPECT_EQ(Send("00cb"), "6700");
-  EXPECT_EQ(Send("00c0000000"), "6985") << "nothing to give out";
+  EXPECT_EQ(Send("00c0000000"), "6985") << "no response is pending";
 }
 
 TEST(TlvTest, FindsNothingBeyondTheEnd) {
