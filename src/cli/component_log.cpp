@@ -10,10 +10,14 @@
 namespace cardcert::cli {
 namespace {
 
-// See logfile.h for the component's levels.
-constexpr int kProviderUnusable = 2;
-constexpr int kFailed = 3;
-constexpr int kTrace = 5;
+void PrintReason(const ComponentEvent& event) {
+  if (event.kind == ComponentEventKind::kGetInfoFailed)
+    PrintWarning(event.message);
+  else if (event.kind == ComponentEventKind::kOther)
+    PrintProgress("  " + event.message);  // More about the error of the line before.
+  else
+    PrintError(event.message);
+}
 
 }  // namespace
 
@@ -42,26 +46,31 @@ bool ComponentLog::Configure(const std::optional<int>& level,
   return true;
 }
 
-void ComponentLog::Receive(const std::string& message, int level) {
-  output_.Log(stderr_level_ < 0 ? message : EscapeForTerminal(message), level);
-  if (message == "Final passphrase attempt for token")
-    pin_warning_ = PinWarning::kFinalTry;
-  else if (message == "Previous failed passphrase attempt for token")
-    pin_warning_ = PinWarning::kCountLow;
-  const bool shown = level <= stderr_level_;
-  // Without the reason a user is lost, so it is shown whatever --log-level says.
-  if (level <= kProviderUnusable && !shown)
-    PrintError(message);
-  else if (level == kFailed)
-    problems_.push_back({message, shown});
-}
-
-std::vector<Problem> ComponentLog::TakeProblems() {
-  return std::exchange(problems_, {});
+void ComponentLog::Clear() {
+  events_.clear();
+  problems_.clear();
+  pin_warning_ = PinWarning::kNone;
 }
 
 PinWarning ComponentLog::TakePinWarning() {
   return std::exchange(pin_warning_, PinWarning::kNone);
+}
+
+void ComponentLog::Receive(const std::string& message, int level) {
+  output_.Log(stderr_level_ < 0 ? message : EscapeForTerminal(message), level);
+  const bool shown = level <= stderr_level_;
+  ComponentEvent event = ParseComponentEvent(message, level);
+  if (event.kind == ComponentEventKind::kPinFinalTry)
+    pin_warning_ = PinWarning::kFinalTry;
+  else if (event.kind == ComponentEventKind::kPinCountLow)
+    pin_warning_ = PinWarning::kCountLow;
+  // Without the reason the user could do nothing, so it is shown whatever --log-level is.
+  if (level <= kProviderUnusable && !shown)
+    PrintReason(event);
+  if (level == kFailed)
+    problems_.push_back({event, shown});
+  if (event.kind != ComponentEventKind::kOther)
+    events_.push_back(std::move(event));
 }
 
 }  // namespace cardcert::cli

@@ -1,27 +1,27 @@
-// Where the component's log lines go while the program runs.
+// Where the component's log goes while a command runs.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "cli/component_events.h"
 #include "host/logfile.h"
 
 namespace cardcert::cli {
 
-// What the component says of a PIN's tries just before it asks for the PIN.
+// How many tries of a PIN are left, as far as the token tells.
 enum class PinWarning { kNone, kCountLow, kFinalTry };
 
-// A message of the component's about something that failed.
+// A failure (level 3) that the component has logged.
 struct Problem {
-  std::string message;
-  bool shown;  // on standard error, by --log-level: not to be repeated, but it may need more words
+  ComponentEvent event;
+  bool shown;  // --log-level has written the line to standard error already
 };
 
-// Connects the global log for as long as it lives. The user sees what was asked for with
-// --log-level and --log-file; without those, the reasons why a provider cannot be used. What goes
-// to standard error cannot steer a terminal; a file gets it as Logfile writes it. The program
-// itself overhears all lines, since some facts reach it in no other way.
+// Receives every line of the global log as long as it lives. The user sees what --log-level and
+// --log-file ask for, and always the reason why a provider cannot be used (level 2). Lines for
+// standard error are escaped; a file gets them as Logfile writes them.
 class ComponentLog {
  public:
   ComponentLog();
@@ -29,20 +29,29 @@ class ComponentLog {
   ComponentLog(const ComponentLog&) = delete;
   ComponentLog& operator=(const ComponentLog&) = delete;
 
-  // Follows --log-level and --log-file. False, with a complaint, when the file cannot be written.
+  // Applies --log-level and --log-file. Prints an error and returns false if the file cannot be
+  // written.
   bool Configure(const std::optional<int>& level, const std::optional<std::string>& file);
 
-  // What failed since the last call, in order.
-  std::vector<Problem> TakeProblems();
+  // Forgets the events, the problems and the PIN warning. To be called before an operation whose
+  // events are to be looked at.
+  void Clear();
 
-  // What was said of tries since the last call.
+  // The events of a known kind since the last Clear(), in order.
+  const std::vector<ComponentEvent>& events() const { return events_; }
+
+  // The failures since the last Clear(), in order, of unknown kinds too.
+  const std::vector<Problem>& problems() const { return problems_; }
+
+  // Returns what the token reported about the PIN that is asked for next, and forgets it.
   PinWarning TakePinWarning();
 
  private:
   void Receive(const std::string& message, int level);
 
-  Logfile output_;         // says nothing until Configure()
-  int stderr_level_ = -1;  // up to which lines go to standard error; -1: none do
+  Logfile output_;         // logs nothing until Configure()
+  int stderr_level_ = -1;  // the highest level that is written to standard error; -1: none
+  std::vector<ComponentEvent> events_;
   std::vector<Problem> problems_;
   PinWarning pin_warning_ = PinWarning::kNone;
 };

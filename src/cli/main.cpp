@@ -1,13 +1,13 @@
-// cardcert: the smart-card component at work on the command line.
+// cardcert, the command-line program.
 #include <clocale>
 #include <csignal>
 #include <exception>
 
+#include "cli/command_line/parser.h"
 #include "cli/commands/commands.h"
 #include "cli/terminal/console.h"
 
-using namespace cardcert::cli;
-
+namespace cardcert::cli {
 namespace {
 
 ExitStatus Run(const Options& options) {
@@ -24,13 +24,11 @@ ExitStatus Run(const Options& options) {
   return kExitFailed;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+ExitStatus Main(int argc, const char* const* argv) {
   ReserveStandardDescriptors();
-  std::setlocale(LC_CTYPE, "");  // The encoding of file names; numbers keep their point.
-  // A provider may talk to a helper process, and standard output to a pipe: either may go away, and
-  // is then an error like others.
+  std::setlocale(LC_CTYPE, "");  // For file names. Numbers keep their decimal point.
+  // Without this, a closed pipe to a helper process of the provider or from standard output would
+  // end the program. Writing then fails with EPIPE, which is handled like other errors.
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const ParsedOptions parsed = ParseOptions(argc, argv);
@@ -39,4 +37,11 @@ int main(int argc, char** argv) {
     PrintError(error.what());
     return kExitFailed;
   }
+}
+
+}  // namespace
+}  // namespace cardcert::cli
+
+int main(int argc, char** argv) {
+  return cardcert::cli::Main(argc, argv);
 }

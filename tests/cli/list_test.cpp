@@ -151,8 +151,9 @@ TEST_F(ListTest, PrintsOneTableLinePerCertificate) {
 TEST_F(ListTest, NotesThatACertificateWithoutAnRsaKeyIsLeftOut) {
   const Finished run = Cardcert({"list"});
   EXPECT_THAT(run.out, Not(HasSubstr("Curve")));
-  EXPECT_THAT(run.err, HasSubstr("cardcert: note: Unable to read public key from certificate for "
-                                 "token \"first\" (left out: only certificates with an RSA key"));
+  EXPECT_THAT(run.err,
+              HasSubstr("cardcert: warning: Unable to read public key from certificate for "
+                        "token \"first\" (left out: only certificates with an RSA key"));
   EXPECT_TRUE(AllLinesAreMessages(run.err));
 }
 
@@ -214,8 +215,9 @@ TEST_F(ListTest, NotesAFilterAttributeThatBeginsWithABlank) {
   const Finished run =
       Cardcert({"list", "--matching", "--filter", "x|commonName=Example CA, O=Example|0"});
   EXPECT_EQ(run.status, 0);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: note: no attribute has the name ' O' of --filter"
-                                 " 'x|commonName=Example CA, O=Example|0'"));
+  EXPECT_THAT(run.err,
+              HasSubstr("cardcert: warning: --filter 'x|commonName=Example CA, O=Example|0'"
+                        " matches no certificate: no attribute is called ' O'"));
 }
 
 TEST_F(ListTest, SucceedsWithoutCertificates) {
@@ -223,9 +225,12 @@ TEST_F(ListTest, SucceedsWithoutCertificates) {
   const Finished run = Cardcert({"list"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err,
-            "cardcert: no certificates found: is the card in its reader, and the reader's service"
-            " running? --log-level 5 shows each step\n");
+  EXPECT_EQ(
+      run.err,
+      "cardcert: no certificates found\n"
+      "cardcert: hint: check that the card is in its reader and that the card reader service is"
+      " running\n"
+      "cardcert: hint: --log-level 5 shows each step\n");
 }
 
 TEST_F(ListTest, DoesNotSuggestALogThatIsAlreadyOn) {
@@ -233,8 +238,10 @@ TEST_F(ListTest, DoesNotSuggestALogThatIsAlreadyOn) {
   for (const Words& words : {Words{"--log-level", "5"}, Words{"--log-file", File("log")}}) {
     const Finished run = Cardcert({"list", words[0], words[1]});
     EXPECT_THAT(run.err,
-                HasSubstr("cardcert: no certificates found: is the card in its reader, and the"
-                          " reader's service running?\n"));
+                HasSubstr("cardcert: no certificates found\n"
+                          "cardcert: hint: check that the card is in its reader and that the card"
+                          " reader service is running\n"));
+    EXPECT_THAT(run.err, Not(HasSubstr("hint: --log-level")));
   }
 }
 
@@ -247,13 +254,15 @@ TEST_F(ListTest, WorksInAnyLocale) {
 TEST_F(ListTest, FailsIfTableCannotBeWritten) {
   const Finished run = InShell("\"$@\" >/dev/full", Command({"list"}));
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write to standard output: No space left"));
+  EXPECT_THAT(run.err,
+              HasSubstr("cardcert: error: cannot write to standard output: No space left"));
 }
 
 TEST_F(ListTest, FailsIfStandardOutputIsClosedAndWritesToNoOtherFile) {
   const Finished run = InShell("\"$@\" >&-", Command({"list", "--log-file", File("log")}));
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write to standard output: Bad file descriptor"));
+  EXPECT_THAT(run.err,
+              HasSubstr("cardcert: error: cannot write to standard output: Bad file descriptor"));
   EXPECT_THAT(ReadFile(File("log")), Not(HasSubstr("KEY USAGE")));
 }
 

@@ -23,8 +23,8 @@ TEST_F(LogTest, WritesToStandardErrorUpToTheLevel) {
   EXPECT_THAT(level3, Not(ContainsRegex("Z 5 ")));
   // Messages that the log has shown are explained but not repeated.
   EXPECT_THAT(level3, ContainsRegex("Z 3 Unable to read public key from certificate"));
-  EXPECT_THAT(level3, Not(HasSubstr("cardcert: note: Unable")));
-  EXPECT_THAT(level3, HasSubstr("cardcert: note: left out: only certificates with an RSA key"));
+  EXPECT_THAT(level3, Not(HasSubstr("cardcert: warning: Unable")));
+  EXPECT_THAT(level3, HasSubstr("cardcert: warning: left out: only certificates with an RSA key"));
   EXPECT_THAT(Cardcert({"list", "--log-level", "5"}).err, ContainsRegex("Z 5 Fetching tokens"));
   EXPECT_THAT(Cardcert({"list", "--log-level", "0"}).err, Not(HasSubstr("Loaded")));
 }
@@ -59,10 +59,12 @@ TEST_F(LogTest, LimitsTheFileToTheLevel) {
 
 TEST_F(LogTest, ShowsReasonOfFailureAtEveryLevel) {
   const Finished quiet = CardcertWithoutModule({"list", "-m", "/no/such.so", "--log-level", "0"});
-  EXPECT_THAT(quiet.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
+  EXPECT_THAT(quiet.err,
+              HasSubstr("cardcert: error: Unable to load PKCS#11 module '/no/such.so':"));
   const Finished to_file =
       CardcertWithoutModule({"list", "-m", "/no/such.so", "--log-file", File("log")});
-  EXPECT_THAT(to_file.err, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such.so':"));
+  EXPECT_THAT(to_file.err,
+              HasSubstr("cardcert: error: Unable to load PKCS#11 module '/no/such.so':"));
   EXPECT_THAT(ReadFile(File("log")), HasSubstr(" 2 Unable to load PKCS#11 module '/no/such.so':"));
 }
 
@@ -71,9 +73,10 @@ TEST_F(LogTest, ExplainsASignatureFailureThatItHasShown) {
   const std::string said = Cardcert({"sign", "6e6f", "--in", in, "--out", File("out"),
                                      "--log-level", "3", "--pin-file", PinFile()})
                                .err;
-  EXPECT_THAT(said, HasSubstr("Z 3 Signature operation failed (102)\n"
-                              "cardcert: the token has no private key that belongs to this"));
-  EXPECT_THAT(said, Not(HasSubstr("cardcert: Signature operation failed")));
+  EXPECT_THAT(said,
+              HasSubstr("Z 3 Signature operation failed (102)\n"
+                        "cardcert: error: the token has no private key that belongs to this"));
+  EXPECT_THAT(said, Not(HasSubstr("cardcert: error: Signature operation failed")));
 }
 
 TEST_F(LogTest, NeverContainsAPin) {

@@ -15,7 +15,7 @@ TEST_F(PresentTest, DistinguishesPresentFromAbsent) {
   EXPECT_EQ(absent.status, 4);
   EXPECT_EQ(absent.out, "");
   EXPECT_THAT(absent.err,
-              HasSubstr("cardcert: no token has a certificate with the serial 'abcdef'"));
+              HasSubstr("cardcert: error: no token has a certificate with the serial 'abcdef'"));
 }
 
 TEST_F(PresentTest, AcceptsSerialSpellings) {
@@ -38,7 +38,9 @@ TEST_F(PresentTest, ListsDifferentCertificatesWithOneSerial) {
   EXPECT_EQ(run.out, "");
   EXPECT_THAT(run.err, HasSubstr("cardcert:   Plain  00f1e2"));
   EXPECT_THAT(run.err, HasSubstr("cardcert:   Twin  00f1e2"));
-  EXPECT_THAT(run.err, HasSubstr("remove the others, or their tokens\n"));
+  EXPECT_THAT(
+      run.err,
+      HasSubstr("leave only the certificate you want on the tokens, or remove the other tokens\n"));
   // Names and subjects may be equal, so the message shows the beginning of the modulus.
   for (const char* const key : {"00f1e2 Plain", "00f1e2 Twin"}) {
     const std::string modulus = List()[key]["modulus"];
@@ -54,7 +56,7 @@ TEST_F(PresentTest, FindsCertificatesWithoutAnRsaKey) {
 TEST_F(PresentTest, NotesSkippedCertificatesIfNoneIsFound) {
   for (const char* const serial : {"0c25", "abcdef"})
     EXPECT_THAT(Cardcert({"present", serial}).err,
-                HasSubstr("cardcert: note: Unable to read public key from certificate for token "
+                HasSubstr("cardcert: warning: Unable to read public key from certificate for token "
                           "\"first\" (left out: only certificates with an RSA key can be used)"));
   EXPECT_EQ(Cardcert({"present", "1024"}).err, "");
 }

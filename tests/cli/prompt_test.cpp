@@ -28,8 +28,8 @@ TEST_F(PromptTest, HidesThePinAndRestoresEcho) {
 TEST_F(PromptTest, AsksAgainAfterAWrongPin) {
   PseudoTerminal terminal(SignCommand(), environment_);
   terminal.Enter("PIN: ", "9999");
-  terminal.Expect("cardcert: the PIN is wrong\r\n");
-  terminal.Expect("Note: a wrong PIN has been entered before.");
+  terminal.Expect("cardcert: error: the PIN is wrong\r\n");
+  terminal.Expect("cardcert: warning: a wrong PIN was entered before");
   terminal.Enter("PIN: ", "1234");
   terminal.ExpectExit(0);
   ExpectSigned();
@@ -41,7 +41,7 @@ TEST_F(PromptTest, EmptyLineAndControlDCancel) {
     terminal.Expect("PIN: ");
     terminal.Type(keys);
     terminal.ExpectExit(6);
-    EXPECT_THAT(terminal.screen(), HasSubstr("cardcert: cancelled, nothing was signed"));
+    EXPECT_THAT(terminal.screen(), HasSubstr("cardcert: cancelled; nothing was signed"));
     EXPECT_FALSE(Exists(File("sig")));
   }
 }
@@ -90,7 +90,7 @@ TEST_F(PromptTest, RestoresEchoOnControlZAndAsksAgainOnFg) {
 TEST_F(PromptTest, DoesNotOfferALineThatIsTooLong) {
   PseudoTerminal terminal(SignCommand(), environment_);
   terminal.Enter("PIN: ", std::string(129, '1'));
-  terminal.Expect("No PIN is longer than 128 bytes.");
+  terminal.Expect("A PIN has at most 128 bytes.");
   terminal.Enter("PIN: ", "1234");
   terminal.ExpectExit(0);
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("wrong")));
@@ -107,7 +107,7 @@ TEST_F(PromptTest, AsksOnTheTerminalIfInputAndOutputArePipes) {
 
 TEST_F(PromptTest, NotesThatDataIsReadFromTheTerminal) {
   PseudoTerminal terminal(Command({"sign", "4fa107", "--out", File("sig")}), environment_);
-  terminal.Expect("cardcert: what is to be signed is read from the terminal");
+  terminal.Expect("cardcert: reading the data to sign from the terminal");
   terminal.Type("x\n\x04");
   terminal.Enter("PIN: ", "1234");
   terminal.ExpectExit(0);
@@ -117,7 +117,7 @@ TEST_F(PromptTest, NotesThatDataIsReadFromTheTerminal) {
 TEST_F(PromptTest, RefusesToWriteARawSignatureToATerminal) {
   PseudoTerminal terminal(Command({"sign", "4fa107", "--in", Write("in", "x")}), environment_);
   terminal.ExpectExit(2);
-  EXPECT_THAT(terminal.screen(), HasSubstr("a raw signature is not for a terminal"));
+  EXPECT_THAT(terminal.screen(), HasSubstr("a raw signature cannot be shown on a terminal"));
 }
 
 TEST_F(PromptTest, RefusesTheTerminalAsPinFile) {

@@ -13,9 +13,10 @@ class ProviderLoadingTest : public CardcertTest {};
 TEST_F(ProviderLoadingTest, FailsIfFileDoesNotExist) {
   const std::string said =
       Refusal(CardcertWithoutModule({"list", "-m", "/no/such/provider.so"}), 3);
-  EXPECT_THAT(said, HasSubstr("cardcert: Unable to load PKCS#11 module '/no/such/provider.so':\n"
-                              "cardcert: /no/such/provider.so: cannot open shared object file"));
-  EXPECT_THAT(said, HasSubstr("cardcert: check the path given with --module"));
+  EXPECT_THAT(said,
+              HasSubstr("cardcert: error: Unable to load PKCS#11 module '/no/such/provider.so':\n"
+                        "cardcert:   /no/such/provider.so: cannot open shared object file"));
+  EXPECT_THAT(said, HasSubstr("cardcert: hint: check the path given with --module"));
 }
 
 TEST_F(ProviderLoadingTest, FailsIfFileIsNotALibrary) {
@@ -54,7 +55,7 @@ TEST_F(ProviderLoadingTest, RefusesAnEmptyPath) {
   for (const Words& words : {Words{"list"}, Words{"present", "10"}, Words{"watch"},
                              Words{"sign", "10", "--in", in, "--pin-file", PinFile()}}) {
     EXPECT_THAT(Refusal(CardcertWithoutModule(Concat(words, {"-m", ""}))),
-                HasSubstr("cardcert: --module is empty\n"));
+                HasSubstr("cardcert: error: --module is empty\n"));
   }
 }
 
@@ -62,14 +63,16 @@ TEST_F(ProviderLoadingTest, SuggestsDotSlashForAFileInTheCurrentFolder) {
   Write("text.so", "not a library");
   const Finished run =
       InShell("cd '" + File("") + "' && exec \"$@\"", {CARDCERT_PROGRAM, "list", "-m", "text.so"});
-  EXPECT_THAT(Refusal(run, 3), HasSubstr("write './text.so' for the file in this folder\n"));
+  EXPECT_THAT(Refusal(run, 3), HasSubstr("write './text.so' for the file in the current folder\n"));
 }
 
 TEST_F(ProviderLoadingTest, FailsIfLibraryIsNotAProvider) {
   const std::string said = Refusal(CardcertWithoutModule({"list", "-m", "libc.so.6"}), 3);
   EXPECT_THAT(said, HasSubstr("Library 'libc.so.6' does not seem to be a PKCS#11 module"));
-  EXPECT_THAT(said, HasSubstr("check that --module names the PKCS#11 library of the card (without a"
-                              " folder it is looked for among the system's libraries), and"));
+  EXPECT_THAT(said,
+              HasSubstr("a name without '/' is searched for in the system's library folders\n"
+                        "cardcert: hint: check that --module names the card's PKCS#11 library,"
+                        " and that"));
 }
 
 TEST_F(ProviderLoadingTest, FailsIfProviderDoesNotInitialize) {

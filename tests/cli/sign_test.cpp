@@ -31,8 +31,8 @@ TEST_P(KeyLengthTest, OpenSslVerifiesEachDigest) {
     const Finished run = Sign(GetParam().serial, in, {"--digest", digest});
     EXPECT_EQ(run.status, 0) << run.err;
     if (GetParam().name == std::string("sign"))  // It is on both tokens.
-      EXPECT_THAT(run.err, MatchesRegex("cardcert: note: the certificate is there more than once;"
-                                        " the key and the PIN are those of the one in"
+      EXPECT_THAT(run.err, MatchesRegex("cardcert: warning: there is more than one copy of the"
+                                        " certificate; using the key and the PIN of the token in"
                                         " 'SoftHSM slot ID 0x[0-9a-f]+'\n"));
     else
       EXPECT_EQ(run.err, "");
@@ -103,8 +103,9 @@ TEST_F(SignTest, DoesNotReadPinAndDataFromStandardInput) {
     const Finished run =
         Cardcert({"sign", "4fa107", option, "/dev/stdin", "--out", File("sig")}, PinFile());
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.err, std::string("cardcert: ") + option +
-                           " is standard input, which is to be signed: use --in FILE\n");
+    EXPECT_EQ(run.err, std::string("cardcert: error: ") + option +
+                           " is standard input, which is also the data to sign\n"
+                           "cardcert: hint: use --in FILE\n");
   }
   EXPECT_FALSE(Exists(File("sig")));
   const std::string in = Write("in", "x");
@@ -118,7 +119,7 @@ TEST_F(SignTest, ClosedStandardInputIsStatus2) {
   const Finished run = InShell(
       "\"$@\" <&-", Command({"sign", "4fa107", "--out", File("sig"), "--pin-file", PinFile()}));
   EXPECT_EQ(run.status, 2);
-  EXPECT_EQ(run.err, "cardcert: cannot read standard input: Bad file descriptor\n");
+  EXPECT_EQ(run.err, "cardcert: error: cannot read standard input: Bad file descriptor\n");
   EXPECT_FALSE(Exists(File("sig")));
 }
 
@@ -139,7 +140,8 @@ TEST_F(SignTest, LeavesNoTemporaryFiles) {
 TEST_F(SignTest, UnknownSerialIsStatus4) {
   const Finished run = Sign("abcdef", Write("in", "x"));
   EXPECT_EQ(run.status, 4);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: no token has a certificate with the serial 'abcdef'"));
+  EXPECT_THAT(run.err,
+              HasSubstr("cardcert: error: no token has a certificate with the serial 'abcdef'"));
   EXPECT_FALSE(Exists(File("sig")));
 }
 
@@ -154,8 +156,9 @@ TEST_F(SignTest, AmbiguousSerialIsStatus5) {
 TEST_F(SignTest, FailsWithoutAPrivateKey) {
   const Finished run = Sign("6e6f", Write("in", "x"));
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: Signature operation failed (102): the token has no "
-                                 "private key that belongs to this certificate"));
+  EXPECT_THAT(run.err,
+              HasSubstr("cardcert: error: Signature operation failed (102): the token has no "
+                        "private key that belongs to this certificate"));
   EXPECT_FALSE(Exists(File("sig")));
 }
 
@@ -171,8 +174,8 @@ TEST_F(SignTest, DoesNotWriteASignatureThatDoesNotVerify) {
   AddToToken("keyless", "04");
   const Finished run = Sign("6e6f", Write("in", "x"));
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: the token's signature does not fit the certificate's "
-                                 "public key; nothing is written"));
+  EXPECT_THAT(run.err, HasSubstr("cardcert: error: the certificate's public key does not verify the"
+                                 " token's signature; nothing was written"));
   EXPECT_FALSE(Exists(File("sig")));
 }
 
@@ -186,7 +189,8 @@ TEST_F(SignTest, FailsIfSignatureCannotBeWritten) {
   const Finished run = Cardcert(
       {"sign", "4fa107", "--in", Write("in", "x"), "--out", "/dev/full", "--pin-file", PinFile()});
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: cannot write '/dev/full': No space left on device"));
+  EXPECT_THAT(run.err,
+              HasSubstr("cardcert: error: cannot write '/dev/full': No space left on device"));
 }
 
 TEST_F(SignTest, DoesNotReplaceAnInputFile) {
@@ -200,8 +204,8 @@ TEST_F(SignTest, DoesNotReplaceAnInputFile) {
     const Finished run = Cardcert(
         {"sign", "4fa107", "--in", in, "--pin-file", pin, "--log-file", log, "--out", out});
     EXPECT_EQ(run.status, 2) << out;
-    EXPECT_EQ(run.err,
-              std::string("cardcert: --out is the file of ") + option + ", which would be lost\n");
+    EXPECT_EQ(run.err, std::string("cardcert: error: --out is the file of ") + option +
+                           " and would overwrite it\n");
   }
   EXPECT_EQ(ReadFile(in), "x");
   EXPECT_EQ(ReadFile(pin), "1234\n");

@@ -1,5 +1,8 @@
 // cardcert list
+#include <utility>
+
 #include "cli/commands/commands.h"
+#include "cli/commands/listing_warnings.h"
 #include "cli/commands/provider.h"
 #include "cli/output/json.h"
 #include "cli/output/table.h"
@@ -8,48 +11,46 @@
 namespace cardcert::cli {
 namespace {
 
-void ExplainEmptyList(bool had_certificates, bool had_others, const ProviderOptions& provider) {
-  if (had_certificates) {
-    PrintError("no certificate matches; without --matching all are listed");
-    return;
+void ExplainEmptyList(bool has_certificates, bool has_warnings, const ProviderOptions& options) {
+  if (has_certificates) {
+    PrintProgress("no certificate matches the filters");
+    PrintHint("without --matching all certificates are listed");
+  } else if (has_warnings) {
+    PrintProgress("no certificate that can be used was found");
+  } else {
+    PrintProgress("no certificates found");
+    PrintHint("check that the card is in its reader and that the card reader service is running");
+    const bool shows_each_step = options.log_level == kTrace || options.log_file;
+    if (!shows_each_step)
+      PrintHint("--log-level 5 shows each step");
   }
-  if (had_others) {
-    PrintError("no certificates that can be used");
-    return;
-  }
-  const bool shows_each_step = provider.log_level == 5 || provider.log_file;
-  PrintError(
-      std::string(
-          "no certificates found: is the card in its reader, and the reader's service running?") +
-      (shows_each_step ? "" : " --log-level 5 shows each step"));
 }
 
 }  // namespace
 
-ExitStatus RunList(const ProviderOptions& provider, const ListOptions& options) {
-  ComponentLog log;
-  PKCS11Module module;
-  const ExitStatus status = OpenProvider(provider, &log, &module);
+ExitStatus RunList(const ProviderOptions& provider_options, const ListOptions& options) {
+  Provider provider;
+  const ExitStatus status = provider.Open(provider_options);
   if (status != kExitSuccess)
     return status;
-
-  std::optional<std::list<pkcs11_certificate>> listed = ListCertificates(&log, &module);
-  if (!listed)
+  std::optional<Listing> listing = provider.List();
+  if (!listing)
     return kExitFailed;
-  const std::vector<std::string> notes = Notes(log.TakeProblems());
-  ShowNotes(notes);
-  std::list<pkcs11_certificate>& records = *listed;
-  const bool had_certificates = !records.empty();
+
+  const std::vector<std::string> warnings = ListingWarnings(provider.log().problems());
+  PrintWarnings(warnings);
+  std::list<pkcs11_certificate> records = std::move(listing->records);
+  const bool has_certificates = !records.empty();
   if (options.matching)
     records.remove_if([](const pkcs11_certificate& record) { return !record.matches_filter; });
 
   bool printed = true;
   if (options.json)
-    printed = PrintData(CertificatesAsJson(records, module.GetLibraryPath()));
+    printed = PrintData(CertificatesAsJson(records, provider.module().GetLibraryPath()));
   else if (!records.empty())
     printed = PrintData(CertificateTable(records));
   if (records.empty())
-    ExplainEmptyList(had_certificates, !notes.empty(), provider);
+    ExplainEmptyList(has_certificates, !warnings.empty(), provider_options);
   return printed ? kExitSuccess : kExitFailed;
 }
 

@@ -1,5 +1,6 @@
 // cardcert present
 #include "cli/commands/commands.h"
+#include "cli/commands/listing_warnings.h"
 #include "cli/commands/provider.h"
 #include "cli/commands/select.h"
 #include "cli/output/table.h"
@@ -7,35 +8,27 @@
 
 namespace cardcert::cli {
 
-ExitStatus RunPresent(const ProviderOptions& provider, const PresentOptions& options) {
-  const std::optional<Serial> serial = Serial::Parse(options.serial);
-  if (!serial) {
-    PrintInvalidSerial(options.serial);
+ExitStatus RunPresent(const ProviderOptions& provider_options, const PresentOptions& options) {
+  const std::optional<Serial> serial = ParseSerial(options.serial);
+  if (!serial)
     return kExitUsage;
-  }
-  ComponentLog log;
-  PKCS11Module module;
-  const ExitStatus opened = OpenProvider(provider, &log, &module);
-  if (opened != kExitSuccess)
-    return opened;
+  Provider provider;
+  Selection selection;
+  const ExitStatus status = OpenAndSelect(provider_options, *serial, &provider, &selection);
+  if (status != kExitSuccess)
+    return status;
 
-  const std::optional<std::list<pkcs11_certificate>> records = ListCertificates(&log, &module);
-  if (!records)
-    return kExitFailed;
-  const Selection selection = SelectCertificate(*records, *serial);
-  if (selection.status == kExitAmbiguous)
-    return kExitAmbiguous;
+  PKCS11Module& module = provider.module();
   if (selection.record != nullptr && module.CertificatePresent(selection.record->serial))
     return PrintData(CertificateLine(*selection.record) + "\n") ? kExitSuccess : kExitFailed;
-  ShowNotes(Notes(log.TakeProblems()));
+  PrintWarnings(ListingWarnings(provider.log().problems()));
   if (IsOnSomeToken(&module, *serial))
     return PrintData("a certificate that cannot be used for signing\n") ? kExitSuccess
                                                                         : kExitFailed;
-  if (selection.record == nullptr) {
-    PrintError("no token has a certificate with the serial " + Quoted(options.serial));
-  } else {
+  if (selection.record != nullptr)
     PrintTokenNotWritable(*selection.record);
-  }
+  else
+    PrintError("no token has a certificate with the serial " + Quoted(options.serial));
   return kExitNoCertificate;
 }
 

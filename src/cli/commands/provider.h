@@ -1,35 +1,43 @@
-// The provider that a command works with.
+// The PKCS#11 provider that a command works with, and the log of what the component does with it.
 #pragma once
 
-#include <list>
 #include <optional>
-#include <string>
-#include <vector>
 
+#include "cli/command_line/options.h"
+#include "cli/commands/listing.h"
 #include "cli/component_log.h"
 #include "cli/exit_status.h"
-#include "cli/options.h"
 #include "pkcs11/pkcs11.h"
 
 namespace cardcert::cli {
 
-// Sets the naming specification and the filters, starts the log and loads the provider, in this
-// order: nothing is written or loaded before the whole command line is known to be good. Any other
-// result than kExitSuccess has been complained about.
-ExitStatus OpenProvider(const ProviderOptions& options, ComponentLog* log, PKCS11Module* module);
+class Provider {
+ public:
+  // Applies --name and --filter, starts the log, then loads the provider: nothing is written or
+  // loaded unless the whole command line is valid. Returns kExitSuccess, or prints an error and
+  // returns the exit status.
+  //
+  // The provider stays loaded until this object is destroyed. It is not loaded twice, because some
+  // providers do not survive that.
+  ExitStatus Open(const ProviderOptions& options);
 
-// What went wrong while certificates were listed, in words for a user, each thing once. Slots
-// without a usable token are no surprise and are left out. Of what the log has shown there are only
-// explanations.
-std::vector<std::string> Notes(const std::vector<Problem>& problems);
-void ShowNotes(const std::vector<std::string>& notes);
+  // Lists the certificates, in one walk over the tokens. Tries a second time if the walk fails,
+  // because a token that is inserted at that moment makes it fail. Prints an error and returns
+  // nothing if the provider cannot list its slots.
+  std::optional<Listing> List();
 
-// The module's certificates; what went wrong with single ones is left in the log's problems.
-// Nothing, with a complaint, when the provider cannot list its slots: that is no empty list.
-std::optional<std::list<pkcs11_certificate>> ListCertificates(ComponentLog* log,
-                                                              PKCS11Module* module);
+  // The same, without a second try and without a message.
+  std::optional<Listing> TryToList();
 
-// Complains that the provider could not list its slots.
+  PKCS11Module& module() { return module_; }
+  ComponentLog& log() { return log_; }
+
+ private:
+  ComponentLog log_;
+  PKCS11Module module_;  // after the log, because closing it is logged
+};
+
+// Prints that the provider cannot list its slots.
 void PrintSlotListError();
 
 }  // namespace cardcert::cli

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
+#include <utility>
 
 #include "cli/output/table.h"
 #include "cli/terminal/console.h"
@@ -12,19 +12,17 @@
 namespace cardcert::cli {
 namespace {
 
-struct CertificateFree {
-  void operator()(certificate* cert) const { cert_free(cert); }
-};
-using OwnedCertificate = std::unique_ptr<certificate, CertificateFree>;
+// Certificates with one serial may have one name, too, so the beginning of the key is shown, as
+// list --json shows it.
+std::string DistinguishingLine(const pkcs11_certificate& record) {
+  constexpr unsigned long kShownBytes = 8;
+  const unsigned long length = std::min(record.modulus_len, kShownBytes);
+  return "  " + CertificateLine(record) + "  modulus " + Hex(record.modulus, length) + "...  " +
+         WithSingleBlanks(record.subject);
+}
 
-// The first certificate with the serial on the tokens; null when it is gone.
-OwnedCertificate FirstWith(const std::string& serial, PKCS11Module* module) {
-  const pkcs11_certificate_location* const location = module->FindCertificate(serial);
-  if (location == nullptr)
-    return nullptr;
-  OwnedCertificate cert(module->GetTokenCertificate(location->session, location->object));
-  module->function_list->C_CloseSession(location->session);
-  return cert;
+void PrintAmbiguous(const std::string& serial) {
+  PrintError("several different certificates have the serial " + Quoted(serial) + ":");
 }
 
 bool HasKeyOf(const certificate* cert, const pkcs11_certificate& record) {
@@ -37,56 +35,93 @@ bool HasKeyOf(const certificate* cert, const pkcs11_certificate& record) {
          std::memcmp(other.modulus, record.modulus, record.modulus_len) == 0;
 }
 
-// What tells a certificate from others with its serial: names may be the same, so the key's
-// beginning is there, too, as list --json has it.
-std::string Told(const pkcs11_certificate& record) {
-  constexpr unsigned long kShownBytes = 8;
-  const unsigned long length = std::min(record.modulus_len, kShownBytes);
-  return "  " + CertificateLine(record) + "  modulus " + Hex(record.modulus, length) + "...  " +
-         WithSingleBlanks(record.subject);
+// Returns the certificate before `record`, not listed, that the component may find by its serial;
+// null if there is none.
+const WalkedCertificate* HidingCertificate(const std::vector<WalkedCertificate>& walk,
+                                           const pkcs11_certificate& record) {
+  for (const WalkedCertificate& walked : walk) {
+    if (walked.record != nullptr && walked.record->serial == record.serial)
+      return nullptr;
+    if (walked.record == nullptr && walked.serial.value_or(record.serial) == record.serial)
+      return &walked;
+  }
+  return nullptr;
 }
 
 }  // namespace
 
-Selection SelectCertificate(const std::list<pkcs11_certificate>& records, const Serial& serial) {
-  const std::vector<const pkcs11_certificate*> all = serial.Find(records);
-  const std::vector<const pkcs11_certificate*> found = WithoutCopies(all);
-  if (found.empty())
-    return {nullptr, kExitNoCertificate, false};
-  if (found.size() == 1)
-    return {found.front(), kExitSuccess, all.size() > 1};
-  PrintError("several different certificates have this serial:");
-  for (const pkcs11_certificate* record : found)
-    PrintError(Told(*record));
-  PrintError("only the one that is meant may be there: remove the others, or their tokens");
-  return {nullptr, kExitAmbiguous, false};
+std::optional<Serial> ParseSerial(const std::string& text) {
+  std::optional<Serial> serial = Serial::Parse(text);
+  if (!serial) {
+    PrintError(Quoted(text) + " is not a serial number");
+    PrintHint("give the hexadecimal digits that cardcert list shows");
+  }
+  return serial;
 }
 
-ExitStatus CheckThatItSigns(PKCS11Module* module, const pkcs11_certificate& record) {
-  const OwnedCertificate first = FirstWith(record.serial, module);
-  if (first == nullptr) {
+const pkcs11_certificate* Selection::CopyIn(unsigned long slot) const {
+  if (!listing.walk)
+    return nullptr;
+  for (const WalkedCertificate& walked : *listing.walk) {
+    if (walked.slot == slot && walked.record != nullptr && SameCertificate(*walked.record, *record))
+      return walked.record;
+  }
+  return nullptr;
+}
+
+ExitStatus OpenAndSelect(const ProviderOptions& options, const Serial& serial, Provider* provider,
+                         Selection* selection) {
+  const ExitStatus opened = provider->Open(options);
+  if (opened != kExitSuccess)
+    return opened;
+  std::optional<Listing> listing = provider->List();
+  if (!listing)
+    return kExitFailed;
+  selection->listing = std::move(*listing);
+
+  const std::vector<const pkcs11_certificate*> all = serial.Find(selection->listing.records);
+  const std::vector<const pkcs11_certificate*> different = WithoutCopies(all);
+  if (different.size() > 1) {
+    PrintAmbiguous(different.front()->serial);
+    for (const pkcs11_certificate* record : different)
+      PrintProgress(DistinguishingLine(*record));
+    PrintHint("leave only the certificate you want on the tokens, or remove the other tokens");
+    return kExitAmbiguous;
+  }
+  if (!different.empty())
+    selection->record = different.front();
+  selection->has_copies = all.size() > 1;
+  return kExitSuccess;
+}
+
+ExitStatus CheckNothingHides(const Selection& selection, PKCS11Module* module) {
+  const pkcs11_certificate& record = *selection.record;
+  const std::optional<std::vector<WalkedCertificate>>& walk = selection.listing.walk;
+  const WalkedCertificate* const hiding = walk ? HidingCertificate(*walk, record) : nullptr;
+  if (walk && hiding == nullptr)
+    return kExitSuccess;
+
+  const pkcs11_certificate_location* const found = module->FindCertificate(record.serial);
+  if (found == nullptr) {
     PrintTokenNotWritable(record);
     return kExitFailed;
   }
-  if (HasKeyOf(first.get(), record))
+  certificate* const first = module->GetTokenCertificate(found->session, found->object);
+  module->function_list->C_CloseSession(found->session);
+  const bool is_selected = first != nullptr && HasKeyOf(first, record);
+  if (first != nullptr)
+    cert_free(first);
+  if (is_selected)
     return kExitSuccess;
-  char subject[16834] = {};
-  cert_subject(first.get(), subject, sizeof subject);
-  PrintError("several different certificates have this serial:");
-  PrintError(std::string("  ") + subject + "  (without an RSA key that could be used)");
-  PrintError(Told(record));
-  PrintError("the first is in the way of the second: remove its token, or take it off the token");
+
+  PrintAmbiguous(record.serial);
+  const bool has_subject = hiding != nullptr && hiding->subject;
+  PrintProgress("  " + (has_subject ? *hiding->subject : "(subject unreadable)") +
+                "  (no RSA key that can be used)");
+  PrintProgress(DistinguishingLine(record));
+  PrintHint(
+      "the first certificate hides the second: delete it from its token, or remove the token");
   return kExitAmbiguous;
-}
-
-void PrintTokenNotWritable(const pkcs11_certificate& record) {
-  PrintError("the certificate is listed, but its token cannot be opened for reading and writing:");
-  PrintError("  " + CertificateLine(record));
-}
-
-void PrintInvalidSerial(const std::string& text) {
-  PrintError(Quoted(text) +
-             " is no serial number: give hexadecimal digits, as cardcert list shows");
 }
 
 bool IsOnSomeToken(PKCS11Module* module, const Serial& serial) {
@@ -94,6 +129,11 @@ bool IsOnSomeToken(PKCS11Module* module, const Serial& serial) {
   return std::any_of(spellings.begin(), spellings.end(), [module](const std::string& spelling) {
     return module->CertificatePresent(spelling);
   });
+}
+
+void PrintTokenNotWritable(const pkcs11_certificate& record) {
+  PrintError("the certificate is listed, but its token cannot be opened for reading and writing:");
+  PrintProgress("  " + CertificateLine(record));
 }
 
 }  // namespace cardcert::cli

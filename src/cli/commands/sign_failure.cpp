@@ -2,6 +2,8 @@
 
 #include <p11-kit/pkcs11.h>
 
+#include <string>
+
 #include "cli/terminal/console.h"
 
 namespace cardcert::cli {
@@ -18,30 +20,33 @@ constexpr Meaning kMeanings[] = {
     {CKR_DEVICE_REMOVED, "the card was removed"},
     {CKR_TOKEN_NOT_PRESENT, "the card was removed"},
     {CKR_DEVICE_ERROR, "the card or its reader has failed"},
-    {CKR_KEY_TYPE_INCONSISTENT, "the private key is no RSA key"},
+    {CKR_KEY_TYPE_INCONSISTENT, "the private key is not an RSA key"},
     {CKR_KEY_FUNCTION_NOT_PERMITTED, "the private key may not be used for signatures"},
-    {CKR_MECHANISM_INVALID, "the token makes no signatures of this kind (RSA, PKCS #1 v1.5)"},
-    {CKR_USER_NOT_LOGGED_IN, "the private key asks for a login of its own for each signature"},
-    {CKR_USER_ALREADY_LOGGED_IN, "another login is under way"},
-    {CKR_SESSION_READ_ONLY_EXISTS, "another session is open, so that the PIN cannot be unlocked"},
+    {CKR_MECHANISM_INVALID, "the token cannot make signatures of this kind (RSA, PKCS #1 v1.5)"},
+    {CKR_USER_NOT_LOGGED_IN,
+     "the private key requires a login for each signature, which is not supported"},
+    {CKR_USER_ALREADY_LOGGED_IN, "a user is already logged in to the token"},
+    {CKR_SESSION_READ_ONLY_EXISTS, "the PIN cannot be unlocked while another session is open"},
 };
 
-std::string MeaningOf(const std::string& problem) {
+std::string MeaningOf(const ComponentEvent& event) {
+  if (event.kind != ComponentEventKind::kSignatureFailed)
+    return "";
   for (const Meaning& meaning : kMeanings) {
-    if (problem.find("(" + std::to_string(meaning.rv) + ")") != std::string::npos)
+    if (event.rv == meaning.rv)
       return meaning.text;
   }
   return "";
 }
 
-const char* Sentence(ExitStatus status) {
+const char* Conclusion(ExitStatus status) {
   switch (status) {
     case kExitPinWrong:
       return "nothing was signed: a PIN was not accepted";
     case kExitPinLocked:
       return "nothing was signed: a PIN is locked";
     case kExitFinalTryRefused:
-      return "nothing was signed, to leave the last try of the PIN";
+      return "nothing was signed, to keep the last try of the PIN";
     default:
       return "nothing was signed";
   }
@@ -50,19 +55,23 @@ const char* Sentence(ExitStatus status) {
 }  // namespace
 
 ExitStatus ExplainFailure(const PinAnswers& answers, const std::vector<Problem>& problems) {
+  if (answers.cancelled_by_user()) {
+    PrintProgress("cancelled; nothing was signed");
+    return kExitCancelled;
+  }
   const std::optional<ExitStatus> pin_failure = answers.Failure();
   if (!pin_failure) {
-    for (const auto& [message, shown] : problems) {
-      const std::string meaning = MeaningOf(message);
+    for (const auto& [event, shown] : problems) {
+      const std::string meaning = MeaningOf(event);
       if (!shown)
-        PrintError(message + (meaning.empty() ? "" : ": " + meaning));
+        PrintError(event.message + (meaning.empty() ? "" : ": " + meaning));
       else if (!meaning.empty())
         PrintError(meaning);
     }
   }
-  PrintError(answers.cancelled_by_user() ? "cancelled, nothing was signed"
-                                         : Sentence(pin_failure.value_or(kExitFailed)));
-  return pin_failure.value_or(kExitFailed);
+  const ExitStatus status = pin_failure.value_or(kExitFailed);
+  PrintError(Conclusion(status));
+  return status;
 }
 
 }  // namespace cardcert::cli

@@ -1,7 +1,6 @@
 // Why there is no signature, in words.
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "cli/component_log.h"
@@ -10,8 +9,8 @@
 
 namespace cardcert::cli {
 
-// Tells the user, and says with which status the program ends. `problems` is what the component
-// logged; what has been shown is only explained.
+// Prints why Sign() failed and returns the exit status. `problems` is what the component logged;
+// lines that --log-level has shown are explained, but not repeated.
 ExitStatus ExplainFailure(const PinAnswers& answers, const std::vector<Problem>& problems);
 
 }  // namespace cardcert::cli

@@ -4,19 +4,16 @@
 
 namespace cardcert::cli {
 
-bool PinAnswers::AskCallback(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length,
-                             void* data) {
-  auto* const answers = static_cast<PinAnswers*>(data);
-  const bool answered = answers->Ask(type, buffer, length);
-  if (answered && type != PIN_TYPE_UNLOCK)
-    answers->last_error_.reset();
-  return answered;
+bool PinAnswers::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
+  const bool supplied = Supply(type, buffer, length);
+  if (supplied && type != PIN_TYPE_UNLOCK)
+    last_error_.reset();
+  return supplied;
 }
 
-void PinAnswers::TellCallback(pkcs11_pin_type type, pkcs11_pin_error error, void* data) {
-  auto* const answers = static_cast<PinAnswers*>(data);
-  answers->last_error_ = error;
-  answers->Tell(PinErrorText(type, error));
+void PinAnswers::Report(pkcs11_pin_type type, pkcs11_pin_error error) {
+  last_error_ = error;
+  Show(PinErrorText(type, error));
 }
 
 std::optional<ExitStatus> PinAnswers::Failure() const {
@@ -25,6 +22,16 @@ std::optional<ExitStatus> PinAnswers::Failure() const {
   if (!last_error_)
     return std::nullopt;
   return *last_error_ == PIN_ERROR_LOCKED ? kExitPinLocked : kExitPinWrong;
+}
+
+bool PinAnswers::Refuse(ExitStatus why) {
+  refusal_ = why;
+  return false;
+}
+
+bool PinAnswers::Cancel() {
+  cancelled_by_user_ = true;
+  return Refuse(kExitCancelled);
 }
 
 }  // namespace cardcert::cli

@@ -1,9 +1,10 @@
-// Who answers the component's questions for PINs.
+// Who answers when the component asks for a PIN.
 #pragma once
 
 #include <optional>
+#include <string>
+#include <utility>
 
-#include "cli/component_log.h"
 #include "cli/exit_status.h"
 #include "pkcs11/pkcs11.h"
 
@@ -13,34 +14,37 @@ class PinAnswers {
  public:
   virtual ~PinAnswers() = default;
 
-  // The callbacks of PKCS11Module::Sign(); `data` is a PinAnswers.
-  static bool AskCallback(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length,
-                          void* data);
-  static void TellCallback(pkcs11_pin_type type, pkcs11_pin_error error, void* data);
+  // As pin_cb and error_cb of the component.
+  bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length);
+  void Report(pkcs11_pin_type type, pkcs11_pin_error error);
 
-  // Why a signature was not made, as far as PINs are the reason.
+  // The certificate and the token that the PIN is for, in words. Must be set before the first
+  // Ask().
+  void set_subject(std::string subject) { subject_ = std::move(subject); }
+
+  // Returns the exit status if a PIN is the reason why there is no signature.
   std::optional<ExitStatus> Failure() const;
 
-  // Whether the user did not want to go on. False where there was nobody to ask.
+  // Returns true if a person has cancelled; false if there was nobody to ask.
   bool cancelled_by_user() const { return cancelled_by_user_; }
 
  protected:
-  // As for pin_cb. False: `refusal_` has been set.
-  virtual bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) = 0;
-  virtual void Tell(const char* text) = 0;
+  // As Ask(). If it returns false, it has called Refuse() or Cancel().
+  virtual bool Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) = 0;
 
-  bool Refuse(ExitStatus why) {
-    refusal_ = why;
-    return false;
-  }
-  bool Cancelled() {
-    cancelled_by_user_ = true;
-    return Refuse(kExitCancelled);
-  }
-  // The last fault that the token found with a PIN since one was last supplied.
+  // Shows what is wrong with a PIN.
+  virtual void Show(const char* error) = 0;
+
+  // Both return false.
+  bool Refuse(ExitStatus why);
+  bool Cancel();
+
+  // What was wrong with the last PIN that was supplied, if anything.
   const std::optional<pkcs11_pin_error>& last_error() const { return last_error_; }
+  const std::string& subject() const { return subject_; }
 
  private:
+  std::string subject_;
   std::optional<ExitStatus> refusal_;
   bool cancelled_by_user_ = false;
   std::optional<pkcs11_pin_error> last_error_;

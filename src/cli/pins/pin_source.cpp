@@ -17,14 +17,14 @@ namespace {
 constexpr char kVariablePrefix[] = "env:";
 constexpr std::size_t kVariablePrefixLen = sizeof kVariablePrefix - 1;
 
-// The name in "env:NAME"; null for anything else.
+// Returns the name in "env:NAME", or null for anything else.
 const char* VariableName(const PinSource& source) {
   if (!source.variable || source.variable->compare(0, kVariablePrefixLen, kVariablePrefix) != 0)
     return nullptr;
   return source.variable->c_str() + kVariablePrefixLen;
 }
 
-// One byte on its way from a descriptor, cleared like the PIN that it belongs to.
+// Reads bytes of a PIN, one at a time. The byte is cleared in the end, as the PIN is.
 class ByteReader {
  public:
   explicit ByteReader(int descriptor) : descriptor_(descriptor) {}
@@ -32,7 +32,7 @@ class ByteReader {
   ByteReader(const ByteReader&) = delete;
   ByteReader& operator=(const ByteReader&) = delete;
 
-  // As read(2): 1, 0 at the end, -1 with errno.
+  // Returns 1, 0 at the end of the file, or -1 with errno set, as read(2) does.
   ssize_t Read() {
     ssize_t result = 0;
     do {
@@ -47,10 +47,10 @@ class ByteReader {
   unsigned char byte_ = 0;
 };
 
-// Null, or what is wrong with the line.
+// Reads the only line of a file. Returns null, or why it is not usable.
 const char* ReadOnlyLine(int descriptor, Secret* line) {
   ByteReader input(descriptor);
-  bool carriage_return = false;  // Held back: it may be half of the line's end.
+  bool carriage_return = false;  // not appended yet: it may belong to the line break
   for (;;) {
     const ssize_t result = input.Read();
     if (result < 0)
@@ -60,9 +60,9 @@ const char* ReadOnlyLine(int descriptor, Secret* line) {
     if (input.byte() == '\n')
       return input.Read() == 0 ? nullptr : "it has more than one line";
     if (input.byte() == '\0')
-      return "it holds a zero byte: it has to be plain text";
+      return "it contains a zero byte, so it is not plain text";
     if (line->too_long())
-      return nullptr;  // Enough is known.
+      return nullptr;  // The caller reports that.
     if (std::exchange(carriage_return, input.byte() == '\r'))
       line->Append('\r');
     if (!carriage_return)
@@ -79,13 +79,13 @@ const char* ReadFile(const std::string& path, Secret* pin) {
     return std::strerror(errno);
   const char* const fault =
       isatty(descriptor)
-          ? "it is a terminal, where the PIN would be seen; without this option it is"
-            " asked for unseen"
+          ? "it is a terminal, which would show the PIN; without this option the PIN is asked for"
+            " and not shown"
           : ReadOnlyLine(descriptor, pin);
   close(descriptor);
   return fault != nullptr || !pin->BeginsWith("\xef\xbb\xbf")
              ? fault
-             : "it begins with a byte order mark, which would be taken for a part of the PIN";
+             : "it begins with a byte order mark, which would become part of the PIN";
 }
 
 const char* ReadVariable(const char* name, Secret* pin) {
@@ -101,11 +101,12 @@ const char* ReadVariable(const char* name, Secret* pin) {
 
 std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& option) {
   const char* const variable = VariableName(source);
-  // What follows --pin is not repeated in a message: it may be the PIN itself.
+  // The message does not repeat the value of --pin, which may be the PIN itself.
   if (!source.file && variable == nullptr) {
     PrintError(option +
-               " takes env:NAME, the name of an environment variable, since others can read" +
-               " a command line; " + option + "-file takes a file");
+               " takes env:NAME, the name of an environment variable, because other users" +
+               " can read the command line");
+    PrintHint(option + "-file FILE reads the PIN from a file");
     return nullptr;
   }
 
@@ -118,10 +119,8 @@ std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& opti
     fault = "it is empty";
   if (fault == nullptr)
     return pin;
-  // Nor is the name, here: with a PIN in its place there is no such file, and no such variable.
-  PrintError("no PIN from the " +
-             (source.file ? "file of " + option + "-file" : "variable of " + option) + ": " +
-             fault);
+  // The name is not repeated either: it may be a PIN that was given by mistake.
+  PrintError("cannot read the PIN of " + option + (source.file ? "-file: " : ": ") + fault);
   return nullptr;
 }
 
@@ -133,7 +132,7 @@ bool ReadsStandardInput(const PinSource& source) {
          file.st_ino == input.st_ino;
 }
 
-void ForgetPinVariable(const PinSource& source) {
+void ClearPinVariable(const PinSource& source) {
   const char* const name = VariableName(source);
   char* const value = name != nullptr ? std::getenv(name) : nullptr;
   if (value == nullptr)

@@ -1,16 +1,15 @@
-// PINs that are given with the command instead of being asked for.
+// PINs that the command line names a place for, instead of the terminal.
 #pragma once
 
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "cli/terminal/secret.h"
 
 namespace cardcert::cli {
 
-// One kind of PIN as the command line gives it: at most one of the two.
+// Where one PIN comes from. At most one of the two is set.
 struct PinSource {
   std::optional<std::string> variable;  // "env:NAME"
   std::optional<std::string> file;
@@ -18,16 +17,16 @@ struct PinSource {
   bool given() const { return variable || file; }
 };
 
-// Reads the PIN. Null, with a complaint that never holds any of it, when there is no usable one:
-// a file must hold one line, an environment variable must be set; 1 to 128 bytes.
-// `option` is what the source was given with.
+// Reads the PIN: the only line of the file, or the value of the environment variable; 1 to 128
+// bytes. On failure prints an error, which never contains any part of the PIN, and returns null.
+// `option` is the option of the variable ("--pin"), for the error.
 std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& option);
 
-// Whether the PIN would be read from what the program has as its standard input.
+// Returns true if the source is a file that is standard input under another name.
 bool ReadsStandardInput(const PinSource& source);
 
-// Overwrites the source's environment variable and removes it, so that neither the provider nor
-// anything it starts inherits the PIN. Nothing for a file.
-void ForgetPinVariable(const PinSource& source);
+// Overwrites the environment variable and removes it, so that neither the provider nor a process
+// that it starts inherits the PIN. Does nothing for a file.
+void ClearPinVariable(const PinSource& source);
 
 }  // namespace cardcert::cli

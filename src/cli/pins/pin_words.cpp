@@ -17,12 +17,13 @@ const char* PinName(pkcs11_pin_type type) {
 }
 
 const char* PinErrorText(pkcs11_pin_type type, pkcs11_pin_error error) {
+  // Indexed by type and error.
   constexpr const char* kTexts[4][3] = {
       {"the PIN is wrong", "the token does not accept a PIN of this length or form",
        "the PIN is locked"},
       {"the SO PIN (PUK) is wrong",
        "the token does not accept an SO PIN (PUK) of this length or form",
-       "the SO PIN (PUK) is locked; only who issued the token can help"},
+       "the SO PIN (PUK) is locked; only the issuer of the token can help"},
       {"the PIN cannot be unlocked: an SO PIN (PUK) is wrong",
        "the PIN cannot be unlocked: a PIN does not have the right length or form",
        "the PIN cannot be unlocked: the SO PIN (PUK) is locked"},

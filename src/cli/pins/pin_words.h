@@ -5,18 +5,18 @@
 
 namespace cardcert::cli {
 
-// What a script has to give when the PIN is locked.
+// Hints for scripts.
+inline constexpr const char* kHowToGivePin = "use --pin-file FILE or --pin env:NAME";
 inline constexpr const char* kHowToUnlock =
-    "to unlock it, give the SO PIN (PUK) and a new PIN as well, with --so-pin-file and"
-    " --new-pin-file";
+    "to unlock the PIN, give the SO PIN (PUK) and a new PIN with --so-pin-file and --new-pin-file";
 
-// What has become of a PIN when it is asked for again after it was set anew.
-inline constexpr const char* kUnlocked = "the PIN is unlocked, and the new one is set";
+// For a PIN that has just been unlocked and is asked for again.
+inline constexpr const char* kUnlocked = "the PIN is unlocked and the new PIN is set";
 
-// "PIN", "SO PIN (PUK)" and so on, for a sentence.
+// Returns "PIN", "SO PIN (PUK)" and so on, for a sentence.
 const char* PinName(pkcs11_pin_type type);
 
-// A sentence for what the component reports.
+// Returns the message for an error that the component reports.
 const char* PinErrorText(pkcs11_pin_type type, pkcs11_pin_error error);
 
 }  // namespace cardcert::cli

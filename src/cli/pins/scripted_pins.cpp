@@ -6,7 +6,7 @@
 namespace cardcert::cli {
 namespace {
 
-// The option that the PIN comes with.
+// The option that gives the PIN.
 const char* Option(pkcs11_pin_type type) {
   switch (type) {
     case PIN_TYPE_SO:
@@ -20,7 +20,7 @@ const char* Option(pkcs11_pin_type type) {
 
 }  // namespace
 
-bool ScriptedPins::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
+bool ScriptedPins::Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
   switch (type) {
     case PIN_TYPE_UNLOCK:
       return ConsentToUnlock();
@@ -34,20 +34,21 @@ bool ScriptedPins::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned lon
   }
   if (!offered_.new_user)
     return OfferOnce(type, pins_.user.get(), &offered_.user, buffer, length);
-  log_.TakePinWarning();  // Of the PIN that has been replaced.
+  log_.TakePinWarning();  // It is about the PIN that has been replaced.
   if (!offered_.new_user_login)
-    PrintError(kUnlocked);
+    PrintProgress(kUnlocked);
   return OfferOnce(type, pins_.new_user.get(), &offered_.new_user_login, buffer, length);
 }
 
-void ScriptedPins::Tell(const char* text) {
-  PrintError(text);
+void ScriptedPins::Show(const char* error) {
+  PrintError(error);
 }
 
 bool ScriptedPins::ConsentToUnlock() {
   if (pins_.security_officer && pins_.new_user)
     return true;
-  return HoldBack(kExitPinLocked, kHowToUnlock);
+  PrintHint(kHowToUnlock);
+  return Refuse(kExitPinLocked);
 }
 
 bool ScriptedPins::OfferOnce(pkcs11_pin_type type, Secret* pin, bool* offered,
@@ -56,30 +57,26 @@ bool ScriptedPins::OfferOnce(pkcs11_pin_type type, Secret* pin, bool* offered,
   const PinWarning warning = log_.TakePinWarning();
   if (pin == nullptr) {
     const std::string option = Option(type);
-    return HoldBack(kExitCancelled, "the token asks for the " + name +
-                                        ", which was not given: use " + option + "-file FILE or " +
-                                        option + " env:NAME");
+    PrintError("the token asks for the " + name + ", which was not given");
+    PrintHint("use " + option + "-file FILE or " + option + " env:NAME");
+    return Refuse(kExitCancelled);
   }
   if (*offered) {
-    return HoldBack(last_error() == PIN_ERROR_LOCKED ? kExitPinLocked : kExitPinWrong,
-                    "the " + name + " is not offered a second time");
+    PrintError("the " + name + " is not tried a second time");
+    return Refuse(last_error() == PIN_ERROR_LOCKED ? kExitPinLocked : kExitPinWrong);
   }
   if (warning == PinWarning::kFinalTry) {
-    return HoldBack(kExitFinalTryRefused, "the " + name +
-                                              " is held back: it would be the last try,"
-                                              " and a wrong one locks it; use a terminal");
+    PrintError("the " + name + " was not tried: it is the last try, and a wrong " + name +
+               " would be locked");
+    PrintHint("run the command at a terminal to enter the " + name + " yourself");
+    return Refuse(kExitFinalTryRefused);
   }
   *offered = true;
   pin->CopyTo(buffer);
   *length = pin->length();
-  if (type != PIN_TYPE_NEW_USER)  // That one is needed again, to log in with.
+  if (type != PIN_TYPE_NEW_USER)  // A new PIN is needed a second time, for the login.
     pin->Clear();
   return true;
-}
-
-bool ScriptedPins::HoldBack(ExitStatus why, const std::string& reason) {
-  PrintError(reason);
-  return Refuse(why);
 }
 
 }  // namespace cardcert::cli

@@ -1,7 +1,8 @@
-// Answers for scripts: nobody is asked, and no script locks a card that tells of its tries.
+// PINs for scripts: nobody is asked, and the last try of a PIN is never used.
 #pragma once
 
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "cli/component_log.h"
@@ -10,17 +11,17 @@
 
 namespace cardcert::cli {
 
-// The PINs that were given with the command; null for one that was not.
+// The PINs from the command line; null for one that was not given.
 struct GivenPins {
   std::unique_ptr<Secret> user;
   std::unique_ptr<Secret> security_officer;
   std::unique_ptr<Secret> new_user;
 };
 
-// Each PIN is offered once, and not at all when the token says that it is the last try. A locked
-// PIN is unlocked when the PINs for it were given. After that the new PIN is offered, once,
-// whatever the token says of tries: it has just taken this PIN from us, and some tokens go on
-// showing what was true of the old one.
+// Offers each PIN once, and not at all if the token reports that it is the last try. A locked PIN
+// is unlocked if the PINs for that were given. The new PIN is then offered for the login, once,
+// whatever the token reports about tries: the token has just accepted this PIN, and some tokens go
+// on reporting the state of the old one.
 class ScriptedPins : public PinAnswers {
  public:
   ScriptedPins(GivenPins pins, ComponentLog* log) : pins_(std::move(pins)), log_(*log) {}
@@ -33,13 +34,12 @@ class ScriptedPins : public PinAnswers {
     bool new_user_login = false;
   };
 
-  bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) override;
-  void Tell(const char* text) override;
+  bool Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) override;
+  void Show(const char* error) override;
 
   bool ConsentToUnlock();
   bool OfferOnce(pkcs11_pin_type type, Secret* pin, bool* offered, unsigned char* buffer,
                  unsigned long* length);
-  bool HoldBack(ExitStatus why, const std::string& reason);
 
   GivenPins pins_;
   Offers offered_;

@@ -5,58 +5,60 @@
 
 namespace cardcert::cli {
 
-bool TerminalPins::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
-  if (!HasTerminal()) {
-    const bool unlocks = type == PIN_TYPE_UNLOCK;
-    PrintError(unlocks ? kHowToUnlock
-                       : "the token asks for a PIN, and there is no terminal to ask for it; use"
-                         " --pin-file or --pin env:NAME");
-    return Refuse(unlocks ? kExitPinLocked : kExitCancelled);
+bool TerminalPins::Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
+  if (!OpenTerminal()) {
+    if (type == PIN_TYPE_UNLOCK) {
+      PrintHint(kHowToUnlock);
+      return Refuse(kExitPinLocked);
+    }
+    PrintError("the token asks for a PIN, but there is no terminal to ask for it");
+    PrintHint(kHowToGivePin);
+    return Refuse(kExitCancelled);
   }
   if (type == PIN_TYPE_UNLOCK)
     return AskForConsent();
 
   Secret pin;
-  const bool supplied = type == PIN_TYPE_NEW_USER ? AskForNewPin(&pin) : AskForPin(type, &pin);
-  if (!supplied)
-    return Cancelled();
+  const bool entered = type == PIN_TYPE_NEW_USER ? AskForNewPin(&pin) : AskForPin(type, &pin);
+  if (!entered)
+    return Cancel();
   replaced_ = type == PIN_TYPE_NEW_USER;
   pin.CopyTo(buffer);
   *length = pin.length();
   return true;
 }
 
-void TerminalPins::Tell(const char* text) {
+void TerminalPins::Show(const char* error) {
   if (terminal_ != nullptr)
-    terminal_->Say(std::string("cardcert: ") + text);
+    terminal_->ShowLine(ErrorText(error));
   else
-    PrintError(text);
+    PrintError(error);
 }
 
-bool TerminalPins::HasTerminal() {
+bool TerminalPins::OpenTerminal() {
   if (terminal_ == nullptr)
     terminal_ = Terminal::Open();
   if (terminal_ == nullptr)
     return false;
   if (!introduced_)
-    terminal_->Say("Signing with " + subject_ + ". Enter nothing to cancel.");
+    terminal_->ShowLine("Signing with " + subject() + ". Press Enter to cancel.");
   introduced_ = true;
   return true;
 }
 
-void TerminalPins::WarnOfTries(pkcs11_pin_type type) {
+void TerminalPins::WarnAboutTries(pkcs11_pin_type type) {
   const PinWarning warning = log_.TakePinWarning();
-  if (replaced_) {  // It is about the PIN before.
-    terminal_->Say(kUnlocked);
+  if (replaced_) {  // The warning is about the old PIN.
+    terminal_->ShowLine(std::string("cardcert: ") + kUnlocked);
     return;
   }
+  const std::string name = PinName(type);
   switch (warning) {
     case PinWarning::kFinalTry:
-      terminal_->Say(std::string("Warning: this is the last try. If the ") + PinName(type) +
-                     " is wrong once more, it is locked.");
+      terminal_->ShowLine(WarningText("this is the last try; a wrong " + name + " locks it"));
       break;
     case PinWarning::kCountLow:
-      terminal_->Say(std::string("Note: a wrong ") + PinName(type) + " has been entered before.");
+      terminal_->ShowLine(WarningText("a wrong " + name + " was entered before"));
       break;
     case PinWarning::kNone:
       break;
@@ -68,7 +70,7 @@ bool TerminalPins::AskForConsent() {
   const auto given = terminal_->AskOpenly(
       "Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] ", &answer);
   if (given != Terminal::Answer::kLine)
-    return Cancelled();
+    return Cancel();
   Secret yes;
   for (const char* const word : {"y", "Y", "yes", "Yes", "YES"}) {
     yes.Clear();
@@ -81,7 +83,7 @@ bool TerminalPins::AskForConsent() {
 }
 
 bool TerminalPins::AskForPin(pkcs11_pin_type type, Secret* pin) {
-  WarnOfTries(type);
+  WarnAboutTries(type);
   return AskOnce(std::string(PinName(type)) + ": ", pin);
 }
 
@@ -92,7 +94,7 @@ bool TerminalPins::AskForNewPin(Secret* pin) {
       return false;
     if (pin->Equals(again))
       return true;
-    terminal_->Say("The two are not the same.");
+    terminal_->ShowLine("The two PINs are not the same.");
   }
 }
 
@@ -102,7 +104,7 @@ bool TerminalPins::AskOnce(const std::string& prompt, Secret* pin) {
       return false;
     if (!pin->too_long())
       return true;
-    terminal_->Say("No PIN is longer than 128 bytes.");
+    terminal_->ShowLine("A PIN has at most 128 bytes.");
   }
 }
 

@@ -1,4 +1,4 @@
-// Answers from the user at the terminal.
+// PINs that the user enters at the terminal.
 #pragma once
 
 #include <memory>
@@ -12,22 +12,22 @@ namespace cardcert::cli {
 
 class TerminalPins : public PinAnswers {
  public:
-  // `subject` says which certificate on which token the PIN is for.
-  TerminalPins(std::string subject, ComponentLog* log) : subject_(std::move(subject)), log_(*log) {}
+  explicit TerminalPins(ComponentLog* log) : log_(*log) {}
 
  private:
-  bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) override;
-  void Tell(const char* text) override;
+  bool Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) override;
+  void Show(const char* error) override;
 
-  bool HasTerminal();
-  void WarnOfTries(pkcs11_pin_type type);
+  // Opens the terminal and shows what the PIN is for, the first time. Returns false if the program
+  // has no terminal.
+  bool OpenTerminal();
+  void WarnAboutTries(pkcs11_pin_type type);
   bool AskForConsent();
+  // These return false if the user cancels.
   bool AskForPin(pkcs11_pin_type type, Secret* pin);
   bool AskForNewPin(Secret* pin);
-  // One PIN of acceptable length; false when the user has cancelled.
   bool AskOnce(const std::string& prompt, Secret* pin);
 
-  std::string subject_;
   bool introduced_ = false;
   bool replaced_ = false;  // the last PIN that was supplied was a new one
   ComponentLog& log_;

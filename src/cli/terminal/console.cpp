@@ -32,7 +32,7 @@ void PrintWarning(std::string_view message) {
 }
 
 void PrintHint(std::string_view message) {
-  PrintLine(WithPrefix("cardcert: ", message));
+  PrintLine(WithPrefix("cardcert: hint: ", message));
 }
 
 void PrintProgress(std::string_view message) {
@@ -40,11 +40,11 @@ void PrintProgress(std::string_view message) {
 }
 
 std::string ErrorText(std::string_view message) {
-  return WithPrefix("cardcert: ", message);
+  return WithPrefix("cardcert: error: ", message);
 }
 
 std::string WarningText(std::string_view message) {
-  return WithPrefix("cardcert: ", message);
+  return WithPrefix("cardcert: warning: ", message);
 }
 
 bool PrintData(std::string_view data) {

@@ -97,7 +97,7 @@ Terminal::~Terminal() {
   close(descriptor_);
 }
 
-void Terminal::Say(const std::string& line) {
+void Terminal::ShowLine(const std::string& line) {
   Write(EscapeForTerminal(line) + "\n", nullptr);
 }
 

@@ -24,7 +24,7 @@ class Terminal {
   Terminal& operator=(const Terminal&) = delete;
 
   // Shows a line; outside text in it is escaped.
-  void Say(const std::string& line);
+  void ShowLine(const std::string& line);
 
   // Shows `prompt` and waits for a line. Without echo what is typed stays invisible. The terminal
   // is as it was on every way out: an answer, an error, Ctrl-C, a signal that ends the program,

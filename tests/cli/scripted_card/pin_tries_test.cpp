@@ -38,7 +38,7 @@ TEST_F(PinTriesTest, DoesNotUseTheLastTryForAWrongPin) {
   Card("left=1");
   const Finished run = RunSign(Pin("9999"));
   EXPECT_EQ(run.status, 9);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: the PIN is held back: it would be the last try"));
+  EXPECT_THAT(run.err, HasSubstr("cardcert: error: the PIN was not tried: it is the last try"));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
   ExpectNotSigned();
 }
@@ -53,8 +53,9 @@ TEST_F(PinTriesTest, LockedPinIsStatus8) {
   Card("left=0");
   const Finished run = RunSign(Pin("1234"));
   EXPECT_EQ(run.status, 8);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: the PIN is locked\n"
-                                 "cardcert: to unlock it, give the SO PIN (PUK) and a new PIN"));
+  EXPECT_THAT(run.err,
+              HasSubstr("cardcert: error: the PIN is locked\n"
+                        "cardcert: hint: to unlock the PIN, give the SO PIN (PUK) and a new PIN"));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
   ExpectNotSigned();
 }
@@ -134,8 +135,10 @@ TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasTheSerial) {
   Card("first=curve");  // An EC certificate with the same serial comes first and is not listed.
   const Finished run = RunSign(Pin("1234"));
   EXPECT_EQ(run.status, 5);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: several different certificates have this serial:\n"
-                                 "cardcert:   CN=Another  (without an RSA key"));
+  EXPECT_THAT(
+      run.err,
+      HasSubstr("cardcert: error: several different certificates have the serial '4fa107':\n"
+                "cardcert:   CN=Another  (no RSA key"));
   EXPECT_THAT(run.err, HasSubstr("cardcert:   Jürgen 山田  4fa107"));
   EXPECT_TRUE(AllLinesAreMessages(run.err));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
@@ -155,9 +158,9 @@ TEST_F(PinTriesTest, DoesNotSayCancelledWithoutAUser) {
   const Finished run = RunSign({"--batch"});
   EXPECT_EQ(run.status, 6);
   EXPECT_EQ(run.err,
-            "cardcert: the token asks for the PIN, which was not given: use --pin-file FILE or"
-            " --pin env:NAME\n"
-            "cardcert: nothing was signed\n");
+            "cardcert: error: the token asks for the PIN, which was not given\n"
+            "cardcert: hint: use --pin-file FILE or --pin env:NAME\n"
+            "cardcert: error: nothing was signed\n");
   EXPECT_THAT(RunSign({}).err, HasSubstr("there is no terminal"));
   EXPECT_THAT(RunSign({}).err, testing::Not(HasSubstr("cancelled")));
   ExpectNotSigned();

@@ -21,8 +21,9 @@ TEST_F(SlotListFailureTest, FailsIfSlotsCannotBeListed) {
       const Finished run = RunCard(words);
       EXPECT_EQ(run.status, 1) << words[0];
       EXPECT_EQ(run.out, "");
-      EXPECT_THAT(run.err, HasSubstr("cardcert: the provider could not list its slots"));
-      EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+      EXPECT_THAT(run.err, HasSubstr("cardcert: error: the provider cannot list its slots\n"
+                                     "cardcert: hint: check that"));
+      EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 2) << run.err;
       ExpectNoViolations();
     }
   }
@@ -33,8 +34,9 @@ TEST_F(SlotListFailureTest, DoesNotAskForTheCardIfCertificatesCannotBeRead) {
   Card("fail-from=C_GetAttributeValue/0x11/1");  // CKR_ATTRIBUTE_SENSITIVE
   const Finished run = RunCard({"list"});
   EXPECT_EQ(run.status, 0);
-  EXPECT_THAT(run.err, testing::StartsWith("cardcert: note: "));
-  EXPECT_THAT(run.err, testing::EndsWith("\ncardcert: no certificates that can be used\n"));
+  EXPECT_THAT(run.err, testing::StartsWith("cardcert: warning: "));
+  EXPECT_THAT(run.err,
+              testing::EndsWith("\ncardcert: no certificate that can be used was found\n"));
   ExpectNoViolations();
 }
 
@@ -43,11 +45,12 @@ TEST_F(SlotListFailureTest, PresentExplainsAWriteProtectedToken) {
   const Finished run = RunCard({"present", "4fa107"});
   EXPECT_EQ(run.status, 4);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err,
-            "cardcert: the certificate is listed, but its token cannot be opened for reading and "
-            "writing:\n"
-            "cardcert:   Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
-            "Scripted reader\n");
+  EXPECT_EQ(
+      run.err,
+      "cardcert: error: the certificate is listed, but its token cannot be opened for reading and "
+      "writing:\n"
+      "cardcert:   Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
+      "Scripted reader\n");
   ExpectNoViolations();
 }
 

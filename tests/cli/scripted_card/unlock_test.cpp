@@ -25,22 +25,22 @@ TEST_F(UnlockTest, SignsAfterLockingAndUnlockingThePin) {
   PseudoTerminal terminal(SignCommand(), environment_);
   terminal.Expect("Signing with 'Jürgen 山田' in 'Scripted reader'.");
   terminal.Enter("PIN: ", "1111");
-  terminal.Expect("cardcert: the PIN is wrong");
-  terminal.Expect("Note: a wrong PIN has been entered before.");
+  terminal.Expect("cardcert: error: the PIN is wrong");
+  terminal.Expect("cardcert: warning: a wrong PIN was entered before");
   terminal.Enter("PIN: ", "2222");
-  terminal.Expect("cardcert: the PIN is wrong");
-  terminal.Expect("Warning: this is the last try. If the PIN is wrong once more, it is locked.");
+  terminal.Expect("cardcert: error: the PIN is wrong");
+  terminal.Expect("cardcert: warning: this is the last try; a wrong PIN locks it");
   terminal.Enter("PIN: ", "3333");
-  terminal.Expect("cardcert: the PIN is locked");
+  terminal.Expect("cardcert: error: the PIN is locked");
   terminal.Answer("Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] ", "y");
   terminal.Enter("SO PIN (PUK): ", "11111111");
-  terminal.Expect("cardcert: the SO PIN (PUK) is wrong");
-  terminal.Expect("Note: a wrong SO PIN (PUK) has been entered before.");
+  terminal.Expect("cardcert: error: the SO PIN (PUK) is wrong");
+  terminal.Expect("cardcert: warning: a wrong SO PIN (PUK) was entered before");
   terminal.Enter("SO PIN (PUK): ", "87654321");
   SetNewPin(&terminal, "5678", "5679");
-  terminal.Expect("The two are not the same.");
+  terminal.Expect("The two PINs are not the same.");
   SetNewPin(&terminal, "567", "567");
-  terminal.Expect("cardcert: the token does not accept a PIN of this length or form");
+  terminal.Expect("cardcert: error: the token does not accept a PIN of this length or form");
   SetNewPin(&terminal, "5678", "5678");
   terminal.Enter("PIN: ", "5678");
   terminal.ExpectExit(0);
@@ -55,7 +55,7 @@ TEST_F(UnlockTest, OldPinIsWrongAfterUnlocking) {
   Unlock(&terminal, "yes");
   SetNewPin(&terminal, "5678", "5678");
   terminal.Enter("PIN: ", "1234");
-  terminal.Expect("cardcert: the PIN is wrong");
+  terminal.Expect("cardcert: error: the PIN is wrong");
   terminal.Enter("PIN: ", "5678");
   terminal.ExpectExit(0);
   ExpectSigned();
@@ -67,7 +67,7 @@ TEST_F(UnlockTest, DoesNotWarnAboutTheNewPinBecauseOfStaleFlags) {
   PseudoTerminal terminal(SignCommand(), environment_);
   Unlock(&terminal);
   SetNewPin(&terminal, "5678", "5678");
-  terminal.Expect("the PIN is unlocked, and the new one is set");
+  terminal.Expect("the PIN is unlocked and the new PIN is set");
   terminal.Enter("PIN: ", "5678");
   terminal.ExpectExit(0);
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("last try")));
@@ -79,10 +79,10 @@ TEST_F(UnlockTest, LeavesThePinLockedWithoutATerminal) {
   const Finished run = RunSign({});
   EXPECT_EQ(run.status, 8);
   EXPECT_EQ(run.err,
-            "cardcert: the PIN is locked\n"
-            "cardcert: to unlock it, give the SO PIN (PUK) and a new PIN as well, with"
+            "cardcert: error: the PIN is locked\n"
+            "cardcert: hint: to unlock the PIN, give the SO PIN (PUK) and a new PIN with"
             " --so-pin-file and --new-pin-file\n"
-            "cardcert: nothing was signed: a PIN is locked\n");
+            "cardcert: error: nothing was signed: a PIN is locked\n");
   ExpectNotSigned();
 }
 
@@ -107,7 +107,8 @@ TEST_F(UnlockTest, LeavesThePinLockedWithoutConsent) {
     PseudoTerminal terminal(SignCommand(), environment_);
     terminal.Answer("[y/N] ", answer);
     terminal.ExpectExit(8);
-    EXPECT_THAT(terminal.screen(), HasSubstr("cardcert: nothing was signed: a PIN is locked"));
+    EXPECT_THAT(terminal.screen(),
+                HasSubstr("cardcert: error: nothing was signed: a PIN is locked"));
     EXPECT_THAT(Calls("C_Login"), SizeIs(0));
     ExpectNotSigned();
   }
@@ -136,7 +137,8 @@ TEST_F(UnlockTest, FailsIfSoPinIsLocked) {
   Card("left=0 so-left=0");
   PseudoTerminal terminal(SignCommand(), environment_);
   terminal.Answer("[y/N] ", "y");
-  terminal.Expect("cardcert: the SO PIN (PUK) is locked; only who issued the token can help");
+  terminal.Expect(
+      "cardcert: error: the SO PIN (PUK) is locked; only the issuer of the token can help");
   terminal.ExpectExit(8);
   ExpectNotSigned();
 }
@@ -145,8 +147,7 @@ TEST_F(UnlockTest, WarnsBeforeTheLastTryOfTheSoPin) {
   Card("left=0 so-left=1");
   PseudoTerminal terminal(SignCommand(), environment_);
   terminal.Answer("[y/N] ", "y");
-  terminal.Expect(
-      "Warning: this is the last try. If the SO PIN (PUK) is wrong once more, it is locked.");
+  terminal.Expect("cardcert: warning: this is the last try; a wrong SO PIN (PUK) locks it");
   terminal.Enter("SO PIN (PUK): ", "11111111");
   terminal.ExpectExit(8);
   ExpectNotSigned();
@@ -155,7 +156,7 @@ TEST_F(UnlockTest, WarnsBeforeTheLastTryOfTheSoPin) {
 TEST_F(UnlockTest, DistinguishesWrongLengthFromWrongPin) {
   PseudoTerminal terminal(SignCommand(), environment_);
   terminal.Enter("PIN: ", "12");
-  terminal.Expect("cardcert: the token does not accept a PIN of this length or form");
+  terminal.Expect("cardcert: error: the token does not accept a PIN of this length or form");
   terminal.Enter("PIN: ", "1234");
   terminal.ExpectExit(0);
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("wrong")));

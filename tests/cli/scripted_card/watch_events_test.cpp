@@ -49,7 +49,7 @@ TEST_F(WatchEventsTest, SaysThatThereAreNoCertificatesYet) {
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "+ " + kLine);
-  EXPECT_EQ(run.err, "cardcert: no certificates yet; watching\n");
+  EXPECT_EQ(run.err, "cardcert: no certificates yet; watching for changes\n");
   ExpectNoViolations();
 }
 
@@ -58,7 +58,7 @@ TEST_F(WatchEventsTest, ShowsANoteOnce) {
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.err,
-            "cardcert: note: Unable to read public key from certificate for token \"Card (PIN)\""
+            "cardcert: warning: Unable to read public key from certificate for token \"Card (PIN)\""
             " (left out: only certificates with an RSA key can be used)\n");
   EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(4));  // It listed twice.
   ExpectNoViolations();
@@ -107,7 +107,7 @@ TEST_F(WatchEventsTest, OneFailureIsNotARemoval) {
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, HasSubstr("\nJürgen"));
   EXPECT_THAT(run.out, Not(HasSubstr("\n- ")));
-  EXPECT_THAT(run.err, Not(HasSubstr("could not list")));
+  EXPECT_THAT(run.err, Not(HasSubstr("cannot list")));
   // Watch listed again at the next check, with success.
   EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(5));
   ExpectNoViolations();
@@ -131,9 +131,9 @@ TEST_F(WatchEventsTest, TwoFailuresAreARemovalReportedOnce) {
   const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, EndsWith("\n- " + kLine));
-  const std::string::size_type said = run.err.find("cardcert: the provider could not list its");
+  const std::string::size_type said = run.err.find("cardcert: error: the provider cannot list its");
   EXPECT_NE(said, std::string::npos);
-  EXPECT_EQ(said, run.err.rfind("cardcert: the provider could not list its"));
+  EXPECT_EQ(said, run.err.rfind("cardcert: error: the provider cannot list its"));
   EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(5));
   ExpectNoViolations();
 }

@@ -1,4 +1,4 @@
-#include "cli/options.h"
+#include "cli/command_line/parser.h"
 
 #include <gtest/gtest.h>
 

@@ -73,7 +73,7 @@ TEST_F(OutputFileTest, RefusesFolders) {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(Prepares(path));
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "cardcert: cannot write '" + path + "': Is a directory\n");
+              "cardcert: error: cannot write '" + path + "': Is a directory\n");
   }
 }
 

@@ -71,7 +71,7 @@ TEST_F(PinFileTest, RefusesByteOrderMarkAndZeroBytes) {
             "none");
   EXPECT_THAT(said_, HasSubstr("byte order mark"));
   EXPECT_EQ(Read(std::string("1\0002\0003\0004\0", 8)), "none");
-  EXPECT_THAT(said_, HasSubstr("it holds a zero byte"));
+  EXPECT_THAT(said_, HasSubstr("it contains a zero byte"));
   EXPECT_EQ(Read("\xef\xbb"), "\xef\xbb");
 }
 
@@ -93,13 +93,14 @@ TEST_F(PinFileTest, DoesNotNameAMissingFileOrVariable) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(ReadPin(source, "--so-pin"), nullptr);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "cardcert: no PIN from the file of --so-pin-file: No such file or directory\n");
+            "cardcert: error: cannot read the PIN of --so-pin-file: No such file or directory\n");
   source.file.reset();
   source.variable = "env:246810";
   testing::internal::CaptureStderr();
   EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "cardcert: no PIN from the variable of --pin: there is no such environment variable\n");
+  EXPECT_EQ(
+      testing::internal::GetCapturedStderr(),
+      "cardcert: error: cannot read the PIN of --pin: there is no such environment variable\n");
 }
 
 TEST_F(PinFileTest, FailsIfFileCannotBeRead) {
@@ -118,7 +119,7 @@ TEST(PinVariableTest, IsReadAndThenCleared) {
   const std::unique_ptr<Secret> pin = ReadPin(source, "--pin");
   ASSERT_TRUE(pin);
   EXPECT_EQ(Text(*pin), "987654");
-  ForgetPinVariable(source);
+  ClearPinVariable(source);
   EXPECT_EQ(getenv("CARDCERT_TEST_PIN"), nullptr);
   EXPECT_EQ(std::string(value, 6), std::string(6, '\0'));  // Where it was.
 }

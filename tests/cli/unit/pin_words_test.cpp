@@ -29,7 +29,7 @@ TEST(PinWordsTest, ExplainsEveryErrorOfEveryType) {
       {PIN_TYPE_SO, PIN_ERROR_INVALID,
        "the token does not accept an SO PIN (PUK) of this length or form"},
       {PIN_TYPE_SO, PIN_ERROR_LOCKED,
-       "the SO PIN (PUK) is locked; only who issued the token can help"},
+       "the SO PIN (PUK) is locked; only the issuer of the token can help"},
       {PIN_TYPE_UNLOCK, PIN_ERROR_INCORRECT,
        "the PIN cannot be unlocked: an SO PIN (PUK) is wrong"},
       {PIN_TYPE_UNLOCK, PIN_ERROR_INVALID,

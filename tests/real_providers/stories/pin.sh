@@ -23,8 +23,8 @@ check "... and the card was not asked" state_is "in, PIN 1, PUK 3"
 check "nothing was written" no_signature
 
 converse "${sign[@]}" -- "PIN: " 333333 "[y/N] " n
-check "a person is warned before the last try" on_screen "Warning: this is the last try."
-check "... and told that the PIN is locked" on_screen "cardcert: the PIN is locked"
+check "a person is warned before the last try" on_screen "cardcert: warning: this is the last try"
+check "... and told that the PIN is locked" on_screen "cardcert: error: the PIN is locked"
 check "... and need not unlock it" exit_is 8
 check "the card has locked itself" state_is "in, PIN 0, PUK 3"
 card card remove removed

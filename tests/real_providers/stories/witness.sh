@@ -24,8 +24,6 @@ describe="${walk}C_GetSlotInfo C_GetTokenInfo C_OpenSession C_FindObjectsInit ($
 # SoftHSM's last slot is always a token without content.
 [ "$name" != spy-softhsm ] || describe+="C_GetSlotInfo C_GetTokenInfo C_OpenSession=TOKEN_NOT_RECOGNIZED "
 find="${walk}C_OpenSession C_FindObjectsInit ($read_one){1,$num_certificates}C_FindObjectsFinal "
-# The program looks first whether the component would take the certificate that is meant.
-choose="${find}C_GetAttributeValue C_GetAttributeValue C_CloseSession "
 prepare="C_GetAttributeValue C_GetTokenInfo C_GetTokenInfo "
 make="C_FindObjectsInit C_FindObjects C_FindObjectsFinal C_SignInit C_Sign C_Logout C_CloseSession "
 close="C_Finalize "
@@ -78,25 +76,25 @@ printf '%s\n' "$new_pin" >"$dir/new-pin"
 
 watched "${sign[@]}" --pin-file "$dir/pin"
 check "sign: finds, logs in, finds the key, signs, logs out" \
-  saw "$open$describe$choose$find${prepare}C_Login:CKU_USER $make$close"
+  saw "$open$describe$find${prepare}C_Login:CKU_USER $make$close"
 check "... the signature is one" verify anna sha256
 check "... the PIN was shown once" dumps 1
 check "... and stands nowhere else" no_leaks
 
 watched "${sign[@]}" --pin-file "$dir/wrong-pin"
 check "a wrong PIN: one login, nothing signed, no logout" \
-  saw "$open$describe$choose$find${prepare}C_Login:CKU_USER=PIN_INCORRECT C_GetTokenInfo C_CloseSession $close"
+  saw "$open$describe$find${prepare}C_Login:CKU_USER=PIN_INCORRECT C_GetTokenInfo C_CloseSession $close"
 check "... and it stands nowhere else" no_leaks
 
 watched "${sign[@]}" --batch
-check "no PIN: no login" saw "$open$describe$choose$find${prepare}C_CloseSession $close"
+check "no PIN: no login" saw "$open$describe$find${prepare}C_CloseSession $close"
 
 officer="C_GetTokenInfo C_Login:CKU_SO C_InitPIN C_Logout "
 if [ "$name" = spy-opensc ]; then
   probe lock "$wrong_pin" 12 >/dev/null
   watched "${sign[@]}" --pin-file "$dir/pin" --so-pin-file "$dir/so-pin" --new-pin-file "$dir/new-pin"
   check "unlock: the officer sets a new PIN, the user goes on with it" \
-    saw "$open$describe$choose$find$prepare${officer}C_Login:CKU_USER $make$close"
+    saw "$open$describe$find$prepare${officer}C_Login:CKU_USER $make$close"
   check "... three PINs were shown" dumps 3
 else
   : >"$dir/component.log"

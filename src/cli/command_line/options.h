@@ -1,4 +1,4 @@
-// The command line.
+// What the command line asks for. Texts are in UTF-8 except names of files, which are as given.
 #pragma once
 
 #include <optional>
@@ -9,10 +9,9 @@
 
 namespace cardcert::cli {
 
-// What every command that uses a provider understands. Texts are in UTF-8, whatever encoding the
-// command line came in.
+// Common to all commands that use a provider.
 struct ProviderOptions {
-  std::string module;                   // --module
+  std::string module;                   // --module, in UTF-8
   std::optional<std::string> name;      // --name
   std::vector<std::string> filters;     // --filter
   std::optional<int> log_level;         // --log-level
@@ -46,6 +45,10 @@ struct SignOptions {
   bool batch = false;
 };
 
+struct HelpOptions {
+  std::string command;  // empty: the program
+};
+
 enum class Command { kList, kPresent, kWatch, kSign };
 
 struct Options {
@@ -55,17 +58,7 @@ struct Options {
   PresentOptions present;
   WatchOptions watch;
   SignOptions sign;
+  HelpOptions help;
 };
-
-// Reads the command line. An exit status instead of a command when there is nothing left to do:
-// help or the version was printed, or something was wrong and has been complained about.
-struct ParsedOptions {
-  std::optional<Options> options;
-  int exit_status = 0;
-};
-ParsedOptions ParseOptions(int argc, const char* const* argv);
-
-// The names of all options and commands that the parser knows, as they are typed.
-std::vector<std::string> KnownWords();
 
 }  // namespace cardcert::cli
