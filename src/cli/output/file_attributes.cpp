@@ -71,6 +71,7 @@ std::string AttributeText(const std::string& name) {
   return name == kAccessList ? "its access control list" : "its extended attribute " + Quoted(name);
 }
 
+// Removes the list that the file got from its folder.
 bool RemoveAccessList(int file) {
   return fremovexattr(file, kAccessList) == 0 || errno == ENODATA || errno == ENOTSUP;
 }
@@ -111,7 +112,7 @@ bool FileAttributes::ApplyTo(int new_file, FileProblem* problem) const {
     return Fail("its owner, user " + std::to_string(info_.st_uid) + ",", problem);
   if (now.st_gid != info_.st_gid && fchown(new_file, info_.st_uid, info_.st_gid) != 0)
     return Fail("its group, number " + std::to_string(info_.st_gid) + ",", problem);
-  if (!HasAccessList() && !RemoveAccessList(new_file))
+  if (!RemoveAccessList(new_file))
     return Fail("its permissions", problem);
   for (const ExtendedAttribute& attribute : extended_) {
     // Security modules label a new file themselves, and may not let its owner do so.
@@ -125,11 +126,6 @@ bool FileAttributes::ApplyTo(int new_file, FileProblem* problem) const {
   if (fchmod(new_file, info_.st_mode & 0777) != 0)
     return Fail("its permissions", problem);
   return true;
-}
-
-bool FileAttributes::HasAccessList() const {
-  return std::any_of(extended_.begin(), extended_.end(),
-                     [](const ExtendedAttribute& each) { return each.name == kAccessList; });
 }
 
 }  // namespace cardcert::cli

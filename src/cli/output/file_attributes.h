@@ -43,8 +43,6 @@ class FileAttributes {
     std::string value;
   };
 
-  bool HasAccessList() const;
-
   struct stat info_ = {};
   std::vector<ExtendedAttribute> extended_;
 };

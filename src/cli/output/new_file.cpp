@@ -114,8 +114,6 @@ bool NewFile::LinkAs(const std::string& name) {
     Discard();
     return true;
   }
-  if (errno == EEXIST)
-    return false;
   // A file system without hard links. Renaming without replacing is not known to all of these.
   bool renamed =
       renameat2(folder_, temporary_name_.c_str(), folder_, name.c_str(), RENAME_NOREPLACE) == 0;

@@ -3,9 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <utility>
 
 #include "cli/files/shared_folder.h"
@@ -33,12 +31,7 @@ std::optional<int> OwnDescriptor(const Location& location) {
   if (!location.is_proc_link || stat("/proc/self/fd", &own) != 0 ||
       !IsSameFile(own, location.folder.info()))
     return std::nullopt;
-  int number = -1;
-  const char* const end = location.name.data() + location.name.size();
-  const auto [parsed_end, error] = std::from_chars(location.name.data(), end, number);
-  if (error != std::errc() || parsed_end != end)
-    return std::nullopt;
-  return number;
+  return std::stoi(location.name);  // There are no other names in that folder.
 }
 
 bool IsWritable(int descriptor) {

@@ -64,6 +64,18 @@ TEST_F(FileIdentityTest, LinksToAMissingFileAreThatFile) {
   EXPECT_NE(Of(File("first")), Of(File("first2")));
 }
 
+TEST_F(FileIdentityTest, LinksOfOtherUsersAreTheFileTheyLeadTo) {
+  ASSERT_EQ(chmod(folder_.path().c_str(), 01777), 0);
+  ASSERT_EQ(symlink("new", File("link").c_str()), 0);
+  if (lchown(File("link").c_str(), 4321, 4321) != 0)
+    GTEST_SKIP() << "only root can make files of other users";
+  EXPECT_EQ(Of(File("link")), Of(File("new")));
+}
+
+TEST_F(FileIdentityTest, AFolderMayEndInASlash) {
+  EXPECT_EQ(Of(folder_.path() + "/"), Of(folder_.path()));
+}
+
 TEST_F(FileIdentityTest, RelativePathsStartInTheWorkingFolder) {
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(folder_.path());
@@ -120,6 +132,7 @@ TEST_F(FileIdentityTest, TellsTheKindsOfDevices) {
   EXPECT_EQ(Of("/dev/full").kind(), FileKind::kNull);
   EXPECT_NE(Of("/dev/null"), Of("/dev/full"));
   EXPECT_EQ(Of("/dev").kind(), FileKind::kFolder);
+  EXPECT_EQ(Of("/dev/tty").kind(), FileKind::kTerminal);
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   ASSERT_EQ(grantpt(terminal), 0);
   ASSERT_EQ(unlockpt(terminal), 0);
@@ -133,6 +146,8 @@ TEST_F(FileIdentityTest, NodesOfOneDeviceAreEqual) {
   EXPECT_EQ(Of(File("null")), Of("/dev/null"));
   ASSERT_EQ(mknod(File("block").c_str(), S_IFBLK | 0600, makedev(1, 3)), 0);
   EXPECT_NE(Of(File("block")), Of(File("null")));
+  ASSERT_EQ(mknod(File("misc").c_str(), S_IFCHR | 0600, makedev(10, 1)), 0);
+  EXPECT_EQ(Of(File("misc")).kind(), FileKind::kDevice);
 }
 
 TEST_F(FileIdentityTest, BindMountsAreTheFolderTheyShow) {

@@ -26,6 +26,7 @@ struct Calls {
   std::vector<std::string> log;
   std::function<void(const std::string&)> before;
   std::size_t longest_write = SIZE_MAX;
+  int create_flags = ~0;  // the flags that all calls that create a file had
 
   // Returns true, and sets errno, if the call is to fail.
   bool Fails(const std::string& name) {
@@ -67,6 +68,8 @@ int __real_renameat2(int from_folder, const char* from, int to_folder, const cha
                      unsigned flags);
 int __wrap_renameat2(int from_folder, const char* from, int to_folder, const char* to,
                      unsigned flags);
+int __real_unlinkat(int folder, const char* path, int flags);
+int __wrap_unlinkat(int folder, const char* path, int flags);
 int __real_fsync(int descriptor);
 int __wrap_fsync(int descriptor);
 ssize_t __real_write(int descriptor, const void* data, std::size_t size);
@@ -78,6 +81,8 @@ int __wrap_openat(int folder, const char* path, int flags, ...) {
   const mode_t mode =
       (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
+  if (calls != nullptr && NameOfOpen(flags) == "create")
+    calls->create_flags &= flags;
   if (calls != nullptr && calls->Fails(NameOfOpen(flags)))
     return -1;
   return __real_openat(folder, path, flags, mode);
@@ -104,6 +109,12 @@ int __wrap_renameat2(int from_folder, const char* from, int to_folder, const cha
   if (calls != nullptr && calls->Fails("rename without replacing"))
     return -1;
   return __real_renameat2(from_folder, from, to_folder, to, flags);
+}
+
+int __wrap_unlinkat(int folder, const char* path, int flags) {
+  if (calls != nullptr && calls->Fails("remove"))
+    return -1;
+  return __real_unlinkat(folder, path, flags);
 }
 
 int __wrap_fsync(int descriptor) {
@@ -309,6 +320,17 @@ TEST_F(OutputFaultTest, TriesAnotherNameIfATemporaryOneIsTaken) {
   EXPECT_EQ(ReadFile(File("old")), "more");
 }
 
+TEST_F(OutputFaultTest, UsesNoNameThatExistsAlready) {
+  WithoutUnnamedFiles();
+  EXPECT_TRUE(WriteTo(File("new"), "data"));
+  EXPECT_EQ(calls_.create_flags & (O_EXCL | O_NOFOLLOW), O_EXCL | O_NOFOLLOW);
+}
+
+TEST_F(OutputFaultTest, UsesNoTemporaryNameWhereNoneIsNeeded) {
+  EXPECT_TRUE(WriteTo(File("new"), "data"));
+  EXPECT_THAT(calls_.log, testing::Not(testing::Contains("create")));
+}
+
 TEST_F(OutputFaultTest, WorksWithoutHardLinks) {
   WithoutUnnamedFiles();
   Fail("link", EPERM);
@@ -329,7 +351,8 @@ TEST_F(OutputFaultTest, DoesNotOverwriteAFileThatAppearsAtTheLastMoment) {
       if (call == "link")
         folder_.Write("new", "somebody else's");
     };
-    EXPECT_FALSE(WriteTo(File("new"), "data"));
+    EXPECT_THAT(ErrorOf([&] { return WriteTo(File("new"), "data"); }),
+                HasSubstr("another program has put a file in its place"));
     EXPECT_EQ(ReadFile(File("new")), "somebody else's");
     EXPECT_EQ(NumFiles(), 1U);
     std::filesystem::remove(File("new"));
@@ -361,7 +384,7 @@ TEST_F(OutputFaultTest, ASignalLeavesNoTemporaryName) {
 TEST_F(OutputFaultTest, ASignalLeavesNoTemporaryNameWhereOneIsNeeded) {
   WithoutUnnamedFiles();
   folder_.Write("old", "old");
-  for (const char* const when : {"create", "write", "sync file", "rename"}) {
+  for (const char* const when : {"create", "remove", "write", "sync file", "rename"}) {
     SCOPED_TRACE(when);
     EXPECT_TRUE(IsTerminatedAt(when, File("old")));
     EXPECT_EQ(NumFiles(), 1U);

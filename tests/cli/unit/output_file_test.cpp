@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -149,18 +150,40 @@ TEST_F(OutputFileTest, AppendsToWhatAnInheritedDescriptorHoldsAlready) {
 TEST_F(OutputFileTest, RefusesADescriptorThatIsOpenForReading) {
   const std::string path = folder_.Write("read", "old");
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_FALSE(WriteTo("/dev/fd/" + std::to_string(descriptor), "data"));
+  const std::string name = "/dev/fd/" + std::to_string(descriptor);
+  EXPECT_THAT(ErrorOf([&] { return Prepares(name); }),
+              testing::HasSubstr("has no name to replace"));
   close(descriptor);
-  EXPECT_EQ(ReadFile(path), "old");
 }
 
-TEST_F(OutputFileTest, FollowsLinksToStandardOutput) {
+// The same number stands for another file in another process.
+TEST_F(OutputFileTest, RefusesFilesThatAnotherProcessHasOpen) {
+  const std::string ours = folder_.Write("ours", "");
+  const std::string theirs = folder_.Write("theirs", "old");
+  const int descriptor = open(ours.c_str(), O_WRONLY | O_CLOEXEC);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(open(theirs.c_str(), O_WRONLY | O_CLOEXEC), descriptor);
+    for (;;)
+      pause();
+  }
+  EXPECT_FALSE(
+      WriteTo("/proc/" + std::to_string(child) + "/fd/" + std::to_string(descriptor), "data"));
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  close(descriptor);
+  EXPECT_EQ(ReadFile(ours), "");
+  EXPECT_EQ(ReadFile(theirs), "old");
+}
+
+TEST_F(OutputFileTest, WritesToStandardOutputUnderAnyOfItsNames) {
   ASSERT_EQ(symlink("/dev/stdout", File("link").c_str()), 0);
-  testing::internal::CaptureStdout();
-  std::printf("before ");
-  std::fflush(stdout);
-  EXPECT_TRUE(WriteTo(File("link"), "data"));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "before data");
+  for (const std::string& path : {File("link"), std::string("/dev/fd/1"), std::string("-")}) {
+    testing::internal::CaptureStdout();
+    std::printf("before ");  // in the buffer of stdout, which has to be written first
+    EXPECT_TRUE(WriteTo(path, "data"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "before data") << path;
+  }
 }
 
 TEST_F(OutputFileTest, RefusesSockets) {

@@ -182,13 +182,30 @@ TEST_F(SharedFolderTest, KeepsTheOwnerOfAReplacedFile) {
   EXPECT_EQ(InfoOf(path).st_gid, kStranger);
 }
 
+TEST_F(SharedFolderTest, KeepsTheOwnerIfTheGroupIsTheSame) {
+  const std::string path = FileOf(0, "private/file");
+  ASSERT_EQ(chown(path.c_str(), kOther, getegid()), 0);
+  EXPECT_TRUE(WriteTo(path, "data"));
+  EXPECT_EQ(InfoOf(path).st_uid, kOther);
+}
+
+TEST_F(SharedFolderTest, FindsPipesThatCannotBeWrittenToBeforehand) {
+  const std::string pipe = private_folder_ + "/pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0644), 0);
+  EXPECT_FALSE(As(kOther, [&] { return Prepares(pipe); }));
+}
+
 TEST_F(SharedFolderTest, RefusesAFileWhoseOwnerCannotBeKept) {
   const std::string path = FileOf(kStranger, "private/file");
   ASSERT_EQ(chmod(path.c_str(), 0666), 0);
   ASSERT_EQ(chmod(private_folder_.c_str(), 0777), 0);
-  EXPECT_FALSE(As(kOther, [&] { return Prepares(path); }));
+  const auto prepare = [&] { return As(kOther, [&] { return Prepares(path); }); };
+  EXPECT_EQ(ErrorOf(prepare), Printed("cannot write '" + path +
+                                          "': its owner, user 4321, cannot be kept: Operation not"
+                                          " permitted",
+                                      "remove the file first, or write to another one"));
   ASSERT_EQ(chown(path.c_str(), kOther, kStranger), 0);  // a group the user is not in
-  EXPECT_FALSE(As(kOther, [&] { return Prepares(path); }));
+  EXPECT_THAT(ErrorOf(prepare), HasSubstr("its group, number 4321, cannot be kept"));
   ASSERT_EQ(chown(path.c_str(), kOther, kOther), 0);
   EXPECT_TRUE(As(kOther, [&] { return WriteTo(path, "data"); }));
   EXPECT_EQ(ReadFile(path), "data");
@@ -297,6 +314,9 @@ TEST_F(AttributesTest, DropsFileCapabilities) {
     GTEST_SKIP() << "only root can give capabilities to files";
   EXPECT_TRUE(WriteTo(path, "data"));
   EXPECT_EQ(Get(path, "security.capability"), "none");
+  ASSERT_TRUE(Set(path, "security.capability", capabilities));
+  EXPECT_TRUE(WriteTo(path, ""));  // without a write() to which the kernel would react
+  EXPECT_EQ(Get(path, "security.capability"), "none");
 }
 
 TEST_F(AttributesTest, OtherHardLinksKeepTheOldContent) {
@@ -391,6 +411,16 @@ TEST_F(ProviderTest, DoesNotOverwriteAFileThatWasExchangedMeanwhile) {
   EXPECT_EQ(ReadFile(File("old")), "new");
 }
 
+TEST_F(ProviderTest, DoesNotWriteToAFileThatTookThePlaceOfAPipe) {
+  ASSERT_EQ(mkfifo(File("pipe").c_str(), 0600), 0);
+  std::optional<OutputFile> output = OutputFile::Prepare(File("pipe"));
+  std::filesystem::remove(File("pipe"));
+  folder_.Write("pipe", "somebody else's");
+  EXPECT_THAT(ErrorOf([&] { return output->Write("data"); }),
+              HasSubstr("another file has taken its place"));
+  EXPECT_EQ(ReadFile(File("pipe")), "somebody else's");
+}
+
 TEST_F(ProviderTest, AFileThatWasRemovedMeanwhileIsCreated) {
   std::optional<OutputFile> output = OutputFile::Prepare(folder_.Write("old", "old"));
   std::filesystem::remove(File("old"));
@@ -417,9 +447,8 @@ TEST_F(ProviderTest, ClosedDescriptorsDoNotSendTheDataIntoOtherFiles) {
   EXPECT_EQ(ReadFile(File("log")), "");
   EXPECT_EQ(ReadFile(File("old")), "old");
   outputs.clear();
-  EXPECT_EQ(fcntl(log, F_GETFD), FD_CLOEXEC) << "closed a descriptor of somebody else";
   for (int descriptor = 3; descriptor < 64; ++descriptor)
-    close(descriptor);
+    EXPECT_EQ(close(descriptor), 0) << "closed a descriptor of somebody else";
 }
 
 TEST_F(ProviderTest, ChildProcessesInheritNoDescriptors) {
@@ -427,7 +456,9 @@ TEST_F(ProviderTest, ChildProcessesInheritNoDescriptors) {
   const std::optional<OutputFile> fresh = OutputFile::Prepare(File("new"));
   const std::optional<OutputFile> existing = OutputFile::Prepare(File("old"));
   const std::optional<OutputFile> device = OutputFile::Prepare("/dev/null");
-  const std::optional<OutputFile> descriptor = OutputFile::Prepare("/dev/fd/2");
+  const int inherited = open(File("old").c_str(), O_WRONLY | O_CLOEXEC);
+  const std::optional<OutputFile> descriptor =
+      OutputFile::Prepare("/dev/fd/" + std::to_string(inherited));
   std::size_t num_ours = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     std::error_code gone;  // the iterator's own
@@ -437,7 +468,8 @@ TEST_F(ProviderTest, ChildProcessesInheritNoDescriptors) {
     ++num_ours;
     EXPECT_EQ(fcntl(std::stoi(entry.path().filename()), F_GETFD), FD_CLOEXEC) << target;
   }
-  EXPECT_GE(num_ours, 3U);
+  EXPECT_GE(num_ours, 5U);
+  close(inherited);
 }
 
 }  // namespace
