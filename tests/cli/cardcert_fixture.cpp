@@ -87,6 +87,22 @@ std::size_t CardcertTest::NumFiles() const {
   return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
+std::string Error(const std::string& text) {
+  return "cardcert: error: " + text + "\n";
+}
+
+std::string Warning(const std::string& text) {
+  return "cardcert: warning: " + text + "\n";
+}
+
+std::string Hint(const std::string& text) {
+  return "cardcert: hint: " + text + "\n";
+}
+
+std::string Progress(const std::string& text) {
+  return "cardcert: " + text + "\n";
+}
+
 std::string Refusal(const Finished& run, int status) {
   EXPECT_EQ(run.status, status);
   EXPECT_EQ(run.out, "");

@@ -72,6 +72,12 @@ class CardcertTest : public testing::Test {
   TempFolder folder_;
 };
 
+// Messages of the program on standard error.
+std::string Error(const std::string& text);
+std::string Warning(const std::string& text);
+std::string Hint(const std::string& text);
+std::string Progress(const std::string& text);
+
 // Checks that the program has refused to do anything: it ended with `status` and wrote nothing but
 // messages. Returns the messages.
 std::string Refusal(const Finished& run, int status = 2);

@@ -1,6 +1,8 @@
 // --log-level and --log-file.
 #include <sys/stat.h>
 
+#include <regex>
+
 #include "cli/cardcert_fixture.h"
 
 namespace {
@@ -66,6 +68,17 @@ TEST_F(LogTest, ShowsReasonOfFailureAtEveryLevel) {
   EXPECT_THAT(to_file.err,
               HasSubstr("cardcert: error: Unable to load PKCS#11 module '/no/such.so':"));
   EXPECT_THAT(ReadFile(File("log")), HasSubstr(" 2 Unable to load PKCS#11 module '/no/such.so':"));
+}
+
+TEST_F(LogTest, DoesNotRepeatAFailureThatItHasShown) {
+  const std::string err =
+      CardcertWithoutModule({"list", "-m", "/no/such.so", "--log-level", "3"}).err;
+  const std::string stamp = "[-0-9T:.]+Z";
+  EXPECT_EQ(std::regex_replace(err, std::regex(stamp), "TIME"),
+            "TIME 2 Unable to load PKCS#11 module '/no/such.so':\n"
+            "TIME 2 /no/such.so: cannot open shared object file: No such file or directory\n" +
+                Hint("check the path given with --module: there is no such file") +
+                Hint("PKCS#11 libraries are often in /usr/lib/*/pkcs11/ or named *pkcs11*.so"));
 }
 
 TEST_F(LogTest, ExplainsASignatureFailureThatItHasShown) {

@@ -120,6 +120,17 @@ TEST_F(PromptTest, RefusesToWriteARawSignatureToATerminal) {
   EXPECT_THAT(terminal.screen(), HasSubstr("a raw signature cannot be shown on a terminal"));
 }
 
+TEST_F(PromptTest, WritesABase64SignatureToATerminal) {
+  PseudoTerminal terminal(
+      Command({"sign", "4fa107", "--in", Write("in", "x"), "--encoding", "base64"}), environment_);
+  terminal.Enter("PIN: ", "1234");
+  terminal.ExpectExit(0);
+  const std::string screen = terminal.screen();
+  const std::string signature = screen.substr(screen.find("PIN: \n") + 6);
+  Write("sig", OpenSsl({"base64", "-d", "-in", Write("base64", signature)}));
+  ExpectSignature(File("sig"), "sign", File("in"));
+}
+
 TEST_F(PromptTest, RefusesTheTerminalAsPinFile) {
   PseudoTerminal terminal(SignCommand({"--pin-file", "/dev/tty"}), environment_);
   terminal.ExpectExit(2);

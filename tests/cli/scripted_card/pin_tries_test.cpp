@@ -101,6 +101,17 @@ TEST_F(PinTriesTest, OffersTheNewPinDespiteStaleFlags) {
   ExpectSigned();
 }
 
+TEST_F(PinTriesTest, ReportsTheUnlockedPinOnce) {
+  Card("left=0 fail=C_Login/0xa0/2");  // The login with the new PIN fails with CKR_PIN_INCORRECT.
+  const Finished run = RunSign(Pins("1234", "87654321", "5678"));
+  EXPECT_EQ(run.status, 7);
+  EXPECT_EQ(run.err, Error("the PIN is locked") +
+                         Progress("the PIN is unlocked and the new PIN is set") +
+                         Error("the PIN is wrong") + Error("the PIN is not tried a second time") +
+                         Error("nothing was signed: a PIN was not accepted"));
+  ExpectNotSigned();
+}
+
 TEST_F(PinTriesTest, OffersARefusedNewPinOnce) {
   Card("left=0");
   const Finished run = RunSign(Pins("1234", "87654321", "567"));

@@ -55,9 +55,20 @@ TEST_F(UnlockTest, OldPinIsWrongAfterUnlocking) {
   Unlock(&terminal, "yes");
   SetNewPin(&terminal, "5678", "5678");
   terminal.Enter("PIN: ", "1234");
-  terminal.Expect("cardcert: error: the PIN is wrong");
   terminal.Enter("PIN: ", "5678");
   terminal.ExpectExit(0);
+  EXPECT_EQ(terminal.screen(),
+            "cardcert: error: the PIN is locked\n"
+            "Signing with 'Jürgen 山田' in 'Scripted reader'. Press Enter to cancel.\n"
+            "Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] yes\n"
+            "SO PIN (PUK): \n"
+            "New PIN: \n"
+            "New PIN once more: \n"
+            "cardcert: the PIN is unlocked and the new PIN is set\n"
+            "PIN: \n"
+            "cardcert: error: the PIN is wrong\n"
+            "cardcert: warning: a wrong PIN was entered before\n"
+            "PIN: \n");
   ExpectSigned();
 }
 
