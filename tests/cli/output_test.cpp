@@ -119,7 +119,7 @@ class SharedOutputTest : public OutputTest {
                       environment_);
   }
 
-  // Whether other users can execute the program, whose build tree may be private.
+  // Returns true if other users can execute the program. Its build tree may be private.
   bool IsProgramAccessible() const {
     return RunProgram({"setpriv", "--reuid=" + std::to_string(kUser), "--clear-groups",
                        CARDCERT_PROGRAM, "--version"})

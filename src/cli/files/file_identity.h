@@ -1,4 +1,4 @@
-// Tells whether two paths, or a path and a descriptor, are the same file.
+// Compares paths and descriptors by the file they lead to.
 #pragma once
 
 #include <sys/stat.h>
