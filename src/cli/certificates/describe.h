@@ -1,4 +1,4 @@
-// A certificate record in the program's own terms.
+// Facts about a certificate that its record does not hold as such.
 #pragma once
 
 #include <string>
@@ -7,11 +7,11 @@
 
 namespace cardcert::cli {
 
-// The pieces of the presentable name in one line, "-" for a piece that could not be produced.
+// Returns the parts of the presentable name in one line, with "-" for an empty part.
 std::string NameText(const pkcs11_certificate& record);
 
-// The key's length as the component counts it: whole bytes, rounded down to a multiple of 16 bits,
-// so that a leading zero byte makes no difference.
+// Returns the length of the key in bits as the component logs it: rounded down to a multiple of 16,
+// so that a leading zero byte of the modulus makes no difference.
 unsigned long KeyBits(const pkcs11_certificate& record);
 
 }  // namespace cardcert::cli

@@ -4,7 +4,7 @@ namespace cardcert::cli {
 namespace {
 
 struct Usage {
-  int bit;  // as cert_key_usage() lays them out
+  int bit;  // as in cert_key_usage()
   const char* name;
 };
 

@@ -1,4 +1,4 @@
-// Key usage in words (RFC 5280, section 4.2.1.3).
+// Names of key usage bits (RFC 5280, section 4.2.1.3).
 #pragma once
 
 #include <string>
@@ -6,11 +6,11 @@
 
 namespace cardcert::cli {
 
-// The names of the bits in the order of the standard; all nine for -1, where every usage is
-// allowed.
+// Returns the names of the bits in the order of the standard. -1, which allows every usage, gives
+// all nine names.
 std::vector<std::string> KeyUsageNames(int key_usage);
 
-// For people: the names, "any" for a key whose usage is not restricted, "none" for no bits.
+// Returns the names separated by commas, "any" for -1 and "none" for 0.
 std::string KeyUsageText(int key_usage);
 
 }  // namespace cardcert::cli

@@ -27,9 +27,9 @@ Serial::Serial(std::string digits, std::string number)
 std::optional<Serial> Serial::Parse(const std::string& text) {
   const bool has_prefix = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
   std::string digits;
-  std::size_t group = 0;  // Where the digits since the last colon begin.
+  std::size_t group = 0;  // where the digits behind the last colon begin
   const auto end_group = [&] {
-    // A byte that is written without its leading zero.
+    // A single digit is a byte without its leading zero.
     if (digits.size() == group + 1)
       digits.insert(group, 1, '0');
     group = digits.size();
@@ -63,7 +63,7 @@ std::vector<const pkcs11_certificate*> Serial::Find(
 std::vector<std::string> Serial::Spellings() const {
   const std::string even = (number_.size() % 2 == 0 ? "" : "0") + number_;
   std::vector<std::string> spellings = {digits_};
-  // An INTEGER with its highest bit set is encoded with a zero byte before it (X.690, 8.3).
+  // A positive INTEGER with its highest bit set has a zero byte before it (X.690, section 8.3).
   for (const std::string& spelling : {even, "00" + even}) {
     if (std::find(spellings.begin(), spellings.end(), spelling) == spellings.end())
       spellings.push_back(spelling);

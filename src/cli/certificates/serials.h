@@ -1,4 +1,4 @@
-// Certificate serial numbers as people write them.
+// Serial numbers, and which records belong to one certificate.
 #pragma once
 
 #include <list>
@@ -10,18 +10,19 @@
 
 namespace cardcert::cli {
 
-// A serial number that somebody typed or pasted: hexadecimal, upper or lower case, with or without
+// A serial number as a user types or pastes it: hexadecimal, upper or lower case, with or without
 // "0x", colons between bytes and leading zeros.
 class Serial {
  public:
-  // Nothing when `text` is no such number.
+  // Returns nothing if `text` is not a serial number.
   static std::optional<Serial> Parse(const std::string& text);
 
-  // The certificates with this number. Of several encodings of it (leading zeros) one that is
-  // exactly as typed is preferred.
+  // Returns the certificates with this number. If some are encoded exactly as typed, leading zeros
+  // included, returns only those. The result points into `records`.
   std::vector<const pkcs11_certificate*> Find(const std::list<pkcs11_certificate>& records) const;
 
-  // The texts by which the component may know the number.
+  // Returns the texts under which the component may know the number, see
+  // pkcs11_certificate::serial.
   std::vector<std::string> Spellings() const;
 
  private:
@@ -31,11 +32,12 @@ class Serial {
   std::string number_;  // without leading zeros
 };
 
-// Whether two records are of one certificate, seen on two tokens perhaps. The issuer is not in a
-// record; two certificates with the same subject, key and uses make the same signatures.
+// Returns true if the records describe one certificate, which may be on two tokens. Records do not
+// contain the issuer, but certificates with the same subject, key and uses make the same
+// signatures.
 bool SameCertificate(const pkcs11_certificate& a, const pkcs11_certificate& b);
 
-// One record for each different certificate of `records`.
+// Returns the first record of each different certificate.
 std::vector<const pkcs11_certificate*> WithoutCopies(
     const std::vector<const pkcs11_certificate*>& records);
 

@@ -1,4 +1,4 @@
-// How a signature is written.
+// Encodings of a signature.
 #pragma once
 
 #include <string>
@@ -6,10 +6,11 @@
 
 namespace cardcert::cli {
 
-// The names that --encoding takes.
+// Returns the names that --encoding accepts.
 const std::vector<std::string>& EncodingNames();
 
-// "raw": the bytes; "hex": one line, lower case; "base64": lines of 64 characters (RFC 7468).
+// Encodes the bytes. "raw": unchanged; "hex": one line in lower case; "base64": lines of 64
+// characters, as in RFC 7468.
 std::string Encode(const std::vector<unsigned char>& bytes, const std::string& encoding);
 
 }  // namespace cardcert::cli

@@ -1,5 +1,5 @@
-// Certificates as JSON. All of it is ASCII, so that no terminal and no locale can be upset by it;
-// bytes that are no UTF-8 become U+FFFD.
+// Certificates as JSON. The result is ASCII, so it is safe on every terminal and in every locale.
+// Bytes that are not UTF-8 become U+FFFD.
 #pragma once
 
 #include <list>
@@ -9,11 +9,11 @@
 
 namespace cardcert::cli {
 
-// An array of one object a certificate, on several lines. `module` is the provider's path.
+// Returns an array with one object for each certificate. `module` is the path of the provider.
 std::string CertificatesAsJson(const std::list<pkcs11_certificate>& records,
                                const std::string& module);
 
-// One line: {"event":"...","certificate":{...}}.
+// Returns one line: {"event":"...","certificate":{...}}.
 std::string EventAsJsonLine(const std::string& event, const pkcs11_certificate& record,
                             const std::string& module);
 

@@ -11,8 +11,8 @@
 namespace cardcert::cli {
 namespace {
 
-// Free text is cut, so that one certificate cannot push the others off the screen. Serials are
-// never cut: they are what other commands ask for.
+// Names and slot descriptions are cut, so that one certificate cannot widen the whole table.
+// Serials are never cut, because other commands take them as arguments.
 constexpr std::size_t kMaxTextColumns = 48;
 
 constexpr std::size_t kNumColumns = 7;
@@ -48,7 +48,7 @@ std::string CertificateTable(const std::list<pkcs11_certificate>& records) {
   std::string table;
   for (const Row& row : rows) {
     std::string line;
-    std::size_t pending = 0;  // Blanks are written only before text: none at the end of a line.
+    std::size_t pending = 0;  // Spaces are written only before text, not at the end of a line.
     for (std::size_t i = 0; i < kNumColumns; ++i) {
       if (!row[i].empty()) {
         line.append(pending, ' ');

@@ -1,4 +1,4 @@
-// Certificates as a table for people.
+// Certificates as text.
 #pragma once
 
 #include <list>
@@ -8,11 +8,11 @@
 
 namespace cardcert::cli {
 
-// A line of headings and one line a certificate. Nothing a certificate says can leave its column's
-// line or reach the terminal as a control character.
+// Returns a line of headings and one line for each certificate. Text from certificates and tokens
+// is escaped and cannot begin a new line or look like another field.
 std::string CertificateTable(const std::list<pkcs11_certificate>& records);
 
-// One certificate in one line, its fields separated by two blanks.
+// Returns one certificate in one line without a line break. Two spaces separate the fields.
 std::string CertificateLine(const pkcs11_certificate& record);
 
 }  // namespace cardcert::cli

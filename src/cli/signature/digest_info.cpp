@@ -15,7 +15,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// The DigestInfo up to the hash itself (RFC 8017, section 9.2, note 1).
+// The DER encoding of a DigestInfo up to the hash (RFC 8017, section 9.2, note 1).
 struct Digest {
   const char* name;
   Bytes prefix;
@@ -41,7 +41,7 @@ const std::vector<Digest>& Digests() {
   return digests;
 }
 
-// The longest RSA modulus that the component has room for, which bounds what can be signed as is.
+// The longest RSA modulus that the component supports. Data to sign is shorter than that.
 constexpr std::size_t kMaxPlainLength = 8192;
 
 struct FileCloser {
@@ -55,7 +55,8 @@ std::string NameOf(const std::string& path) {
   return path == "-" ? "standard input" : Quoted(path);
 }
 
-// Hands the file to `consume` in pieces until it answers false.
+// Passes the file to `consume` in pieces, until that returns false. Prints an error if the file
+// cannot be read. Returns true if all of it was read and consumed.
 bool ReadFile(const std::string& path,
               const std::function<bool(const unsigned char*, std::size_t)>& consume) {
   const std::unique_ptr<std::FILE, FileCloser> file(path == "-" ? stdin

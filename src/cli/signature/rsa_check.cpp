@@ -60,7 +60,7 @@ bool IsSignatureOn(const std::vector<unsigned char>& data,
   if (!context || EVP_PKEY_verify_recover_init(context.get()) != 1 ||
       EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1)
     return false;
-  // Without a digest of its own, libcrypto gives back what the padding holds.
+  // As no digest is set, libcrypto returns everything inside the padding.
   std::vector<unsigned char> recovered(static_cast<std::size_t>(EVP_PKEY_get_size(key.get())));
   std::size_t length = recovered.size();
   if (EVP_PKEY_verify_recover(context.get(), recovered.data(), &length, signature.data(),

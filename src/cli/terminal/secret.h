@@ -1,4 +1,4 @@
-// Where a PIN lives inside the program.
+// Storage for a PIN.
 #pragma once
 
 #include <string.h>
@@ -7,12 +7,12 @@
 
 namespace cardcert::cli {
 
-// Room for one PIN, cleared on every way out of its scope and never copied by accident. It does
-// not move either, so that there is only one place to clear; explicit_bzero, because the optimiser
-// drops a memset nobody reads after.
+// Holds one PIN and clears it when destroyed. Neither copied nor moved, so there is only one place
+// to clear. explicit_bzero() is used because the optimiser may drop a memset() of memory that is
+// not read again.
 class Secret {
  public:
-  // What the component has room for.
+  // The size of the buffer in which the component takes a PIN.
   static constexpr std::size_t kCapacity = 128;
 
   Secret() = default;
@@ -33,8 +33,9 @@ class Secret {
       too_long_ = true;
   }
 
-  // `to` has room for kCapacity bytes. Byte by byte, here and below: memcpy and its kin leave bytes
-  // in vector registers, which the dynamic linker and signals may spill to the stack.
+  // Copies the PIN; `to` must have room for kCapacity bytes. This and Equals() go byte by byte,
+  // because memcpy() and its like leave bytes in vector registers, which the dynamic linker and
+  // signal handlers may spill to the stack.
   void CopyTo(volatile unsigned char* to) const {
     for (std::size_t i = 0; i < length_; ++i)
       to[i] = bytes_[i];

@@ -10,10 +10,10 @@ namespace {
 
 volatile sig_atomic_t write_end = -1;
 
-void Note(int signal) {
+void WriteToPipe(int signal) {
   const int saved_errno = errno;
   const auto byte = static_cast<unsigned char>(signal);
-  // A full pipe holds a signal already.
+  // If the pipe is full, it contains a signal already.
   [[maybe_unused]] const ssize_t written = write(write_end, &byte, 1);
   errno = saved_errno;
 }
@@ -22,14 +22,14 @@ void Note(int signal) {
 
 SignalPipe::SignalPipe(std::initializer_list<int> signals, bool once) {
   if (pipe2(ends_, O_CLOEXEC | O_NONBLOCK) != 0)
-    return;  // Signals then act as ever.
+    return;  // Signals keep their usual effect.
   write_end = ends_[1];
   for (const int signal : signals) {
     struct sigaction action = {};
     struct sigaction previous = {};
     if (sigaction(signal, nullptr, &previous) != 0 || previous.sa_handler == SIG_IGN)
       continue;
-    action.sa_handler = Note;
+    action.sa_handler = WriteToPipe;
     action.sa_flags = once ? static_cast<int>(SA_RESETHAND) : 0;
     sigemptyset(&action.sa_mask);
     if (sigaction(signal, &action, nullptr) == 0)

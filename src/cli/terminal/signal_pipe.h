@@ -1,4 +1,4 @@
-// Signals as something to wait for, beside other input.
+// Signals that poll() can wait for together with other input.
 #pragma once
 
 #include <signal.h>
@@ -9,24 +9,25 @@
 
 namespace cardcert::cli {
 
-// While it lives the signals are not acted on, but can be read from a pipe. Signals that the
-// program was started with as ignored (nohup, a background job) stay so. One at a time.
+// As long as it lives, the signals are written to a pipe instead of having their usual effect.
+// Signals that were ignored when the program was started (nohup, a background job) stay ignored.
+// Only one SignalPipe may exist at a time.
 //
-// A pipe, since a provider's threads may be the ones that a signal reaches: a flag and an
-// interrupted call would then not meet.
+// A flag and an interrupted system call would not do, because the signal may be delivered to a
+// thread of the provider.
 class SignalPipe {
  public:
-  // With `once` a second signal of the kind does what it would have done without this object, so
-  // that a user can end a program that is stuck in a provider.
+  // With `once`, a second signal of the same kind has its usual effect again, so that the user can
+  // end a program that hangs in a provider.
   explicit SignalPipe(std::initializer_list<int> signals, bool once = false);
   ~SignalPipe();
   SignalPipe(const SignalPipe&) = delete;
   SignalPipe& operator=(const SignalPipe&) = delete;
 
-  // To poll for input; -1, which poll() skips, when there is no pipe.
+  // For poll(), which ignores the value -1: there is no pipe then.
   int descriptor() const { return ends_[0]; }
 
-  // The next signal that has come in; 0: none. Does not wait.
+  // Returns the next signal that has arrived, or 0. Never blocks.
   int Take();
 
  private:

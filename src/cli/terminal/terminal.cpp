@@ -14,25 +14,25 @@
 namespace cardcert::cli {
 namespace {
 
-// While it lives the terminal can be set and written to from the background, too, where SIGTTOU
-// would stop the program.
-class StopsBlocked {
+// Blocks SIGTTOU, which would stop the program when it changes or writes to the terminal from the
+// background.
+class SigttouBlocker {
  public:
-  StopsBlocked() {
+  SigttouBlocker() {
     sigset_t stop = {};
     sigemptyset(&stop);
     sigaddset(&stop, SIGTTOU);
     pthread_sigmask(SIG_BLOCK, &stop, &previous_);
   }
-  ~StopsBlocked() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-  StopsBlocked(const StopsBlocked&) = delete;
-  StopsBlocked& operator=(const StopsBlocked&) = delete;
+  ~SigttouBlocker() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
+  SigttouBlocker(const SigttouBlocker&) = delete;
+  SigttouBlocker& operator=(const SigttouBlocker&) = delete;
 
  private:
   sigset_t previous_ = {};
 };
 
-// The terminal without echo, for as long as it lives.
+// Turns the echo of the terminal off, and on again when destroyed.
 class NoEcho {
  public:
   explicit NoEcho(int descriptor) : descriptor_(descriptor) {
@@ -40,13 +40,13 @@ class NoEcho {
       return;
     termios modes = before_;
     modes.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHOE | ECHOK | ECHONL);
-    // In the background this brings SIGTTOU instead.
+    // Fails with SIGTTOU in the background.
     on_ = tcsetattr(descriptor_, TCSAFLUSH, &modes) == 0;
   }
   ~NoEcho() {
     if (!on_)
       return;
-    const StopsBlocked in_the_background_too;  // Nothing may leave the user without echo.
+    const SigttouBlocker blocker;  // The user must never be left without echo.
     while (tcsetattr(descriptor_, TCSAFLUSH, &before_) != 0 && errno == EINTR) {
     }
   }
@@ -63,7 +63,7 @@ class NoEcho {
 
 enum class Input { kLine, kEnd, kSignal };
 
-// One line from the terminal, byte by byte: there is no buffer to forget a PIN in.
+// Reads one line byte by byte, so that there is no other buffer with the PIN.
 Input ReadLine(int descriptor, SignalPipe* signals, int* signal, Secret* line) {
   for (;;) {
     pollfd inputs[] = {{descriptor, POLLIN, 0}, {signals->descriptor(), POLLIN, 0}};
@@ -111,7 +111,7 @@ int Terminal::Write(const std::string& text, SignalPipe* signals) {
     }
     if (result == 0 || errno != EINTR)
       break;
-    // In the background that is SIGTTOU, each time anew.
+    // In the background it was SIGTTOU, and would be again.
     if (const int signal = signals == nullptr ? 0 : signals->Take())
       return signal;
   }
@@ -136,9 +136,9 @@ Terminal::Answer Terminal::Ask(const std::string& prompt, bool echo, Secret* lin
         input = ReadLine(descriptor_, &signals, &signal, line);
       no_echo.reset();
     }
-    // The line's end was not echoed, or was not typed.
+    // The line break was not echoed, or not typed.
     if (!echo || input != Input::kLine) {
-      const StopsBlocked in_the_background_too;
+      const SigttouBlocker blocker;
       Write("\n", nullptr);
     }
     if (input == Input::kLine)
@@ -146,7 +146,7 @@ Terminal::Answer Terminal::Ask(const std::string& prompt, bool echo, Secret* lin
     line->Clear();
     if (input == Input::kEnd || signal == SIGINT)
       return Answer::kCancelled;
-    // The terminal is as it was: now let the signal do what it does. After a stop, ask again.
+    // The terminal is restored. Let the signal take effect; after a stop, ask again.
     raise(signal);
   }
 }

@@ -1,4 +1,4 @@
-// The user's terminal itself, whatever standard input and output are.
+// The controlling terminal, /dev/tty, whatever standard input and output are.
 #pragma once
 
 #include <memory>
@@ -17,19 +17,19 @@ class Terminal {
     kCancelled,  // Ctrl-C, Ctrl-D, or the terminal is gone
   };
 
-  // Null when the program has no terminal.
+  // Returns null if the program has no controlling terminal.
   static std::unique_ptr<Terminal> Open();
   ~Terminal();
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
-  // Shows a line; outside text in it is escaped.
+  // Writes a line, with control characters escaped.
   void ShowLine(const std::string& line);
 
-  // Shows `prompt` and waits for a line. Without echo what is typed stays invisible. The terminal
-  // is as it was on every way out: an answer, an error, Ctrl-C, a signal that ends the program,
-  // Ctrl-Z (after which the question is asked again). A line that is longer than a Secret is cut,
-  // and the Secret says so.
+  // Writes `prompt`, with control characters escaped, and reads a line. AskSecret() turns the echo
+  // off. The terminal is restored in every case: after an answer, an error, Ctrl-C, a signal that
+  // ends the program, and Ctrl-Z (the question is asked again when the program continues). A line
+  // that does not fit is cut, and line->too_long() is true.
   Answer AskSecret(const std::string& prompt, Secret* line) { return Ask(prompt, false, line); }
   Answer AskOpenly(const std::string& prompt, Secret* line) { return Ask(prompt, true, line); }
 
@@ -37,7 +37,7 @@ class Terminal {
   explicit Terminal(int descriptor) : descriptor_(descriptor) {}
 
   Answer Ask(const std::string& prompt, bool echo, Secret* line);
-  // Returns the signal that kept it from writing all, if `signals` are waited for; 0: none.
+  // Writes the text. Returns 0, or the signal from `signals` (which may be null) that stopped it.
   int Write(const std::string& text, SignalPipe* signals);
 
   int descriptor_;

@@ -11,12 +11,13 @@
 namespace cardcert::cli {
 namespace {
 
-// Certificates are UTF-8 whatever the user's locale is, so characters are read in one that is.
+// Makes a UTF-8 locale the current one of this thread. Text of certificates is UTF-8 whatever the
+// user's locale is.
 class Utf8Scope {
  public:
   Utf8Scope() {
     static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    previous_ = uselocale(utf8);  // Null, where there is no such locale, changes nothing.
+    previous_ = uselocale(utf8);  // Null, if there is no such locale, changes nothing.
   }
   ~Utf8Scope() { uselocale(previous_); }
   Utf8Scope(const Utf8Scope&) = delete;
@@ -38,11 +39,11 @@ Character FirstCharacter(std::string_view text) {
   const std::size_t result = mbrtowc(&first.code, text.data(), text.size(), &state);
   first.valid = result != static_cast<std::size_t>(-1) && result != static_cast<std::size_t>(-2);
   if (first.valid)
-    first.num_bytes = std::max<std::size_t>(result, 1);  // 0 stands for a NUL.
+    first.num_bytes = std::max<std::size_t>(result, 1);  // 0 is returned for a NUL.
   return first;
 }
 
-// Format characters that a terminal obeys or does not show: text could pose as another.
+// Format characters that a terminal obeys or does not show, so that text could look like another.
 bool IsDeceptive(wchar_t code) {
   struct Range {
     wchar_t first;
@@ -57,7 +58,7 @@ bool IsDeceptive(wchar_t code) {
   });
 }
 
-// Those that do not break a line, which iswspace() leaves out, too; and letters that show nothing.
+// Includes no-break spaces, which iswblank() leaves out, and letters that show nothing.
 bool IsBlank(const Character& character) {
   static constexpr wchar_t kMore[] = {0xa0, 0x115f, 0x1160, 0x2007, 0x202f, 0x2800, 0x3164, 0xffa0};
   return character.valid &&
@@ -133,7 +134,7 @@ std::string CutToWidth(std::string escaped, std::size_t columns) {
     return escaped;
   const Utf8Scope utf8;
   std::string_view rest = escaped;
-  std::size_t used = 1;  // The ellipsis.
+  std::size_t used = 1;  // for the ellipsis
   while (!rest.empty()) {
     const Character next = FirstCharacter(rest);
     used += Width(next);

@@ -1,4 +1,4 @@
-// Text that comes from certificates, tokens and files, on its way to a terminal.
+// Text from certificates, tokens and files, made safe for a terminal.
 #pragma once
 
 #include <cstddef>
@@ -7,22 +7,22 @@
 
 namespace cardcert::cli {
 
-// `text` (UTF-8) such that it stays on its line and cannot steer a terminal: control characters,
-// line separators and invisible characters that reorder or hide text stand as \u{HEX}, control
-// characters of ASCII and bytes that are no UTF-8 as \xHH.
+// Returns `text` (UTF-8) with everything escaped that a terminal obeys or that could deceive its
+// reader: control characters, line separators, and invisible characters that reorder or hide text
+// as \u{HEX}; ASCII control characters and bytes that are not UTF-8 as \xHH.
 std::string EscapeForTerminal(std::string_view text);
 
-// Text with one blank in the place of each run of blanks, of whatever width: two of them separate
-// fields, so that none can be forged within one.
+// Returns `text` with each run of blank characters replaced by one space. Two spaces separate the
+// fields of a line, so a field must not contain two.
 std::string WithSingleBlanks(std::string_view text);
 
-// The number of terminal columns that escaped text takes.
+// Returns the number of terminal columns of escaped text.
 std::size_t DisplayWidth(std::string_view escaped);
 
-// Escaped text cut to at most `columns` columns, with an ellipsis where something is missing.
+// Cuts escaped text to at most `columns` columns, with an ellipsis at the end if it was longer.
 std::string CutToWidth(std::string escaped, std::size_t columns);
 
-// Bytes as lower-case hexadecimal, two digits each.
+// Returns the bytes in lower-case hexadecimal, two digits each.
 std::string Hex(const unsigned char* bytes, std::size_t length);
 
 }  // namespace cardcert::cli
