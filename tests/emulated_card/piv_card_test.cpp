@@ -54,9 +54,9 @@ class PivCardTest : public testing::Test {
  protected:
   // Makes a new card from the files, as after a reset of the reader.
   void Insert() {
-    std::map<std::uint8_t, RsaKey> keys;
+    std::map<std::uint8_t, CardKey> keys;
     for (const std::uint8_t reference : Bytes{0x9a, 0x9c, 0x9e})
-      keys.emplace(reference, RsaKey(files_.key_path(), files_.certificate_path()));
+      keys.emplace(reference, CardKey(files_.key_path(), files_.certificate_path()));
     card_ = std::make_unique<PivCard>(
         std::move(keys), PinState::LoadOrCreate(files_.state_path(), "123456", "12345678"),
         files_.state_path());
@@ -113,7 +113,7 @@ TEST_F(PivCardTest, ReturnsOnlyExistingDataObjects) {
 TEST_F(PivCardTest, ReturnsACertificateInSeveralResponses) {
   EXPECT_EQ(Send("00cb3fff055c035fc10500").substr(2 * 256), "6100");
   const std::string answer = SendAndCollect("00cb3fff055c035fc10500");
-  const Bytes der = RsaKey(files_.key_path(), files_.certificate_path()).certificate_der();
+  const Bytes der = CardKey(files_.key_path(), files_.certificate_path()).certificate_der();
   EXPECT_NE(answer.find(ToHex(Tlv({0x70}, der) + FromHex("710100fe00")) + "9000"),
             std::string::npos);
 }
@@ -175,7 +175,7 @@ TEST_F(PivCardTest, SignsOnlyAfterThePin) {
   EXPECT_EQ(SignWith("9a", Block()), "6982");
   Send(kRightPin);
   const std::string answer = SignWith("9a", Block());
-  const Bytes signature = *RsaKey(files_.key_path(), files_.certificate_path()).Apply(Block());
+  const Bytes signature = *CardKey(files_.key_path(), files_.certificate_path()).Apply(Block());
   EXPECT_EQ(answer, ToHex(Tlv({0x7c}, Tlv({0x82}, signature))) + "9000");
   EXPECT_EQ(SignWith("9a", Block()), answer) << "any number of times";
   card_->Reset();

@@ -7,9 +7,9 @@ namespace {
 
 constexpr std::uint8_t kChainingBit = 0x10;
 constexpr std::uint8_t kGetResponse = 0xc0;
-constexpr std::size_t kLongestChain = 4096;  // beyond every command that this card knows
+constexpr std::size_t kMaxChainedData = 4096;  // More than any command of this card needs.
 
-// In Le, 0 stands for 256.
+// Le 0 means 256.
 std::size_t ResponseLength(std::uint8_t le) {
   return le == 0 ? 256 : le;
 }
@@ -53,24 +53,24 @@ Bytes ApduLayer::Exchange(const Bytes& apdu) {
   }
   if (command->ins == kGetResponse)
     return pending_.empty() ? WithStatus({}, kNoMoreData)
-                            : GiveOut(command->max_response_len, pending_status_);
+                            : NextPart(command->max_response_len, pending_status_);
 
   pending_.clear();
-  links_ = std::move(links_) + command->data;
-  if (links_.size() > kLongestChain) {
-    links_.clear();
+  chained_ = std::move(chained_) + command->data;
+  if (chained_.size() > kMaxChainedData) {
+    chained_.clear();
     return WithStatus({}, kWrongLength);
   }
   if (command->cla & kChainingBit)
     return WithStatus({}, kOk);
-  command->data = std::exchange(links_, {});
+  command->data = std::exchange(chained_, {});
 
   Response response = application_(*command);
   pending_ = std::move(response.data);
-  return GiveOut(command->max_response_len, response.status);
+  return NextPart(command->max_response_len, response.status);
 }
 
-Bytes ApduLayer::GiveOut(std::size_t max_len, std::uint16_t status_at_end) {
+Bytes ApduLayer::NextPart(std::size_t max_len, std::uint16_t status_at_end) {
   const auto cut =
       pending_.begin() + static_cast<std::ptrdiff_t>(std::min(max_len, pending_.size()));
   Bytes piece(pending_.begin(), cut);
@@ -78,12 +78,11 @@ Bytes ApduLayer::GiveOut(std::size_t max_len, std::uint16_t status_at_end) {
   pending_status_ = status_at_end;
   if (pending_.empty())
     return WithStatus(std::move(piece), status_at_end);
-  const std::size_t rest =
-      pending_.size() < 256 ? pending_.size() : 0;  // 0 stands for 256 or more.
+  const std::size_t rest = pending_.size() < 256 ? pending_.size() : 0;  // 0 means 256 or more.
   return WithStatus(std::move(piece), static_cast<std::uint16_t>(kMoreData | rest));
 }
 
 void ApduLayer::Reset() {
-  links_.clear();
+  chained_.clear();
   pending_.clear();
 }

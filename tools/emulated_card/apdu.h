@@ -1,4 +1,4 @@
-// Commands and responses (ISO/IEC 7816-4), short lengths only.
+// Command and response APDUs (ISO/IEC 7816-4) with short lengths.
 #pragma once
 
 #include <cstddef>
@@ -14,17 +14,17 @@ struct Command {
   std::uint8_t p1 = 0;
   std::uint8_t p2 = 0;
   Bytes data;
-  std::size_t max_response_len = 256;  // Le; without one, all that fits
+  std::size_t max_response_len = 256;  // Le; without Le, the maximum.
 };
 
-// The four cases of a short command; nothing for any other string of bytes.
+// Parses the four cases of a short command APDU. Returns nothing for other bytes.
 std::optional<Command> ParseCommand(const Bytes& apdu);
 
 // Status words, as ISO/IEC 7816-4 and PIV use them.
 constexpr std::uint16_t kOk = 0x9000;
-constexpr std::uint16_t kMoreData = 0x6100;       // the low byte says how much
-constexpr std::uint16_t kWrongPin = 0x63c0;       // the low digit says how many tries are left
-constexpr std::uint16_t kMemoryFailure = 0x6581;  // the state could not be written
+constexpr std::uint16_t kMoreData = 0x6100;       // Low byte: the number of bytes left.
+constexpr std::uint16_t kWrongPin = 0x63c0;       // Low digit: the number of tries left.
+constexpr std::uint16_t kMemoryFailure = 0x6581;  // The state could not be written.
 constexpr std::uint16_t kWrongLength = 0x6700;
 constexpr std::uint16_t kSecurityNotSatisfied = 0x6982;
 constexpr std::uint16_t kBlocked = 0x6983;
@@ -40,26 +40,25 @@ struct Response {
   Bytes data;
 };
 
-// What lies between a reader and an application on the card: commands that come in several links
-// are put together (command chaining), responses that are too long for one are given out in pieces
-// (GET RESPONSE).
+// The layer between the reader and the application on the card: joins the parts of chained commands
+// and splits long responses, which the reader fetches with GET RESPONSE.
 class ApduLayer {
  public:
   using Application = std::function<Response(const Command&)>;
 
   explicit ApduLayer(Application application) : application_(std::move(application)) {}
 
-  // The bytes that answer the bytes of a command.
+  // Returns the response APDU to a command APDU.
   Bytes Exchange(const Bytes& apdu);
 
-  // The card has lost its power.
+  // Forgets unfinished commands and responses: the card has lost its power.
   void Reset();
 
  private:
-  Bytes GiveOut(std::size_t max_len, std::uint16_t status_at_end);
+  Bytes NextPart(std::size_t max_len, std::uint16_t status_at_end);
 
   Application application_;
-  Bytes links_;    // the data of a chain, so far
-  Bytes pending_;  // what has not been given out yet
+  Bytes chained_;  // The data of an unfinished chain of commands.
+  Bytes pending_;  // The part of the response that has not been sent yet.
   std::uint16_t pending_status_ = kOk;
 };

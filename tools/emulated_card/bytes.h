@@ -1,4 +1,4 @@
-// Strings of bytes, and BER-TLV in as far as cards use it (ISO/IEC 7816-4).
+// Byte strings, and the part of BER-TLV that cards use (ISO/IEC 7816-4).
 #pragma once
 
 #include <cstdint>
@@ -9,9 +9,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 Bytes operator+(Bytes first, const Bytes& second);
 
-// A data object with its tag (one to three bytes, as they are sent) and length.
+// Returns the data object with this tag, of one to three encoded bytes, and this value.
 Bytes Tlv(const Bytes& tag, const Bytes& value);
 
-// The value of the first data object with the one-byte tag `tag` in a sequence of data objects of
-// one-byte tags. Nothing: there is none, or a length goes beyond the end.
+// Returns the value of the first data object with the tag `tag` in a sequence of data objects with
+// one-byte tags. Returns nothing if there is none or a length exceeds the sequence.
 std::optional<Bytes> FindTlv(const Bytes& sequence, std::uint8_t tag);

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int kPatienceSeconds = 10;
+constexpr int kTimeoutSeconds = 10;
 
 sockaddr_un Address(const std::string& path) {
   sockaddr_un address = {};
@@ -22,10 +22,10 @@ sockaddr_un Address(const std::string& path) {
   return address;
 }
 
-void SetPatience(int socket) {
-  timeval patience = {};
-  patience.tv_sec = kPatienceSeconds;
-  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+void SetTimeout(int socket) {
+  timeval timeout = {};
+  timeout.tv_sec = kTimeoutSeconds;
+  setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
 }
 
 std::optional<std::string> ReadLine(int socket) {
@@ -41,7 +41,7 @@ std::optional<std::string> ReadLine(int socket) {
 
 void WriteLine(int socket, const std::string& line) {
   const std::string text = line + "\n";
-  // A caller who has gone away needs no answer.
+  // A failure means that the caller has gone and needs no answer.
   [[maybe_unused]] const ssize_t sent = send(socket, text.data(), text.size(), MSG_NOSIGNAL);
 }
 
@@ -50,7 +50,7 @@ void WriteLine(int socket, const std::string& line) {
 Control::Control(const std::string& path)
     : path_(path), listener_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
   const sockaddr_un address = Address(path);
-  // The socket interface takes all kinds of addresses by this one type.
+  // The socket functions take every kind of address as a sockaddr.
   if (bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       listen(listener_, 4) != 0) {
     close(listener_);
@@ -65,17 +65,17 @@ Control::~Control() {
   unlink(path_.c_str());
 }
 
-std::optional<std::string> Control::Take() {
+std::optional<std::string> Control::TakeRequest() {
   if (answer_pending())
     return std::nullopt;
   caller_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
   if (caller_ < 0)
     return std::nullopt;
-  SetPatience(caller_);
-  std::optional<std::string> order = ReadLine(caller_);
-  if (!order)
+  SetTimeout(caller_);
+  std::optional<std::string> request = ReadLine(caller_);
+  if (!request)
     close(std::exchange(caller_, -1));
-  return order;
+  return request;
 }
 
 void Control::Answer(const std::string& line) {
@@ -83,13 +83,13 @@ void Control::Answer(const std::string& line) {
   close(std::exchange(caller_, -1));
 }
 
-std::optional<std::string> Tell(const std::string& path, const std::string& order) {
+std::optional<std::string> SendRequest(const std::string& path, const std::string& request) {
   const int caller = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const sockaddr_un address = Address(path);
   std::optional<std::string> answer;
   if (connect(caller, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-    SetPatience(caller);
-    WriteLine(caller, order);
+    SetTimeout(caller);
+    WriteLine(caller, request);
     answer = ReadLine(caller);
   }
   close(caller);

@@ -9,21 +9,21 @@ namespace {
 
 constexpr int kGeneralAuthenticate = 0x87;
 
-// T=1, and no historical bytes that a driver would know.
+// Protocol T=1. No driver recognises the historical bytes.
 Bytes AnswerToReset(const std::string& historical) {
   const auto t0 = static_cast<std::uint8_t>(0x80 | historical.size());
   Bytes atr = Bytes{0x3b, t0, 0x01} + Bytes(historical.begin(), historical.end());
-  std::uint8_t check = 0;  // ISO/IEC 7816-3, section 8.2.5: T0 to TCK come out as 0.
+  std::uint8_t check = 0;  // ISO/IEC 7816-3, section 8.2.5: the XOR of T0 to TCK is 0.
   for (std::size_t i = 1; i < atr.size(); ++i)
     check = static_cast<std::uint8_t>(check ^ atr[i]);
   atr.push_back(check);
   return atr;
 }
 
-std::map<std::uint8_t, RsaKey> LoadKeys(const EmulatedCardOptions& options) {
-  std::map<std::uint8_t, RsaKey> keys;
+std::map<std::uint8_t, CardKey> LoadKeys(const EmulatedCardOptions& options) {
+  std::map<std::uint8_t, CardKey> keys;
   for (const EmulatedCardOptions::Key& key : options.keys)
-    keys.emplace(key.reference, RsaKey(key.key_path, key.certificate_path));
+    keys.emplace(key.reference, CardKey(key.key_path, key.certificate_path));
   return keys;
 }
 
@@ -46,7 +46,7 @@ EmulatedCard::EmulatedCard(const EmulatedCardOptions& options)
 
 void EmulatedCard::Run(int stop_descriptor) {
   while (!quit_) {
-    // poll() skips a descriptor of -1, that of a card outside of the reader among them.
+    // poll() ignores the descriptor -1, which link_ has while the card is outside of the reader.
     const int control = control_.answer_pending() ? -1 : control_.descriptor();
     pollfd inputs[] = {
         {stop_descriptor, POLLIN, 0}, {control, POLLIN, 0}, {link_.descriptor(), POLLIN, 0}};
@@ -55,9 +55,9 @@ void EmulatedCard::Run(int stop_descriptor) {
     if (inputs[0].revents != 0)
       return;
     if (inputs[2].revents != 0)
-      Serve();
+      HandleReader();
     if (inputs[1].revents != 0)
-      Obey();
+      HandleRequest();
   }
 }
 
@@ -69,13 +69,13 @@ Response EmulatedCard::Execute(const Command& command) {
   return blank_ ? Response{kUnknownInstruction, {}} : piv_.Execute(command);
 }
 
-void EmulatedCard::Serve() {
+void EmulatedCard::HandleReader() {
   Bytes command;
   const ReaderLink::Message message = link_.Receive(&command);
-  if (leaving_ && message != ReaderLink::Message::kGone)
+  if (removing_ && message != ReaderLink::Message::kDisconnected)
     return;
   switch (message) {
-    case ReaderLink::Message::kGone:
+    case ReaderLink::Message::kDisconnected:
       Remove();
       if (control_.answer_pending())
         control_.Answer("removed");
@@ -86,67 +86,67 @@ void EmulatedCard::Serve() {
         link_.Send(answer);
       return;
     }
-    case ReaderLink::Message::kAskAtr:
+    case ReaderLink::Message::kGetAtr:
       link_.Send(atr_);
       return;
     case ReaderLink::Message::kPowerOn:
-      LosePower();
+      ResetPower();
       if (control_.answer_pending())
         control_.Answer("inserted");
       return;
     case ReaderLink::Message::kPowerOff:
     case ReaderLink::Message::kReset:
-      LosePower();
+      ResetPower();
       return;
     case ReaderLink::Message::kNone:
       return;
   }
 }
 
-void EmulatedCard::Obey() {
-  const std::optional<std::string> order = control_.Take();
-  if (!order)
+void EmulatedCard::HandleRequest() {
+  const std::optional<std::string> request = control_.TakeRequest();
+  if (!request)
     return;
-  if (*order == "insert") {
+  if (*request == "insert") {
     Insert();
-  } else if (*order == "remove") {
-    leaving_ = link_.inserted();
-    if (leaving_)
-      link_.HangUp();  // Answered when the reader has noticed.
+  } else if (*request == "remove") {
+    removing_ = link_.inserted();
+    if (removing_)
+      link_.HangUp();  // HandleReader() answers when the reader has noticed.
     else
       control_.Answer("removed");
-  } else if (*order == "remove-on-sign") {
+  } else if (*request == "remove-on-sign") {
     RemoveOn(kGeneralAuthenticate);
-  } else if (order->rfind("remove-on ", 0) == 0) {
-    RemoveOn(static_cast<int>(std::strtol(order->c_str() + 10, nullptr, 16)));
-  } else if (*order == "state") {
+  } else if (request->rfind("remove-on ", 0) == 0) {
+    RemoveOn(static_cast<int>(std::strtol(request->c_str() + 10, nullptr, 16)));
+  } else if (*request == "state") {
     control_.Answer(State());
-  } else if (*order == "quit") {
+  } else if (*request == "quit") {
     quit_ = true;
     control_.Answer("bye");
   } else {
-    control_.Answer("does not know this order");
+    control_.Answer("unknown command");
   }
 }
 
 void EmulatedCard::Insert() {
   if (link_.inserted())
-    control_.Answer("is inserted already");
+    control_.Answer("already inserted");
   else if (!link_.Insert(port_))
-    control_.Answer("nobody listens on the port");
-  // Otherwise answered when the reader gives it power.
+    control_.Answer("no reader listens on this port");
+  // On success HandleReader() answers when the reader powers the card.
 }
 
 void EmulatedCard::Remove() {
   remove_on_ = -1;
-  leaving_ = false;
+  removing_ = false;
   link_.Remove();
-  LosePower();
+  ResetPower();
 }
 
 void EmulatedCard::RemoveOn(int instruction) {
   remove_on_ = instruction;
-  control_.Answer("will");
+  control_.Answer("armed");
 }
 
 std::string EmulatedCard::State() const {
@@ -158,7 +158,7 @@ std::string EmulatedCard::State() const {
          std::to_string(state.puk.tries_left);
 }
 
-void EmulatedCard::LosePower() {
+void EmulatedCard::ResetPower() {
   apdus_.Reset();
   piv_.Reset();
 }

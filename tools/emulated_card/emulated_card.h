@@ -1,4 +1,4 @@
-// A card that is inserted into a virtual reader and pulled out again at a word.
+// A card that can be inserted into a virtual reader and removed on request.
 #pragma once
 
 #include <cstdint>
@@ -17,32 +17,34 @@ struct EmulatedCardOptions {
     std::string certificate_path;
   };
 
-  std::uint16_t port = 0;  // of the reader
-  std::string control;     // the path of the control socket
-  std::string state;       // the path of the file for PIN and PUK
+  std::uint16_t port = 0;  // The TCP port of the reader.
+  std::string control;     // The path of the control socket.
+  std::string state;       // The path of the file with the PIN and the PUK.
   std::string pin = "123456";
   std::string puk = "12345678";
-  bool blank = false;  // a card that no driver knows, without keys and state
+  bool blank = false;  // A card that no driver recognises, without keys and state.
   std::vector<Key> keys;
 };
 
 class EmulatedCard {
  public:
-  // Starts outside of the reader. Throws std::runtime_error.
+  // The card starts outside of the reader. Throws std::runtime_error if a file cannot be used or
+  // the control socket cannot be made.
   explicit EmulatedCard(const EmulatedCardOptions& options);
 
-  // Serves the reader and obeys orders, until it is told to quit or `stop_descriptor` is readable.
+  // Answers the reader and handles requests, until the request "quit" or until `stop_descriptor`
+  // becomes readable.
   void Run(int stop_descriptor);
 
  private:
   Response Execute(const Command& command);
-  void Serve();
-  void Obey();
+  void HandleReader();
+  void HandleRequest();
   void Insert();
   void Remove();
   void RemoveOn(int instruction);
   std::string State() const;
-  void LosePower();
+  void ResetPower();
 
   std::uint16_t port_;
   bool blank_;
@@ -52,7 +54,7 @@ class EmulatedCard {
   ApduLayer apdus_;
   ReaderLink link_;
   Control control_;
-  int remove_on_ = -1;    // the instruction byte at which the card is pulled out; -1: none
-  bool leaving_ = false;  // pulled out, which the reader has not noticed yet
+  int remove_on_ = -1;     // The instruction byte at which the card is removed, or -1.
+  bool removing_ = false;  // Removed, but the reader has not noticed yet.
   bool quit_ = false;
 };

@@ -1,4 +1,4 @@
-// The card's memory: its PIN and PUK, and how many tries each has left.
+// The state of the card: its PIN and PUK, and how many tries each has left.
 #pragma once
 
 #include <string>
@@ -12,17 +12,16 @@ struct Pin {
   bool blocked() const { return tries_left == 0; }
 };
 
-// Both live in a text file of two lines, "pin VALUE LEFT MAX" and "puk VALUE LEFT MAX", and so
-// survive removal and the end of the program. The file is replaced as a whole: whoever pulls the
-// plug finds the old counters or the new ones.
+// Stored in a text file of two lines, "pin VALUE LEFT MAX" and "puk VALUE LEFT MAX", so that it
+// survives removal and the end of the program. The file is replaced atomically.
 struct PinState {
   Pin pin;
   Pin puk;
 
-  // Reads the file; where there is none, makes one with three tries each. Throws
-  // std::runtime_error.
+  // Reads the file. If it does not exist, creates it with `pin`, `puk` and three tries each. Throws
+  // std::runtime_error if the file is malformed or cannot be written.
   static PinState LoadOrCreate(const std::string& path, const std::string& pin,
                                const std::string& puk);
-  // False: the file could not be written and is as it was.
+  // Returns false if the file cannot be written; it is then unchanged.
   bool Save(const std::string& path) const;
 };

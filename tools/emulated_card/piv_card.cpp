@@ -21,7 +21,7 @@ constexpr std::uint8_t kRsa2048 = 0x07;
 constexpr std::uint8_t kSignatureKey = 0x9c;
 constexpr std::uint8_t kCardAuthenticationKey = 0x9e;
 
-// SP 800-73-4-1, table 3: in which object the certificate of a key is.
+// The data objects with the certificates (SP 800-73-4-1, table 3).
 struct CertificateObject {
   std::uint8_t key;
   Bytes tag;
@@ -41,8 +41,8 @@ Bytes Discovery() {
              Tlv({0x4f}, kRid + kPix) + Tlv({0x5f, 0x2f}, pin_of_the_application_only));
 }
 
-// The card holder's unique identifier: a FASC-N that says "not a federal card", so that the GUID
-// counts, which is taken from a certificate: every card has its own.
+// The card holder's unique identifier. Its FASC-N says "not a federal card", so that drivers use
+// the GUID, which is derived from a certificate to make it different for every card.
 Bytes Chuid(const Bytes& certificate_der) {
   const Bytes fasc_n = {0xd4, 0xe7, 0x39, 0xda, 0x73, 0x9c, 0xed, 0x39, 0xce,
                         0x73, 0x9d, 0x83, 0x68, 0x58, 0x21, 0x08, 0x42, 0x10,
@@ -60,8 +60,8 @@ Bytes CertificateData(const Bytes& der) {
   return Tlv({0x53}, Tlv({0x70}, der) + Tlv({0x71}, not_compressed) + Tlv({0xfe}, {}));
 }
 
-// SP 800-73-4-2, section 2.4.3: six to eight digits, padded by FF. Four are taken too. Nothing:
-// another form.
+// Returns the PIN in a field of eight bytes, or nothing if the field is malformed. SP 800-73-4-2,
+// section 2.4.3, requires six to eight digits padded with FF; four and five are accepted, too.
 std::optional<std::string> PinField(const Bytes& data, std::size_t at) {
   if (data.size() < at + kPinFieldLength)
     return std::nullopt;
@@ -86,7 +86,7 @@ std::uint16_t TriesLeft(const Pin& pin) {
 
 }  // namespace
 
-PivCard::PivCard(std::map<std::uint8_t, RsaKey> keys, PinState state, std::string state_path)
+PivCard::PivCard(std::map<std::uint8_t, CardKey> keys, PinState state, std::string state_path)
     : keys_(std::move(keys)), state_(std::move(state)), state_path_(std::move(state_path)) {}
 
 Response PivCard::Execute(const Command& command) {
@@ -225,7 +225,7 @@ Response PivCard::GeneralAuthenticate(const Command& command, bool right_after_v
 std::uint16_t PivCard::Compare(Pin* pin, const std::string& offered) {
   if (pin->blocked())
     return kBlocked;
-  // Counted and written before the answer: pulling the card out does not save a try.
+  // The counter is written before the answer, so that removing the card does not save a try.
   const bool right = offered == pin->value;
   pin->tries_left = right ? pin->max_tries : pin->tries_left - 1;
   const std::uint16_t written = Write();

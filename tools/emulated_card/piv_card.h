@@ -1,4 +1,4 @@
-// A PIV card (NIST SP 800-73-4), as far as drivers ask before they list certificates and sign.
+// A PIV card (NIST SP 800-73-4): the commands that drivers use to list certificates and to sign.
 //
 // clang-format off
 //   CLA INS P1 P2  command                   data                         answer
@@ -11,7 +11,7 @@
 //                                            5C 03 5FC10B certificate 9D
 //                                            5C 03 5FC101 certificate 9E
 //   00  20  00 80  VERIFY the PIN            8 bytes, padded by FF;       9000; 63Cn: n tries are left;
-//                                            none: a question             6983: blocked; 6A80: form
+//                                            none: only the counter       6983: blocked; 6A80: format
 //   00  20  FF 80  forget the verification   none                         9000
 //   00  20  00 81  VERIFY the PUK (1)        as for the PIN
 //   00  24  00 80  CHANGE REFERENCE DATA     old PIN, new PIN             as VERIFY
@@ -22,13 +22,14 @@
 //                  (RSA-2048, key kk)                                     6982: the PIN is not verified
 // clang-format on
 //
-// Chaining (CLA 10) and GET RESPONSE are the business of ApduLayer.
+// ApduLayer handles chaining (CLA 10) and GET RESPONSE.
 //
-// When a key may be used (SP 800-73-4-1, table 4b): 9A and 9D when the PIN was verified since the
-// card got its power; 9C when the command before was the successful VERIFY; 9E always.
+// Access rules (SP 800-73-4-1, table 4b): 9A and 9D require that the PIN has been verified since
+// the card was powered; 9C requires that the previous command was a successful VERIFY; 9E requires
+// nothing.
 //
-// (1) ISO/IEC 7816-4 has these, PIV has not. They are how OpenSC lets a security officer who is
-//     logged in set a new PIN, which OpenSC sends without padding.
+// (1) Not in PIV but in ISO/IEC 7816-4. OpenSC uses these commands when a security officer who is
+//     logged in sets a new PIN, and sends the new PIN without padding.
 #pragma once
 
 #include <functional>
@@ -36,18 +37,18 @@
 #include <string>
 
 #include "emulated_card/apdu.h"
+#include "emulated_card/card_key.h"
 #include "emulated_card/pin_state.h"
-#include "emulated_card/rsa_key.h"
 
 class PivCard {
  public:
-  // `keys` by key reference. The state is written to `state_path` before a command that changes it
-  // is answered.
-  PivCard(std::map<std::uint8_t, RsaKey> keys, PinState state, std::string state_path);
+  // `keys` is indexed by key reference. A command that changes the state writes it to `state_path`
+  // before it is answered.
+  PivCard(std::map<std::uint8_t, CardKey> keys, PinState state, std::string state_path);
 
   Response Execute(const Command& command);
 
-  // Power off: nothing is verified any more.
+  // The card has lost its power: neither PIN nor PUK counts as verified any more.
   void Reset();
 
  private:
@@ -58,15 +59,16 @@ class PivCard {
   Response ResetRetryCounter(const Command& command);
   Response GeneralAuthenticate(const Command& command, bool right_after_verify) const;
 
-  // Compares and counts; writes the state. kOk, or the status word that says why not.
+  // Compares `offered` with the PIN, updates the retry counter and writes the state. Returns kOk or
+  // the status word of the failure.
   std::uint16_t Compare(Pin* pin, const std::string& offered);
   std::uint16_t SetPin(Pin* pin, const std::string& value);
   std::uint16_t Write();
 
-  std::map<std::uint8_t, RsaKey> keys_;
+  std::map<std::uint8_t, CardKey> keys_;
   PinState state_;
   std::string state_path_;
   bool pin_verified_ = false;
   bool puk_verified_ = false;
-  bool just_verified_ = false;  // the last command was a successful VERIFY of the PIN
+  bool just_verified_ = false;  // The last command was a successful VERIFY of the PIN.
 };

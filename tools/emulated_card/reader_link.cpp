@@ -11,8 +11,8 @@
 
 namespace {
 
-// vpcd sends length and content in two pieces. With the kernel's default of waiting for more before
-// it acknowledges, every APDU takes 40 ms.
+// vpcd sends the length and the content separately. With delayed acknowledgements, the kernel's
+// default, every APDU would take 40 ms.
 void SetOption(int socket, int option) {
   const int on = 1;
   setsockopt(socket, IPPROTO_TCP, option, &on, sizeof on);
@@ -27,7 +27,7 @@ bool ReaderLink::Insert(std::uint16_t port) {
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  // The socket interface takes all kinds of addresses by this one type.
+  // The socket functions take every kind of address as a sockaddr.
   if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     Remove();
     return false;
@@ -49,10 +49,10 @@ void ReaderLink::HangUp() {
 ReaderLink::Message ReaderLink::Receive(Bytes* command) {
   Bytes length(2);
   if (!ReceiveAll(&length))
-    return Message::kGone;
+    return Message::kDisconnected;
   command->resize(std::size_t{length[0]} << 8 | length[1]);
   if (!ReceiveAll(command))
-    return Message::kGone;
+    return Message::kDisconnected;
   if (command->size() != 1)
     return command->empty() ? Message::kNone : Message::kCommand;
   switch (command->front()) {
@@ -63,7 +63,7 @@ ReaderLink::Message ReaderLink::Receive(Bytes* command) {
     case 2:
       return Message::kReset;
     case 4:
-      return Message::kAskAtr;
+      return Message::kGetAtr;
     default:
       return Message::kNone;
   }
@@ -85,7 +85,7 @@ bool ReaderLink::ReceiveAll(Bytes* bytes) {
       continue;
     if (result <= 0)
       return false;
-    SetOption(socket_, TCP_QUICKACK);  // The kernel forgets it again.
+    SetOption(socket_, TCP_QUICKACK);  // The kernel resets this option by itself.
     received += static_cast<std::size_t>(result);
   }
   return true;

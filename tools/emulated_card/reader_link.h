@@ -1,9 +1,9 @@
-// The wire between a card and vpcd, the virtual reader of vsmartcard.
+// The connection between a card and vpcd, the virtual reader of vsmartcard.
 //
-// vpcd listens on a TCP port of each reader slot. To connect is to insert a card; to disconnect is
-// to pull it out. Messages are two bytes of length, big-endian, and as many bytes. A message of one
-// byte is about power: 0 off, 1 on, 2 reset, 4 asks for the ATR. Others are command APDUs. The card
-// answers a command and the question for the ATR, and nothing else.
+// vpcd listens on one TCP port for each reader slot. Connecting inserts a card, disconnecting
+// removes it. A message consists of a two-byte big-endian length and that many bytes. A message of
+// one byte controls the power: 0 off, 1 on, 2 reset, 4 asks for the ATR. All others are command
+// APDUs. The card answers only commands and the request for the ATR.
 #pragma once
 
 #include <cstdint>
@@ -13,27 +13,27 @@
 
 class ReaderLink {
  public:
-  enum class Message { kNone, kPowerOff, kPowerOn, kReset, kAskAtr, kCommand, kGone };
+  enum class Message { kNone, kPowerOff, kPowerOn, kReset, kGetAtr, kCommand, kDisconnected };
 
   ReaderLink() = default;
   ~ReaderLink() { Remove(); }
   ReaderLink(const ReaderLink&) = delete;
   ReaderLink& operator=(const ReaderLink&) = delete;
 
-  // False: nobody listens on this port of 127.0.0.1.
+  // Connects to this port of 127.0.0.1. Returns false if nothing listens there.
   bool Insert(std::uint16_t port);
   void Remove();
-  // Pulls the card out, and keeps the line so that the reader can be seen to notice: Receive() then
-  // answers kGone.
+  // Removes the card but keeps the connection half open: Receive() returns kDisconnected when the
+  // reader has noticed.
   void HangUp();
 
   bool inserted() const { return socket_ >= 0; }
   int descriptor() const { return socket_; }
 
-  // The next message; `*command` receives the bytes of a command. kGone: the reader has closed the
-  // connection.
+  // Waits for the next message. Sets `*command` if it is kCommand; otherwise `*command` is
+  // unspecified. Returns kDisconnected if the reader has closed the connection.
   Message Receive(Bytes* command);
-  // False: the reader is gone.
+  // Returns false if the reader has closed the connection.
   bool Send(const Bytes& answer);
 
  private:
