@@ -1,47 +1,49 @@
 # shellcheck shell=bash
-# What is tried with every provider. Each behaviour prints one line: the row's name, the behaviour and
-# the exact answer, with tabs between. To be sourced; reads what the row has set:
+# What is tried with every provider. Each behaviour prints one line: the provider, the behaviour and the
+# result, separated by tabs. To be sourced. set_up of the provider defines:
 #
 #   module                    the provider's library
-#   pin, so_pin, new_pin      what it was set up with, and what the PIN is to become
-#   certificates              the names of the certificates on the token, files $keys/NAME.pem
-#   signers                   those whose keys can sign
-#   take_away, bring_back     make the token disappear, and come again
+#   pin, so_pin, new_pin      the PINs of the token, and the PIN that it gets
+#   certificates              the names of the certificates on the token, for the files $keys/NAME.pem
+#   signers                   the names of those whose keys can sign
+#   remove_token_with, restore_token_with
+#                             how the token can be made to disappear and to come back
 #
-# The order matters: the last three leave the token with another PIN.
+# The order matters: the last three behaviours change the PIN.
 behaviours=(list names present absent sign_each wrong_pin no_pin changes reopen reopen_mapped steps
   lock unlock unlock_anyway)
 wrong_pin=999999
 
-# take_away COMMAND, bring_back COMMAND: run by a shell in $dir.
-take_away() {
-  order take-away "$1"
+# remove_token_with COMMAND, restore_token_with COMMAND: a shell runs the command in $dir.
+remove_token_with() {
+  write_script remove-token "$1"
 }
-bring_back() {
-  order bring-back "$1"
+restore_token_with() {
+  write_script restore-token "$1"
 }
-order() {
+write_script() {
   printf '#!/bin/sh\ncd %q && exec >>log 2>&1 || exit\n%s\n' "$dir" "$2" >"$dir/$1"
   chmod +x "$dir/$1"
 }
 
-# answer BEHAVIOUR TEXT
-answer() {
+# report BEHAVIOUR RESULT
+report() {
   printf '%s\t%s\t%s\n' "$name" "$1" "$2"
 }
 
-# counted TEXT: with "all" for the number of certificates on the token.
-counted() {
+# with_all TEXT: prints TEXT with "all" in place of the number of certificates on the token.
+with_all() {
   printf '%s\n' "$1" | sed "s/\b${#certificates[@]}\b/all/g"
 }
 
-# cardcert COMMAND...: its exit status in $status, its words in $dir/out and $dir/err.
+# cardcert COMMAND...: runs the program with the provider. Sets $status; the output is in $dir/out and
+# $dir/err.
 cardcert() {
   status=0
   timeout --foreground 30 "$build/cardcert" "$@" --module "$module" >"$dir/out" 2>"$dir/err" || status=$?
 }
 
-# probe COMMAND...: prints the one line that it has to say, or how it ended.
+# probe [--keep-mapped] COMMAND...: runs the probe and prints its one line of output, or how it ended.
 probe() {
   local line options=() serial
   if [ "$1" = --keep-mapped ]; then
@@ -59,7 +61,8 @@ probe() {
   esac
 }
 
-# serial_of NAME: as the component writes it, the leading zero byte of the encoding included.
+# serial_of NAME: prints the serial number in the component's notation, which includes a leading zero
+# byte of the encoding.
 serial_of() {
   local hex
   hex=$(openssl x509 -in "$keys/$1.pem" -noout -serial)
@@ -68,8 +71,8 @@ serial_of() {
   printf '%s\n' "${hex,,}"
 }
 
-# as_openssl_sees NAME: one line of what openssl reads in a certificate.
-as_openssl_sees() {
+# openssl_fields NAME: prints serial, subject, modulus and CA flag of a certificate as openssl reads them.
+openssl_fields() {
   openssl x509 -in "$keys/$1.pem" -noout -subject -nameopt RFC2253,-esc_msb,utf8 -modulus \
     -ext basicConstraints 2>/dev/null | awk -v serial="$(serial_of "$1")" '
       /^subject=/ {subject = substr($0, 9)}
@@ -78,7 +81,8 @@ as_openssl_sees() {
       END {print serial "\t" subject "\t" modulus "\t" (ca ? "true" : "false")}'
 }
 
-# compare_sets WANTED FOUND: "all", or how many are missing and how many should not be there.
+# compare_sets EXPECTED FOUND: compares the lines of two files. Prints "all", or how many lines are
+# missing and unexpected.
 compare_sets() {
   sort -o "$1" "$1"
   sort -o "$2" "$2"
@@ -89,18 +93,18 @@ compare_sets() {
   fi
 }
 
-# Every certificate with subject, serial, key and CA flag as openssl sees it, and no other.
+# Every certificate is listed, with serial, subject, key and CA flag as openssl reads them, and no other.
 list() {
   local certificate
   for certificate in "${certificates[@]}"; do
-    as_openssl_sees "$certificate"
-  done >"$dir/wanted"
+    openssl_fields "$certificate"
+  done >"$dir/expected"
   cardcert list --json
   jq -r '.[] | [.serial, .subject, .modulus, .ca] | map(tostring) | join("\t")' "$dir/out" >"$dir/found"
-  answer list "$(compare_sets "$dir/wanted" "$dir/found")"
+  report list "$(compare_sets "$dir/expected" "$dir/found")"
 }
 
-# The common name, and which ones may be used for digital signatures.
+# The common names, and which certificates may be used for digital signatures.
 names() {
   local certificate text
   for certificate in "${certificates[@]}"; do
@@ -109,20 +113,20 @@ names() {
       "$(openssl x509 -in "$keys/$certificate.pem" -noout -subject -nameopt multiline,-esc_msb,utf8 |
         sed -n '/commonName/{s/.*= //p;q}')" \
       "$(if [[ $text != *"Key Usage"* || $text == *"Digital Signature"* ]]; then echo true; else echo false; fi)"
-  done >"$dir/wanted"
+  done >"$dir/expected"
   cardcert list --json --filter 'Signing||128'
   jq -r '.[] | [.serial, .name[0], .matches_filter] | map(tostring) | join("\t")' "$dir/out" >"$dir/found"
-  answer names "$(compare_sets "$dir/wanted" "$dir/found")"
+  report names "$(compare_sets "$dir/expected" "$dir/found")"
 }
 
 present() {
   cardcert present "$(serial_of "${certificates[0]}")"
-  answer present "exit $status"
+  report present "exit $status"
 }
 
 absent() {
   cardcert present 0123456789abcdef
-  answer absent "exit $status"
+  report absent "exit $status"
 }
 
 # sign_with PIN NAME DIGEST
@@ -131,8 +135,9 @@ sign_with() {
   cardcert sign "$(serial_of "$2")" --in "$dir/message" --out "$dir/signature" --digest "$3" --pin-file "$dir/pin"
 }
 
-# The name of the value with which the last signature failed, or just its exit status.
-why() {
+# failure_reason: prints the name of the return value with which the last signature failed, or else the
+# exit status.
+failure_reason() {
   local number
   number=$(sed -n 's/.*Signature operation failed (\([0-9]*\)).*/\1/p' "$dir/err")
   if [ -n "$number" ]; then
@@ -142,7 +147,7 @@ why() {
   fi
 }
 
-# verify NAME DIGEST: with openssl.
+# verify NAME DIGEST: verifies the last signature with openssl.
 verify() {
   openssl x509 -in "$keys/$1.pem" -noout -pubkey >"$dir/public"
   if [ "$2" = none ]; then
@@ -153,7 +158,7 @@ verify() {
   fi
 }
 
-# Every key with every digest; what openssl verifies counts.
+# Every key signs with every digest. Only signatures that openssl verifies count.
 sign_each() {
   local signer digest good=0 tried=0 failures=()
   printf 'a message' >"$dir/message"
@@ -165,40 +170,40 @@ sign_each() {
       if [ "$status" -eq 0 ] && verify "$signer" "$digest"; then
         good=$((good + 1))
       else
-        failures+=("$(why)")
+        failures+=("$(failure_reason)")
       fi
     done
   done
-  answer sign "$good of $tried$(printf '%s\n' "${failures[@]}" | sort -u | sed 's/^./, &/' | tr -d '\n')"
+  report sign "$good of $tried$(printf '%s\n' "${failures[@]}" | sort -u | sed 's/^./, &/' | tr -d '\n')"
 }
 
-# Then the right one, which also sets the token's counter back.
+# A wrong PIN and then the right one, which also resets the token's retry counter.
 wrong_pin() {
   sign_with "$wrong_pin" "${signers[0]}" sha256
   local first=$status
   sign_with "$pin" "${signers[0]}" sha256
-  answer "wrong PIN" "exit $first, then $status"
+  report "wrong PIN" "exit $first, then $status"
 }
 
 no_pin() {
   cardcert sign "$(serial_of "${signers[0]}")" --in "$dir/message" --out "$dir/signature" --batch
-  answer "no PIN" "exit $status"
+  report "no PIN" "exit $status"
 }
 
 changes() {
-  answer changes "$(counted "$(probe poll "$dir/take-away")")"
-  "$dir/bring-back"
+  report changes "$(with_all "$(probe poll "$dir/remove-token")")"
+  "$dir/restore-token"
 }
 
 reopen() {
-  answer "100 times" "$(probe reopen 100)"
+  report "100 times" "$(probe reopen 100)"
 }
 
 reopen_mapped() {
-  answer "100 times, mapped" "$(probe --keep-mapped reopen 100)"
+  report "100 times, mapped" "$(probe --keep-mapped reopen 100)"
 }
 
-# The token is taken away just before each call that matters.
+# The token disappears right before each call that matters.
 steps() {
   step C_GetSlotList list slots
   step C_GetTokenInfo list token
@@ -213,23 +218,23 @@ steps() {
   step C_WaitForSlotEvent poll poll
 }
 
-# step TITLE OPERATION STEP
+# step BEHAVIOUR OPERATION STEP
 step() {
   local line
-  line=$(probe --keep-mapped interrupt "$2" "$3" "$dir/take-away" "$dir/bring-back" "$pin")
-  answer "$1" "$(counted "$line")"
+  line=$(probe --keep-mapped interrupt "$2" "$3" "$dir/remove-token" "$dir/restore-token" "$pin")
+  report "$1" "$(with_all "$line")"
 }
 
 lock() {
-  answer lock "$(probe lock "$wrong_pin" 12)"
+  report lock "$(probe lock "$wrong_pin" 12)"
 }
 
-# A signature that begins with a wrong PIN, by a person who has the security officer's PIN.
+# A signature that begins with a wrong PIN, by a user who has the SO PIN.
 unlock() {
-  answer unlock "$(probe unlock "$wrong_pin" "$so_pin" "$new_pin")"
+  report unlock "$(probe unlock "$wrong_pin" "$so_pin" "$new_pin")"
 }
 
-# What Unlock() does when it is called though nothing is locked.
+# Unlock() although the PIN is not locked.
 unlock_anyway() {
-  answer "Unlock()" "$(probe unlock-anyway "$so_pin" "$pin")"
+  report "Unlock()" "$(probe unlock-anyway "$so_pin" "$pin")"
 }

@@ -1,9 +1,9 @@
-# Compares what the providers answered with the tables of the documentation, and prints the tables with
-# the answers as they were.
-#   awk -f compare.awk -v rows="ROW ROW..." -v counts=FILE ANSWERS DOCUMENTATION
-# FILE receives how many answers are as documented and how many are not.
-# ANSWERS has lines of row, behaviour and answer, with tabs between. A table of the documentation begins
-# with a line "| provider | BEHAVIOUR | ... |"; a blank cell means that the behaviour is not tried.
+# Compares the results of the behaviours with the tables in the documentation. Prints the tables with
+# the results that were found, and then the differences.
+#   awk -f compare.awk -v providers="PROVIDER PROVIDER..." -v counts=FILE RESULTS DOCUMENTATION
+# Writes the number of results that are as documented, and the number of others, to FILE. RESULTS has
+# lines of provider, behaviour and result, separated by tabs. A table in the documentation begins with a
+# line "| provider | BEHAVIOUR | ... |". A blank cell means that the behaviour is not tried.
 
 function trim(text) {
   gsub(/^ +| +$/, "", text)
@@ -35,14 +35,14 @@ function print_table(  row, column, i, line, width) {
 }
 
 BEGIN {
-  num_wanted = split(rows, list, " ")
+  num_wanted = split(providers, list, " ")
   for (i = 1; i <= num_wanted; i++)
     wanted[list[i]] = 1
 }
 
 FNR == NR {
   split($0, part, "\t")
-  answers[part[1], part[2]] = part[3]
+  results[part[1], part[2]] = part[3]
   next
 }
 
@@ -61,21 +61,21 @@ in_table && /^\|-/ {
 
 in_table && /^\|/ {
   split($0, expected, "|")
-  row = trim(expected[2])
-  if (!(row in wanted))
+  provider = trim(expected[2])
+  if (!(provider in wanted))
     next
-  seen[row] = 1
-  cell[++num_lines, 2] = row
+  seen[provider] = 1
+  cell[++num_lines, 2] = provider
   for (i = 3; i <= num_columns; i++) {
-    key = row SUBSEP title[i]
-    found = key in answers ? answers[key] : ""
-    delete answers[key]
+    key = provider SUBSEP title[i]
+    found = key in results ? results[key] : ""
+    delete results[key]
     cell[num_lines, i] = found
     if (found == trim(expected[i])) {
       if (found != "")
         right++
     } else {
-      deviations[++wrong] = row ", " title[i] ": '" trim(expected[i]) "' is documented, '" found "' was found"
+      differences[++wrong] = provider ", " title[i] ": expected '" trim(expected[i]) "', found '" found "'"
     }
   }
   next
@@ -90,15 +90,15 @@ in_table {
 END {
   if (in_table && num_lines > 0)
     print_table()
-  for (row in wanted) {
-    if (!(row in seen))
-      deviations[++wrong] = row ": is not documented"
+  for (provider in wanted) {
+    if (!(provider in seen))
+      differences[++wrong] = provider ": not documented"
   }
-  for (key in answers) {
+  for (key in results) {
     split(key, part, SUBSEP)
-    deviations[++wrong] = part[1] ", " part[2] ": '" answers[key] "' was found, nothing is documented"
+    differences[++wrong] = part[1] ", " part[2] ": found '" results[key] "', not documented"
   }
   for (i = 1; i <= wrong; i++)
-    print deviations[i]
+    print differences[i]
   print right + 0, wrong + 0 >counts
 }

@@ -11,7 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLongWait(1200);
 
-// The functions of a list are not told what they belong to.
+// The functions of a function list have no parameter for their object.
 Interruption* current = nullptr;
 CK_FUNCTION_LIST_PTR real = nullptr;
 
@@ -33,9 +33,9 @@ CK_RV Interruption::Before(const char* step, Call call) {
   if (std::system(current->command_.c_str()) != 0)
     std::abort();
   const auto began = Clock::now();
-  current->answer_ = call();
+  current->result_ = call();
   current->waited_ = Clock::now() - began >= kLongWait;
-  return current->answer_;
+  return current->result_;
 }
 
 Interruption::Interruption(CK_FUNCTION_LIST_PTR provider, std::string step, std::string command)
@@ -91,6 +91,6 @@ Interruption::~Interruption() {
   current = nullptr;
 }
 
-std::string Interruption::answer() const {
-  return support::CkrName(answer_) + (waited_ ? " after a wait" : "");
+std::string Interruption::result() const {
+  return support::CkrName(result_) + (waited_ ? " after a wait" : "");
 }

@@ -1,13 +1,13 @@
-// Something that happens just before the component's n-th step: a card is pulled out, a helper
-// dies.
+// Runs a command right before a certain call of the component, for example to remove a card.
 #pragma once
 
 #include <p11-kit/pkcs11.h>
 
 #include <string>
 
-// A function list in front of a provider's. Just before the first call of one step it runs a
-// command, and notes what the provider then answers. One at a time in a process. Steps:
+// A function list that forwards to a provider's. Before the first call of one step it runs a shell
+// command; then it records the result of that call. There can be only one at a time in a process.
+// Steps:
 //   slots    C_GetSlotList          search   C_FindObjectsInit for certificates
 //   token    C_GetTokenInfo         found    C_FindObjects
 //   session  C_OpenSession          read     C_GetAttributeValue
@@ -23,10 +23,11 @@ class Interruption {
 
   CK_FUNCTION_LIST_PTR functions() { return &functions_; }
 
-  // Whether the step was taken, and the name of its answer; with a remark when that took more than
-  // a second.
+  // Returns true if the step was reached.
   bool happened() const { return happened_; }
-  std::string answer() const;
+  // Returns the name of the result of the step, with "after a wait" if it took more than 1.2
+  // seconds.
+  std::string result() const;
 
  private:
   template <typename Call>
@@ -36,6 +37,6 @@ class Interruption {
   std::string step_;
   std::string command_;
   bool happened_ = false;
-  CK_RV answer_ = CKR_OK;
+  CK_RV result_ = CKR_OK;
   bool waited_ = false;
 };

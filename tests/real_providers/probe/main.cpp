@@ -1,5 +1,5 @@
-// What a program cannot show that runs once and ends: the component under a host that stays. See
-// kUsage.
+// Uses the component as a long-running host does, for behaviours that single runs of cardcert
+// cannot show. See kUsage.
 #include <dlfcn.h>
 #include <signal.h>
 
@@ -18,41 +18,50 @@
 
 namespace {
 
-constexpr char kUsage[] = R"(provider_probe - one behaviour of a provider, in one line
+constexpr char kUsage[] =
+    R"(provider_probe: tries one behaviour of a PKCS#11 provider and prints its result in one line
 
+Usage:
   provider_probe [--keep-mapped] LIBRARY SERIAL COMMAND...
   provider_probe --name NUMBER
-                      the name of a return value
 
-  reopen TIMES        opens and closes the provider; how often the certificates were all there
-  poll CHANGE         whether a change that the shell command CHANGE makes is noticed, and how many
-                      certificates are listed before and after
-  lock WRONG-PIN MAX  offers the wrong PIN until it is locked, but not more often than MAX
+SERIAL is the serial number of the certificate to sign with. --keep-mapped keeps the library loaded
+when the component closes it. --name prints the name of a return value.
+
+Commands:
+  reopen TIMES
+      Opens and closes the provider TIMES times. Prints TIMES if all certificates were listed each
+      time.
+  poll CHANGE
+      Runs the shell command CHANGE. Prints "event" if the component notices the change, or else the
+      result of C_WaitForSlotEvent; and the number of certificates before and after the change.
+  lock WRONG-PIN MAX
+      Signs with the wrong PIN until it is locked, but at most MAX times. Prints after how many times
+      it was locked.
   unlock WRONG-PIN SO-PIN NEW-PIN
-                      signs; what comes of it when the PIN has to be unlocked on the way
+      Signs with the wrong PIN until it is locked, then unlocks it. Prints the result.
   unlock-anyway SO-PIN NEW-PIN
-                      what Unlock() answers by itself, with a PIN that is not locked; signs
-  pair LIBRARY-2 SERIAL-2 PIN PIN-2 TAKE-AWAY
-                      two providers in two modules: how many certificates each lists and what
-                      becomes of ten signatures in turn; the same of the second one with the
-                      first closed, and of the first one opened again; which one notices TAKE-AWAY, and how many
-                      certificates each lists then
-  interrupt list|sign|poll STEP TAKE-AWAY BRING-BACK PIN
-                      runs TAKE-AWAY just before the first call of STEP (see interruption.h); prints
-                      what that call answered and how the operation ended (how many certificates,
-                      what of the signature), or just one of them where they are the same; in
-                      parentheses how the signature ends in good times, if not well; and after
-                      BRING-BACK: "back" when the module goes on as before, "reopen" when it does
-                      after being closed and opened, else "lost"
+      Calls Unlock() although the PIN is not locked, then signs. Prints both results.
+  pair LIBRARY-2 SERIAL-2 PIN PIN-2 REMOVE
+      Uses two providers in two modules. Prints, separated by semicolons: how many certificates each
+      lists and the results of ten signatures in turn; the same for the second module while the first
+      one is closed; the same for the first one when it is open again; which module notices the shell
+      command REMOVE, and how many certificates each lists then.
+  interrupt list|sign|poll STEP REMOVE RESTORE PIN
+      Runs the shell command REMOVE right before the first call of STEP (see interruption.h). Prints
+      the result of that call and the result of the operation (the number of certificates, or the
+      result of the signature), or only one of them if they are equal; in parentheses the normal
+      result of the signature if it is not success; and after the shell command RESTORE "back" if the
+      module works as before, "reopen" if it does after it was closed and opened, or else "lost".
 )";
 
 using Words = std::vector<std::string>;
 
-constexpr std::chrono::milliseconds kBetweenLooks(50);
-constexpr int kLooks = 30;
+constexpr std::chrono::milliseconds kPollInterval(50);
+constexpr int kMaxPolls = 30;
 
 void Wait() {
-  std::this_thread::sleep_for(kBetweenLooks);
+  std::this_thread::sleep_for(kPollInterval);
 }
 
 void Run(const std::string& command) {
@@ -75,9 +84,9 @@ std::string Reopen(Token* token, const Words& words) {
   return std::to_string(times);
 }
 
-// Whether HasChanged() becomes true within a second and a half.
+// Returns true if HasChanged() becomes true within 1.5 seconds.
 bool NoticesChange(PKCS11Module* module) {
-  for (int look = 0; look < kLooks; ++look) {
+  for (int poll = 0; poll < kMaxPolls; ++poll) {
     if (module->HasChanged())
       return true;
     Wait();
@@ -85,13 +94,12 @@ bool NoticesChange(PKCS11Module* module) {
   return false;
 }
 
-// "event" or the answer of a poll that has none; how many certificates there are before and after.
 std::string Poll(Token* token, const Words& words) {
   token->Open();
   PKCS11Module& module = token->module();
   std::size_t before = token->CountCertificates();
-  // Providers may report what was there from the start.
-  for (int look = 0; look < 10; ++look, Wait()) {
+  // Providers may first report events for tokens that were there from the start.
+  for (int poll = 0; poll < 10; ++poll, Wait()) {
     if (module.HasChanged())
       before = token->CountCertificates();
   }
@@ -157,7 +165,7 @@ std::string Pair(Token* token, const Words& words) {
   answer += "; " + std::to_string(second.CountCertificates()) + ", " + second.Sign(second_pin);
   token->Open();
   answer += "; " + std::to_string(token->CountCertificates()) + ", " + token->Sign(pin);
-  for (int look = 0; look < 10; ++look, Wait()) {
+  for (int poll = 0; poll < 10; ++poll, Wait()) {
     if (token->module().HasChanged() || second.module().HasChanged())
       counts();
   }
@@ -167,10 +175,10 @@ std::string Pair(Token* token, const Words& words) {
   return answer + ", " + counts();
 }
 
-// Whether all is as it was, at the latest after a second and a half.
-bool IsAsBefore(Token* token, std::size_t num_certificates, const std::string& sign_result,
-                const std::string& pin) {
-  for (int look = 0; look < kLooks; ++look, Wait()) {
+// Returns true if listing and signing give the expected results within 1.5 seconds.
+bool WorksAsBefore(Token* token, std::size_t num_certificates, const std::string& sign_result,
+                   const std::string& pin) {
+  for (int poll = 0; poll < kMaxPolls; ++poll, Wait()) {
     if (token->CountCertificates() == num_certificates && token->Sign(pin) == sign_result)
       return true;
   }
@@ -179,11 +187,11 @@ bool IsAsBefore(Token* token, std::size_t num_certificates, const std::string& s
 
 std::string Interrupt(Token* token, const Words& words) {
   const std::string& operation = words.at(0);
-  const std::string& bring_back = words.at(3);
+  const std::string& restore = words.at(3);
   const std::string& pin = words.at(4);
   token->Open();
   PKCS11Module& module = token->module();
-  while (module.HasChanged()) {  // What was there from the start is no change.
+  while (module.HasChanged()) {  // Events for tokens that were there from the start.
     token->CountCertificates();
     Wait();
   }
@@ -204,14 +212,14 @@ std::string Interrupt(Token* token, const Words& words) {
     module.function_list = provider;
     if (!interruption.happened())
       result = "not reached";
-    else if (interruption.answer() != result)
-      result = interruption.answer() + ": " + result;
+    else if (interruption.result() != result)
+      result = interruption.result() + ": " + result;
     if (operation == "sign" && sign_result != "signed")
       result += " (" + sign_result + ")";
   }
 
-  Run(bring_back);
-  if (IsAsBefore(token, num_certificates, sign_result, pin))
+  Run(restore);
+  if (WorksAsBefore(token, num_certificates, sign_result, pin))
     return result + ", back";
   token->Close();
   try {
@@ -219,7 +227,8 @@ std::string Interrupt(Token* token, const Words& words) {
   } catch (const std::runtime_error&) {
     return result + ", lost";
   }
-  return result + (IsAsBefore(token, num_certificates, sign_result, pin) ? ", reopen" : ", lost");
+  return result +
+         (WorksAsBefore(token, num_certificates, sign_result, pin) ? ", reopen" : ", lost");
 }
 
 using Command = std::function<std::string(Token*, const Words&)>;
@@ -233,7 +242,7 @@ const std::map<std::string, Command> kCommands = {
 
 int main(int argc, char** argv) {
   Words words(argv + 1, argv + argc);
-  // What any host does that may meet a provider with a helper process.
+  // As every host should: a provider whose helper process dies may cause SIGPIPE.
   signal(SIGPIPE, SIG_IGN);
   const bool keep_mapped = !words.empty() && words[0] == "--keep-mapped";
   if (keep_mapped)

@@ -19,7 +19,7 @@ struct FreeContext {
 };
 using Number = std::unique_ptr<BIGNUM, FreeNumber>;
 
-// RFC 8017, section 9.2: the DigestInfo of SHA-256, here of a message that does not matter.
+// Returns a DigestInfo with an arbitrary SHA-256 digest (RFC 8017, section 9.2).
 std::vector<unsigned char> DigestInfo() {
   std::vector<unsigned char> info = {0x30, 0x31, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
                                      0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0x04, 0x20};
@@ -31,7 +31,7 @@ Number FromBytes(const unsigned char* bytes, std::size_t length) {
   return Number(BN_bin2bn(bytes, static_cast<int>(length), nullptr));
 }
 
-std::string FailureIn(const std::string& log) {
+std::string FailureReason(const std::string& log) {
   const std::string words = "Signature operation failed (";
   const std::size_t at = log.rfind(words);
   if (at != std::string::npos)
@@ -65,9 +65,9 @@ std::string Token::Sign(User* user) {
                                  User::Ask, User::Tell, user);
   logfile.LogToNothing();
   if (!made)
-    return FailureIn(log);
+    return FailureReason(log);
   signature.resize(length);
-  return IsSignature(signature) ? "signed" : "a wrong signature";
+  return IsValidSignature(signature) ? "signed" : "a wrong signature";
 }
 
 std::string Token::Unlock(User* user) {
@@ -89,8 +89,8 @@ std::size_t Token::CountCertificates() {
   return records.size();
 }
 
-// RFC 8017, section 8.2.2, with the public key of the certificate.
-bool Token::IsSignature(const std::vector<unsigned char>& signature) const {
+// Verifies with the public key of the certificate (RFC 8017, section 8.2.2).
+bool Token::IsValidSignature(const std::vector<unsigned char>& signature) const {
   const Number modulus = FromBytes(certificate_.modulus, certificate_.modulus_len);
   const Number exponent = FromBytes(certificate_.public_exponent, certificate_.public_exponent_len);
   const Number value = FromBytes(signature.data(), signature.size());

@@ -1,4 +1,4 @@
-// A provider with a certificate whose key signs: what the probe's commands work on.
+// A provider and the certificate to sign with, on which the commands of the probe operate.
 #pragma once
 
 #include <string>
@@ -12,28 +12,31 @@ class Token {
   Token(std::string library, std::string serial)
       : library_(std::move(library)), serial_(std::move(serial)) {}
 
-  // Throws std::runtime_error with the log when the provider cannot be loaded.
+  // Throws std::runtime_error with the log if the provider cannot be loaded.
   void Open();
   void Close() { module_.Close(); }
 
-  // Remembers the signing certificate, for it may be gone when its key's signature is checked.
+  // Returns the number of certificates. Also stores the signing certificate, because it may be
+  // removed before a signature is verified.
   std::size_t CountCertificates();
 
-  // "signed" when the signature is one of the certificate that was last counted; otherwise why not:
-  // the name of the value with which it failed, "cancelled", or "no certificate".
+  // Signs and verifies the signature with the certificate that CountCertificates() found. Returns
+  // "signed", "a wrong signature", "cancelled", "no certificate", or the name of the return value
+  // with which signing failed.
   std::string Sign(User* user);
   std::string Sign(const std::string& pin);
 
-  // What Unlock() answers, on the slot of the certificate; "no certificate".
+  // Calls Unlock() for the token of the certificate. Returns the name of its result, or "no
+  // certificate".
   std::string Unlock(User* user);
 
   PKCS11Module& module() { return module_; }
 
  private:
-  bool IsSignature(const std::vector<unsigned char>& signature) const;
+  bool IsValidSignature(const std::vector<unsigned char>& signature) const;
 
   std::string library_;
   std::string serial_;
   PKCS11Module module_;
-  pkcs11_certificate certificate_;  // without a modulus as long as it has not been seen
+  pkcs11_certificate certificate_;  // All zero until CountCertificates() has found it.
 };

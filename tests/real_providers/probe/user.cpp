@@ -35,7 +35,7 @@ bool User::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* lengt
     Type(user.new_pin_, buffer, length);
     return !std::exchange(user.new_pin_, "").empty();
   }
-  if (user.pins_offered_ == user.patience_)
+  if (user.pins_offered_ == user.max_offers_)
     return false;
   ++user.pins_offered_;
   Type(user.pin_, buffer, length);

@@ -1,4 +1,4 @@
-// The person in front of the component: answers its questions, and counts.
+// A user who answers the PIN callbacks of the component and counts how often a PIN was offered.
 #pragma once
 
 #include <string>
@@ -7,10 +7,11 @@
 
 class User {
  public:
-  // Knows the PIN, and offers it up to `patience` times in a row.
-  explicit User(std::string pin, int patience = 1) : pin_(std::move(pin)), patience_(patience) {}
+  // Offers `pin`, at most `max_offers` times.
+  explicit User(std::string pin, int max_offers = 1)
+      : pin_(std::move(pin)), max_offers_(max_offers) {}
 
-  // Is also ready to unlock the PIN, and then goes on with the new one.
+  // Also unlocks a locked PIN with `so_pin`, and then offers `new_pin`.
   void WillUnlock(std::string so_pin, std::string new_pin);
 
   // The callbacks for PKCS11Module::Sign(); `data` is a User.
@@ -22,7 +23,7 @@ class User {
 
  private:
   std::string pin_;
-  int patience_;
+  int max_offers_;
   std::string so_pin_;
   std::string new_pin_;
   int pins_offered_ = 0;

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
-# NSS's own token, softokn. It wants to be told its folder when it is initialised, which p11-kit's proxy
-# does; the PIN is the password of its database.
-. "$here/parts/p11-kit.sh"
+# NSS's token, softokn. It needs its folder as an argument of C_Initialize, which p11-kit's proxy passes.
+# Its PIN is the password of its database.
+. "$here/common/p11-kit.sh"
 
 set_up() {
   pin=123456 so_pin=87654321 new_pin=654321
@@ -18,6 +18,6 @@ set_up() {
   signers=(anna ben)
   use_proxy "module: $(find_library "$multiarch/libsoftokn3.so" "$multiarch/nss/libsoftokn3.so")" \
     "x-init-reserved: configdir='sql:$dir/nss' certPrefix='' keyPrefix='' secmod='secmod.db' flags="
-  take_away 'mv nss nss.away'
-  bring_back 'mv nss.away nss'
+  remove_token_with 'mv nss nss.away'
+  restore_token_with 'mv nss.away nss'
 }

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# pkcs11-spy, which records every call on its way to another provider. To be sourced.
+# pkcs11-spy, which records every call and passes it to another provider. To be sourced.
 
 # spy_on LIBRARY
 spy_on() {

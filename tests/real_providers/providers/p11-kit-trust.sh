@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# p11-kit's trust module: the machine's root certificates, and no key at all. Its source is a file that
-# is fixed when it is built.
+# p11-kit's trust module: the machine's root certificates, without keys. It reads them from a file with
+# a fixed path.
 set_up() {
   local bundle=/etc/ssl/certs/ca-certificates.crt number=0 name
   cp "$bundle" "$dir/roots"
@@ -9,8 +9,11 @@ set_up() {
   pin=none so_pin=none new_pin=none
   keys=$dir/pem
   mkdir "$keys"
-  # One file for each certificate, less what the component leaves out: those without an RSA key.
-  awk -v keys="$keys" '/BEGIN CERT/ {name = keys "/root" ++count ".pem"} name {print > name} /END CERT/ {close(name); name = ""}' "$dir/roots"
+  # One file for each certificate. The component leaves out those without an RSA key.
+  awk -v keys="$keys" '
+    /BEGIN CERT/ {name = keys "/root" ++count ".pem"}
+    name {print > name}
+    /END CERT/ {close(name); name = ""}' "$dir/roots"
   certificates=()
   for name in "$keys"/*.pem; do
     if openssl x509 -in "$name" -noout -text | grep -q 'Public Key Algorithm: rsaEncryption'; then
@@ -19,6 +22,6 @@ set_up() {
     fi
   done
   signers=("${certificates[0]}")
-  take_away 'cp roots roots.kept && : >roots'
-  bring_back 'cat roots.kept >roots'
+  remove_token_with 'cp roots roots.kept && : >roots'
+  restore_token_with 'cat roots.kept >roots'
 }

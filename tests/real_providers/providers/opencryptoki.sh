@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# openCryptoki's soft token, in private copies of its fixed folders.
+# openCryptoki's software token, with private mounts on its fixed folders.
 set_up() {
   pin=123456 so_pin=12345678 new_pin=654321 label=example
   mkdir -p "$dir/etc" "$dir/var/swtok/TOK_OBJ" /run/lock/opencryptoki/swtok /run/opencryptoki
@@ -9,7 +9,7 @@ set_up() {
   chmod 755 "$dir"
   mount --bind "$dir/etc" /etc/opencryptoki
   mount --bind "$dir/var" /var/lib/opencryptoki
-  start_again pkcsslotd pkcsslotd -f
+  start_respawning pkcsslotd pkcsslotd -f
   module=$(find_library "$multiarch/pkcs11/libopencryptoki.so")
   wait_until "pkcsslotd" slot_daemon_answers
   {
@@ -27,8 +27,8 @@ set_up() {
   } >>"$dir/log" 2>&1
   certificates=(anna ben)
   signers=(anna ben)
-  take_away 'touch pkcsslotd.away; xargs kill -KILL <pkcsslotd.pid'
-  bring_back 'rm pkcsslotd.away; sleep 0.3'
+  remove_token_with 'touch pkcsslotd.away; xargs kill -KILL <pkcsslotd.pid'
+  restore_token_with 'rm pkcsslotd.away; sleep 0.3'
 }
 
 slot_daemon_answers() {

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # pkcs11-spy around OpenSC with a PIV card.
-. "$here/rows/opensc.sh"
-. "$here/parts/spy.sh"
+. "$here/providers/opensc.sh"
+. "$here/common/spy.sh"
 eval "$(declare -f set_up | sed '1s/set_up/set_up_opensc/')"
 
 set_up() {

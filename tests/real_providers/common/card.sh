@@ -1,8 +1,9 @@
 # shellcheck shell=bash
-# A virtual reader with two slots, and our cards in them. To be sourced.
+# A virtual card reader with two slots, and emulated cards. To be sourced.
 emulated_card=$build/emulated_card
 
-# start_readers: pcscd with one virtual reader. The port of its first slot is in $reader_port.
+# start_readers: starts pcscd with a virtual reader. Sets $reader_port to the port of the first slot and
+# $opensc to OpenSC's library.
 start_readers() {
   reader_port=$(free_ports)
   mkdir -p "$dir/readers" /run/pcscd
@@ -28,7 +29,7 @@ END
   opensc=$(find_library "$multiarch/opensc-pkcs11.so")
 }
 
-# start_card NAME SLOT OPTION...: a card that lies beside the reader's slot (0 or 1).
+# start_card NAME SLOT OPTION...: starts a card for a slot of the reader (0 or 1). It is not inserted.
 start_card() {
   local name=$1 slot=$2
   shift 2
@@ -36,29 +37,31 @@ start_card() {
   wait_until "the card $name" test -S "$dir/$name"
 }
 
-# card NAME ORDER ANSWER: the answer must be this one.
-card() {
+# tell_card NAME COMMAND ANSWER: sends a command to a card and fails if the answer is another one.
+tell_card() {
   local answer
-  answer=$("$emulated_card" --tell "$dir/$1" "$2") || fail "the card $1 does not answer"
-  [ "$answer" = "$3" ] || fail "$1, $2: '$answer' instead of '$3'"
+  answer=$("$emulated_card" --send "$dir/$1" "$2") || fail "the card $1 does not answer"
+  [ "$answer" = "$3" ] || fail "card $1, command $2: '$answer' instead of '$3'"
 }
 
+# piv_options NAME: prints the options of a PIV card with four keys, one word on each line.
 piv_options() {
   printf '%s\n' --state "$dir/$1.state" --pin 123456 --puk 12345678 \
     --key 9A "$keys/anna.key" "$keys/anna.pem" --key 9C "$keys/carl.key" "$keys/carl.pem" \
     --key 9D "$keys/ben.key" "$keys/ben.pem" --key 9E "$keys/dora.key" "$keys/dora.pem"
 }
 
+# insert_piv_card: inserts a card into the first slot and describes it for behaviours.sh.
 insert_piv_card() {
   local options
   mapfile -t options < <(piv_options card)
   start_card card 0 "${options[@]}"
-  card card insert inserted
+  tell_card card insert inserted
   pin=123456 so_pin=12345678 new_pin=654321
   certificates=(anna ben carl dora)
   signers=(anna ben dora)
 }
 
-# What pulls the card out and puts it in again, for take_away and bring_back.
-pull_out="'$emulated_card' --tell '$dir/card' remove; sleep 0.1"
-put_in="'$emulated_card' --tell '$dir/card' insert; sleep 0.1"
+# The commands for remove_token_with and restore_token_with.
+remove_card="'$emulated_card' --send '$dir/card' remove; sleep 0.1"
+insert_card="'$emulated_card' --send '$dir/card' insert; sleep 0.1"

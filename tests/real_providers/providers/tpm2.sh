@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# A TPM, emulated by swtpm. It has room for three objects and no resource manager, so the tools' leavings
-# are flushed after each of them.
+# A TPM emulated by swtpm. It has room for three transient objects and no resource manager, so each of
+# the tools is replaced by a wrapper that flushes them afterwards.
 set_up() {
   pin=123456 so_pin=87654321 new_pin=654321 label=example
   local port name
@@ -17,7 +17,7 @@ END
   for name in tpm2_create tpm2_createprimary tpm2_evictcontrol tpm2_import tpm2_load tpm2_sign; do
     ln -s flushing "$dir/bin/$name"
   done
-  start_again swtpm swtpm socket --tpm2 --tpmstate "dir=$dir/tpm" --flags not-need-init,startup-clear \
+  start_respawning swtpm swtpm socket --tpm2 --tpmstate "dir=$dir/tpm" --flags not-need-init,startup-clear \
     --server "type=tcp,port=$port,disconnect" --ctrl "type=tcp,port=$((port + 1))"
   wait_until "swtpm's port" listens "$port"
   export TPM2_PKCS11_STORE=$dir/store TPM2_PKCS11_LOG_LEVEL=0
@@ -35,7 +35,7 @@ END
   } >>"$dir/log" 2>&1
   certificates=(anna ben)
   signers=(anna ben)
-  take_away 'touch swtpm.away; xargs kill -KILL <swtpm.pid'
-  # A TPM that loses its power in the middle of things takes that for an attack, and counts it.
-  bring_back 'rm swtpm.away; sleep 0.3; tpm2_dictionarylockout --clear-lockout'
+  remove_token_with 'touch swtpm.away; xargs kill -KILL <swtpm.pid'
+  # A TPM that loses power during an operation counts that as an attack.
+  restore_token_with 'rm swtpm.away; sleep 0.3; tpm2_dictionarylockout --clear-lockout'
 }

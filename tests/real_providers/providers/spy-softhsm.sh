@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # pkcs11-spy around SoftHSM.
-. "$here/rows/softhsm.sh"
-. "$here/parts/spy.sh"
+. "$here/providers/softhsm.sh"
+. "$here/common/spy.sh"
 eval "$(declare -f set_up | sed '1s/set_up/set_up_softhsm/')"
 
 set_up() {

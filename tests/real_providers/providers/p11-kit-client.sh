@@ -1,7 +1,7 @@
 # shellcheck shell=bash
-# A token on another machine, as it were: p11-kit's client speaks to a p11-kit server over a socket. A
-# helper process of the server's serves each client; here it is killed.
-. "$here/parts/softhsm.sh"
+# p11-kit's client, which forwards calls over a socket to a p11-kit server, as for a token on another
+# machine. A helper process of the server serves each client. Here it is killed.
+. "$here/common/softhsm.sh"
 
 set_up() {
   make_softhsm_token
@@ -9,6 +9,6 @@ set_up() {
   wait_until "the p11-kit server's socket" test -S "$dir/p11.sock"
   export P11_KIT_SERVER_ADDRESS=unix:path=$dir/p11.sock
   module=$(find_library "$multiarch/pkcs11/p11-kit-client.so")
-  take_away "pkill -KILL -P $started"
-  bring_back 'true'
+  remove_token_with "pkill -KILL -P $started"
+  restore_token_with 'true'
 }

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # The keys and certificates that are stored on the token of every provider. To be sourced.
 # shellcheck source=tests/support/tokens.sh
-. "${BASH_SOURCE[0]%/*}/../support/tokens.sh"
+. "${BASH_SOURCE[0]%/*}/../../support/tokens.sh"
 
 # make_keys FOLDER: makes a CA and four certificates in FOLDER, as NAME.key, NAME.pem and NAME.der:
 #   anna  digital signature, non-repudiation      carl  the same
