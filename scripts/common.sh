@@ -1,7 +1,7 @@
-# shellcheck shell=bash disable=SC2034 # The package lists are for those who source this.
-# What ./demo, ./test and .ci/run share. To be sourced.
+# shellcheck shell=bash disable=SC2034 # Scripts that source this use the package lists.
+# Functions and package lists for ./demo, ./test, .ci/run and scripts/. To be sourced.
 
-# Debian packages, by what needs them.
+# Debian packages by purpose.
 build_packages=(g++ cmake ninja-build pkg-config libp11-kit-dev libssl-dev libcli11-dev
   nlohmann-json3-dev)
 token_packages=(softhsm2 opensc openssl)
@@ -19,7 +19,7 @@ die() {
   exit 1
 }
 
-# quietly TEXT COMMAND...: says TEXT and runs COMMAND, whose output is shown only if it fails.
+# quietly TEXT COMMAND...: prints TEXT and runs COMMAND. Shows its output only if it fails.
 quietly() {
   local output
   printf '%s\n' "$1"
@@ -31,7 +31,7 @@ quietly() {
   }
 }
 
-# missing PACKAGE...: those that are not installed.
+# missing PACKAGE...: prints the packages that are not installed.
 missing() {
   local package
   for package in "$@"; do
@@ -40,7 +40,8 @@ missing() {
   done
 }
 
-# Root's apt-get, which waits for another one that is at work (the first minutes of a new machine).
+# Runs apt-get as root. Waits up to five minutes for other package managers to finish, which often run
+# on a machine that has just started.
 apt_get() {
   local sudo=()
   [ "$(id -u)" -eq 0 ] || sudo=(sudo)
@@ -48,8 +49,9 @@ apt_get() {
     apt-get --quiet --yes --option DPkg::Lock::Timeout=300 "$@"
 }
 
-# It does not wait for another one that fetches the package lists; this does, for five minutes.
-fetch_package_lists() {
+# Updates the package lists. apt-get does not wait for other updates of the lists, so this retries for
+# five minutes.
+update_package_lists() {
   local attempt output
   for ((attempt = 0; attempt < 60; attempt++)); do
     output=$(apt_get update 2>&1) && return
@@ -60,40 +62,40 @@ fetch_package_lists() {
   return 1
 }
 
-# need PACKAGE...: installs what is missing, and says nothing when nothing is.
+# need PACKAGE...: installs the packages that are missing.
 need() {
   [ -z "${CARDCERT_NO_SETUP:-}" ] || return 0
   type apt-get dpkg-query &>/dev/null ||
-    die "this machine has no apt-get; install what these Debian packages hold, then run again with CARDCERT_NO_SETUP=1: $*"
+    die "apt-get not found. Install the equivalents of these Debian packages, then set CARDCERT_NO_SETUP=1 and run this again: $*"
   local packages
   mapfile -t packages < <(missing "$@")
   [ "${#packages[@]}" -gt 0 ] || return 0
   [ "$(id -u)" -eq 0 ] || command -v sudo >/dev/null ||
-    die "run this once as root, or install these packages: ${packages[*]}"
-  quietly "Looking for packages" fetch_package_lists ||
-    printf 'Not all package lists could be fetched; going on with those there are\n' >&2
+    die "packages are missing. Run this once as root, or install: ${packages[*]}"
+  quietly "Updating package lists" update_package_lists ||
+    printf 'Could not update all package lists; continuing with the present ones\n' >&2
   quietly "Installing ${packages[*]}" apt_get install --no-install-recommends "${packages[@]}" ||
-    die "the packages could not be installed"
+    die "could not install packages"
 }
 
-# clang with the sanitizers' run-time library, which is a package of its own for each version.
+# Installs clang and its sanitizer runtime, which has a separate package for each version.
 need_clang() {
   need clang
   need "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
 }
 
-# Whether warnings are errors, for CMake: CI sets the variable CI.
+# Prints ON if warnings are errors, which is so when the environment variable CI is "true".
 werror() {
   if [ "${CI:-}" = true ]; then echo ON; else echo OFF; fi
 }
 
-# For demonstrations.
+# say LINE...: prints a paragraph of a demo.
 say() {
   printf '\n'
   printf '%s\n' "$@"
 }
 
-# show COMMAND...: runs the command and shows how it would be typed.
+# show COMMAND...: prints a command as a user would type it, and runs it.
 show() {
   local word line='$'
   for word in "$@"; do

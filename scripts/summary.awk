@@ -1,8 +1,8 @@
-# Reads the JUnit file that ctest writes, says what was counted, why tests were skipped and which ones
-# failed, and ends with the line "N passed, N failed, N skipped". Fails when no test ran.
+# Summarises the JUnit file that ctest writes: what the tests counted, which tests failed, which were
+# skipped and why. The last line is "N passed, N failed, N skipped". Fails if no test ran.
 #
-# A test that counts prints "counted: NUMBER WHAT", which is summed over all tests with the same
-# words, or "counted: WORDS", which are shown as they are.
+# Tests report counts by printing "counted: NUMBER TEXT", which is summed over all tests with the same
+# TEXT, or "counted: TEXT", which is shown unchanged.
 
 function attribute(name, line) {
   line = $0
@@ -26,7 +26,7 @@ function unescape(text) {
   in_reason = 0
 }
 
-# A test that asked to be skipped is "notrun", and so is one that could not be started.
+# The status "notrun" means that a test skipped itself or could not be started; the message tells which.
 /^\t\t<skipped / { message = attribute("message") }
 
 /^\t\t<system-out>/ { sub(/^\t\t<system-out>/, "") }
@@ -43,7 +43,7 @@ sub(/^counted: /, "") {
   next
 }
 
-# GoogleTest writes "FILE:LINE: Skipped", then the reason, then an empty line.
+# GoogleTest prints "FILE:LINE: Skipped", the reason, and an empty line.
 /: Skipped$/ { in_reason = 1; next }
 in_reason && (/^$/ || /^\[/) { in_reason = 0 }
 in_reason { reason = reason (reason == "" ? "" : " ") $0 }
