@@ -1,15 +1,14 @@
-// Makes certificates for tests, well-formed ones and others, from a description.
+// Makes certificates for tests, well-formed and malformed ones.
 //
-//   der::Certificate cert;                         // a version 3 certificate that every reader
-//   takes cert.Serial("\x01\x02").Subject({{"CN", "Alice"}}).KeyUsage(128 | 64).Ca(false);
+//   der::Certificate cert;  // A valid version 3 certificate.
+//   cert.Serial("\x01\x02").Subject({{"CN", "Alice"}}).KeyUsage(128 | 64).Ca(false);
 //   std::string der = cert.Der();
 //
-// Every part is a public string of DER, so that a test can leave one out (""), double it, or put
-// anything else in its place:
+// Every part is a public string of DER, so that a test can omit, double or replace it:
 //
 //   cert.validity = der::Sequence(der::Utc("260101000000Z"), der::Utc("270101000000Z"));
 //
-// The signature is made of octets that verify nothing.
+// The signature is not a valid one.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +18,7 @@
 
 namespace der {
 
-// Definite length in as few octets as can be.
+// The definite form of a length in as few octets as possible.
 inline std::string Length(std::size_t length) {
   if (length < 0x80)
     return std::string(1, static_cast<char>(length));
@@ -29,12 +28,12 @@ inline std::string Length(std::size_t length) {
   return static_cast<char>(0x80 | octets.size()) + octets;
 }
 
-// Tag, length, contents. The tag is the whole identifier octet.
+// `tag` is the complete identifier octet.
 inline std::string Tlv(int tag, const std::string& contents) {
   return static_cast<char>(tag) + Length(contents.size()) + contents;
 }
 
-// A length in exactly `num_octets` octets after the first one, leading zeros included.
+// The length has exactly `num_octets` octets after the first one, with leading zeros.
 inline std::string TlvWithLongLength(int tag, const std::string& contents, int num_octets) {
   std::string length(1, static_cast<char>(0x80 | num_octets));
   for (int i = num_octets - 1; i >= 0; --i)
@@ -50,7 +49,7 @@ template <typename... Parts>
 std::string Set(const Parts&... parts) {
   return Tlv(0x31, (std::string() + ... + parts));
 }
-// [number] constructed.
+// A constructed value with a context-specific tag.
 inline std::string Context(int number, const std::string& contents) {
   return Tlv(0xa0 | number, contents);
 }
@@ -58,11 +57,11 @@ inline std::string Context(int number, const std::string& contents) {
 inline std::string Boolean(int octet) {
   return Tlv(0x01, std::string(1, static_cast<char>(octet)));
 }
-// From the contents, as they are.
+// `contents` is written unchanged.
 inline std::string Integer(const std::string& contents) {
   return Tlv(0x02, contents);
 }
-// From an unsigned number, most significant octet first: as an INTEGER writes it.
+// The INTEGER for an unsigned number, most significant octet first.
 inline std::string Unsigned(const std::string& octets) {
   const std::size_t begin = octets.find_first_not_of('\0');
   std::string contents = begin == std::string::npos ? std::string(1, '\0') : octets.substr(begin);
@@ -95,7 +94,7 @@ inline std::string Generalized(const std::string& text) {
   return Tlv(0x18, text);
 }
 
-// From dotted form, arcs of up to 64 bits.
+// `dotted` has arcs of up to 64 bits.
 inline std::string OidContents(const std::string& dotted) {
   std::vector<std::uint64_t> arcs(1, 0);
   for (const char c : dotted) {
@@ -133,14 +132,14 @@ inline std::string RsaKey(const std::string& modulus, const std::string& exponen
   return PublicKey(Algorithm("1.2.840.113549.1.1.1"),
                    Sequence(Unsigned(modulus), Unsigned(exponent)));
 }
-// On the curve P-256; the point is any 64 octets.
+// A key on the curve P-256. The point consists of arbitrary octets.
 inline std::string EcKey() {
   return PublicKey(Algorithm("1.2.840.10045.2.1", Oid("1.2.840.10045.3.1.7")),
                    "\x04" + std::string(64, 'k'));
 }
 
-// The object identifier, dotted, of the few words that tests write; other words are returned as
-// they are, so that a dotted one may stand for itself.
+// Returns the dotted object identifier of an attribute's short name. Other text is returned
+// unchanged, so that dotted identifiers can be used, too.
 inline std::string AttributeOid(const std::string& word) {
   static const std::pair<const char*, const char*> kWords[] = {
       {"CN", "2.5.4.3"},
@@ -163,13 +162,12 @@ inline std::string AttributeOid(const std::string& word) {
   return word;
 }
 
-// AttributeTypeAndValue. The value is DER.
+// AttributeTypeAndValue. `value` is DER.
 inline std::string Attribute(const std::string& word, const std::string& value) {
   return Sequence(Oid(AttributeOid(word)), value);
 }
 
-// A name of one UTF8String attribute each relative distinguished name, in the order of the
-// certificate.
+// A name with one UTF8String attribute in each relative distinguished name, in the given order.
 using NameText = std::vector<std::pair<std::string, std::string>>;
 inline std::string Name(const NameText& attributes) {
   std::string rdns;
@@ -178,19 +176,19 @@ inline std::string Name(const NameText& attributes) {
   return Sequence(rdns);
 }
 
-// An extension; `critical` is the DER of the flag, empty when it is left out.
+// An extension. `critical` is the DER of the flag; an empty string omits it.
 inline std::string Extension(const std::string& oid, const std::string& value,
                              const std::string& critical = "") {
   return Sequence(Oid(oid), critical, OctetString(value));
 }
-// BasicConstraints from the DER of what the SEQUENCE holds.
+// `contents` is the DER of the elements of the SEQUENCE.
 inline std::string BasicConstraints(const std::string& contents) {
   return Extension("2.5.29.19", Sequence(contents), Boolean(0xff));
 }
 inline std::string KeyUsageExtension(const std::string& value) {
   return Extension("2.5.29.15", value, Boolean(0xff));
 }
-// The BIT STRING of a key usage in the bit layout of cert_key_usage(), without trailing zero bits.
+// The BIT STRING for a key usage with the bits of cert_key_usage(), without trailing zero bits.
 inline std::string KeyUsageBits(int usage) {
   std::string octets;
   octets += static_cast<char>(usage & 0xff);
@@ -205,7 +203,7 @@ inline std::string KeyUsageBits(int usage) {
 
 class Certificate {
  public:
-  // The parts as DER, in the order of the certificate.
+  // The parts of the certificate as DER, in their order.
   std::string version = Context(0, Integer("\x02"));  // 3
   std::string serial = Integer("\x01");
   std::string signed_algorithm = RsaSha256();
@@ -217,12 +215,12 @@ class Certificate {
   std::string subject_unique_id;
   std::vector<std::string> extensions;
   std::string after_extensions;
-  std::string outer_algorithm;  // empty: the same as the signed one
+  std::string outer_algorithm;  // If empty, the same as signed_algorithm.
   std::string signature = BitString(std::string(256, 's'));
   std::string after_signature;
   std::string padding;
 
-  // Each sets one part from a description; the last call counts.
+  // These replace one part.
   Certificate& Serial(const std::string& contents) { return Set(&serial, Integer(contents)); }
   Certificate& Issuer(const NameText& name) { return Set(&issuer, Name(name)); }
   Certificate& Subject(const NameText& name) { return Set(&subject, Name(name)); }
@@ -230,7 +228,7 @@ class Certificate {
     return Set(&public_key, RsaKey(modulus, exponent));
   }
   Certificate& Ec() { return Set(&public_key, EcKey()); }
-  // Each adds an extension.
+  // These add an extension.
   Certificate& KeyUsage(int usage) { return Add(KeyUsageExtension(KeyUsageBits(usage))); }
   Certificate& Ca(bool ca) { return Add(BasicConstraints(ca ? Boolean(0xff) : "")); }
   Certificate& Add(const std::string& extension) {
@@ -246,7 +244,7 @@ class Certificate {
            issuer_unique_id + subject_unique_id + (list.empty() ? "" : Context(3, Sequence(list))) +
            after_extensions;
   }
-  // Around a tbsCertificate of which only the contents are given.
+  // Returns the certificate with other contents of tbsCertificate.
   std::string DerAround(const std::string& tbs_fields) const {
     return Sequence(Sequence(tbs_fields),
                     outer_algorithm.empty() ? signed_algorithm : outer_algorithm, signature,

@@ -1,4 +1,4 @@
-// The scripted provider by itself: loaded as any program would load it.
+// Loads the scripted provider without the component.
 #pragma once
 
 #include <dlfcn.h>
@@ -41,7 +41,7 @@ class ScriptedProviderTest : public testing::Test {
     EXPECT_EQ(p11->C_GetTokenInfo(slot, &info), CKR_OK);
     return info.flags;
   }
-  // The result of a search for certificates, ended again.
+  // Returns the objects of this class.
   std::vector<CK_OBJECT_HANDLE> Search(CK_SESSION_HANDLE session, CK_OBJECT_CLASS object_class) {
     CK_ATTRIBUTE asked = {CKA_CLASS, &object_class, sizeof object_class};
     EXPECT_EQ(p11->C_FindObjectsInit(session, &asked, 1), CKR_OK);

@@ -1,4 +1,4 @@
-// Scripts: forced results, claims and actions at the call that they are meant for.
+// Rules of the scripted provider apply to the calls they are meant for.
 #include "scripted_provider/self_test/provider_fixture.h"
 #include "scripted_provider/trace_text.h"
 #include "support/ckr_names.h"
@@ -67,7 +67,7 @@ TEST_F(Rules, ReportHandleReplacesHandle) {
   EXPECT_EQ(slot, 77u);
 }
 
-// A session that could not be closed is closed all the same, as on a real token.
+// As on a real token, a session is closed even if C_CloseSession fails.
 TEST_F(Rules, ForcedFailureStillClosesAndFinalizes) {
   provider.Slot(1).Token("Alice");
   const CK_SESSION_HANDLE session = OpenSession(1);

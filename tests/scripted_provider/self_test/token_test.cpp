@@ -1,4 +1,4 @@
-// Tokens of the scripted provider behave as the standard has them: objects, PINs, signatures.
+// Tokens of the scripted provider behave as PKCS#11 requires: objects, PINs, signatures.
 #include "scripted_provider/self_test/provider_fixture.h"
 
 namespace {

@@ -1,5 +1,4 @@
-// What the scripted provider has to say of a caller that errs. A fake that lets it pass would make
-// every test that leans on it worthless.
+// The scripted provider reports mistakes of its caller. The tests of the component rely on this.
 #include "scripted_provider/self_test/provider_fixture.h"
 
 namespace {
@@ -130,7 +129,7 @@ TEST_F(Violations, ReportsUnusedRulesAndEvents) {
   EXPECT_THAT(provider.Violations(), IsEmpty());
 }
 
-// The card is gone, and its sessions with it: no fault of the caller, who still closes each.
+// Removing the card ends its sessions. That is no mistake of the caller, who still closes them.
 TEST_F(Violations, NoneForSessionsLostByRemoval) {
   const CK_SESSION_HANDLE session = OpenSession(1);
   EXPECT_EQ(Login(session, CKU_USER, "1234"), CKR_OK);
