@@ -13,9 +13,9 @@ struct Outcome {
   std::string last;      // The last log line; empty: as in a run without failures.
 };
 
-// Returns the outcome when the call of `row` returns `rv`, which is not CKR_OK. Most rows say so
-// themselves. Logins and C_InitPIN depend on the value: it may lead to another request for a PIN,
-// or to an unlock.
+// Returns the outcome when the call of `row` returns `rv`, which is not CKR_OK. Most rows state
+// it directly. In logins and for C_InitPIN it depends on the value, which may lead to another
+// request for a PIN, or to an unlock.
 Outcome ExpectedOutcome(const Operation& operation, const CallRow& row, CK_RV rv);
 
 }  // namespace faults

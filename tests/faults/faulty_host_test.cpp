@@ -148,7 +148,7 @@ class FaultyService : public FaultsTest, public testing::WithParamInterface<Oper
       thrown = true;
     }
     EXPECT_LE(provider.sessions().size(), GetParam().sessions);
-    // If nothing was thrown, the host reports that it did not come to throw.
+    // If nothing was thrown, the host reports the unused request.
     EXPECT_EQ(host.Violations().size(), thrown ? 0u : 1u);
     for (const std::string& violation : host.Violations())
       EXPECT_THAT(violation, testing::HasSubstr("did not throw"));

@@ -26,8 +26,8 @@ static_assert(std::is_same_v<certificate, scripted_host::Certificate>);
 const std::set<std::string> kHostHeaders = {"\"host/logfile.h\"", "\"host/kvutils.h\"",
                                             "\"host/certificate.h\""};
 
-// The standard library, the types of PKCS#11 and the loader: no files, threads or clock. Whoever
-// adds a header here gives the component another task.
+// The standard library, the types of PKCS#11 and the loader, but no files, threads or clock. A new
+// header here means that the component does something new.
 const std::set<std::string> kPlatformHeaders = {
     "<algorithm>",        "<climits>", "<cstdint>", "<cstdio>",   "<cstdlib>",
     "<cstring>",          "<list>",    "<memory>",  "<optional>", "<string>",
