@@ -3,118 +3,17 @@
 #include <algorithm>
 #include <utility>
 
+#include "faults/call_tables.h"
 #include "host/certificate.h"
 
 namespace faults {
 
 namespace {
 
-using Rows = std::vector<CallRow>;
-
 const std::string kCertificateNotRead = "Unable to read certificate\n";
-const std::string kSessionNotOpened = "Unable to open card session\n";
-const std::string kNotSigned = "Signature operation failed ({rv})\n";
 constexpr char kNotOpened[] = "-1, path \"\"";
 const std::string kNotInitialized = "Error initializing PKCS#11 module 'again': {rv}\n";
 constexpr char kNotFound[] = "Failed to find the certificate";
-
-Rows operator+(Rows left, const Rows& right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
-// GetTokenCertificates on a token with one certificate, until the certificate has been read. `none`
-// is the result of the operation without the certificate, `after` what the caller logs about that.
-Rows ReadRows(const char* none, const std::string& after, const char* last) {
-  const std::string broken_off = "Error enumerating certificates\n" + after;
-  return {{"C_OpenSession", none, kSessionNotOpened + after, last},
-          {"C_FindObjectsInit", none, broken_off, last},
-          {"C_FindObjects", none, broken_off, last},
-          {"C_GetAttributeValue", none, kCertificateNotRead + after, last},
-          {"C_GetAttributeValue", none, kCertificateNotRead + after, last}};
-}
-
-// The rest of GetTokenCertificates. A failure does not affect the certificate that has been read.
-Rows ReadEndRows(const char* last) {
-  return {{"C_FindObjects", kUnchanged, "Error enumerating certificates\n", last},
-          {"C_FindObjectsFinal", kUnchanged, "", kUnchanged},
-          {"C_CloseSession", kUnchanged, "", kUnchanged}};
-}
-
-Rows TokenRows(const std::string& slot, const std::string& label, const char* none,
-               const char* last) {
-  return Rows{{"C_GetSlotInfo", none, "Unabled to get description of slot " + slot + '\n', last},
-              {"C_GetTokenInfo", none, "Unable to get info about token in slot " + slot + '\n',
-               last}} +
-         ReadRows(none, "No certificate associated with token \"" + label + "\"\n", last) +
-         ReadEndRows(kUnchanged);
-}
-
-Rows ListRows() {
-  return Rows{{"C_GetSlotList", ", changed", "", "Fetching tokens..."},
-              {"C_GetSlotList", ", changed", "", "Found 2 slots."}} +
-         TokenRows("1", "Alice", "B", kUnchanged) + TokenRows("2", "Bob", "A", kLastFailure);
-}
-
-// FindCertificate for the certificate in slot 2. `absent` is the result if it is not found.
-// Failures in slot 1 do not affect the result.
-Rows SearchRows(const char* absent, const char* last) {
-  return {
-      {"C_GetSlotList", absent, "", last},
-      {"C_GetSlotList", absent, "", last},
-      {"C_OpenSession", kUnchanged, kSessionNotOpened, kUnchanged},
-      {"C_FindObjectsInit", kUnchanged, "", kUnchanged},
-      {"C_FindObjects", kUnchanged, "", kUnchanged},
-      {"C_GetAttributeValue", kUnchanged, kCertificateNotRead, kUnchanged},
-      {"C_GetAttributeValue", kUnchanged, kCertificateNotRead, kUnchanged},
-      {"C_FindObjects", kUnchanged, "", kUnchanged},
-      {"C_FindObjectsFinal", kUnchanged, "", kUnchanged},
-      {"C_CloseSession", kUnchanged, "", kUnchanged},
-      {"C_OpenSession", absent, kSessionNotOpened, last},
-      {"C_FindObjectsInit", absent, "", last},
-      {"C_FindObjects", absent, "", last},
-      {"C_GetAttributeValue", absent, kCertificateNotRead, last},
-      {"C_GetAttributeValue", absent, kCertificateNotRead, last},
-      {"C_FindObjectsFinal", kUnchanged, "", kUnchanged},
-  };
-}
-
-// Sign before and after the login.
-Rows BeforeLoginRows() {
-  return {
-      {"C_GetAttributeValue", "not signed",
-       "Unable to read certificate ID\nSignature operation failed ({rv})\n", kLastFailure},
-      {"C_GetTokenInfo", "not signed",
-       "Unable to get info about token\nSignature operation failed ({rv})\n", kLastFailure},
-  };
-}
-
-Rows AfterLoginRows() {
-  return {
-      {"C_FindObjectsInit", "not signed", kNotSigned, kLastFailure},
-      {"C_FindObjects", "not signed", kNotSigned, kLastFailure},
-      {"C_FindObjectsFinal", kUnchanged, "", kUnchanged},
-      {"C_SignInit", "not signed", kNotSigned, kLastFailure},
-      {"C_Sign", "not signed", kNotSigned, kLastFailure},
-  };
-}
-
-const Rows kLogoutAndClose = {{"C_Logout", kUnchanged, "", kUnchanged},
-                              {"C_CloseSession", kUnchanged, "", kUnchanged}};
-
-// Login within Sign or Unlock, which repeat it after a wrong PIN.
-Rows LoginRows(const char* failed, Handling handling) {
-  return {{"C_GetTokenInfo", failed, "Unable to get info about token\n", kLastFailure,
-           Handling::kBeforeLogin},
-          {"C_Login", failed, "Unexpected token login error: {rv}\n", kLastFailure, handling}};
-}
-
-Rows UnlockRows(const char* failed) {
-  return LoginRows(failed, Handling::kSoLogin) +
-         Rows{{"C_InitPIN", failed, "Unexpected passphrase init error: {rv}\n", kLastFailure,
-               Handling::kInitPin},
-              {"C_Logout", kUnchanged, "", kUnchanged}};
-}
 
 void WithPins(scripted::Provider& provider, PKCS11Module&) {
   SetPins(provider);
@@ -223,13 +122,6 @@ std::string Unlock(PKCS11Module& module, User& user) {
   return Number(module.Unlock(OpenedSession(), 1, User::Ask, User::Tell, &user));
 }
 
-// Login as an operation of its own, which is not repeated after a wrong PIN.
-Rows SingleLoginRows(Handling handling) {
-  return {{"C_GetTokenInfo", "{rv}", "Unable to get info about token\n", kLastFailure,
-           Handling::kBeforeLogin},
-          {"C_Login", "{rv}", "Unexpected token login error: {rv}\n", kLastFailure, handling}};
-}
-
 std::vector<Operation> MakeOperations() {
   const Rows found = SearchRows("not signed", kNotFound);
   return {
@@ -287,7 +179,7 @@ std::vector<Operation> MakeOperations() {
            Rows{{"C_CloseSession", kUnchanged, "", kUnchanged}}},
       {"Sign with a login", WithPins, Sign, "signed",
        found + BeforeLoginRows() + LoginRows("not signed", Handling::kUserLogin) +
-           AfterLoginRows() + kLogoutAndClose},
+           AfterLoginRows() + LogoutAndCloseRows()},
       {"Sign with a locked PIN", WithLockedPin, Sign, "signed",
        found + BeforeLoginRows() +
            Rows{{"C_GetTokenInfo", "not signed", "Unable to get info about token\n", kLastFailure,
@@ -295,11 +187,11 @@ std::vector<Operation> MakeOperations() {
            UnlockRows("not signed") +
            Rows{{"C_Login", "not signed", "Unexpected token login error: {rv}\n", kLastFailure,
                  Handling::kUserLogin}} +
-           AfterLoginRows() + kLogoutAndClose},
+           AfterLoginRows() + LogoutAndCloseRows()},
       {"Sign with a PIN that C_Login reports as locked", WithUnreportedLockedPin, Sign, "signed",
        found + BeforeLoginRows() + LoginRows("not signed", Handling::kUserLogin) +
            UnlockRows("not signed") + LoginRows("not signed", Handling::kUserLogin) +
-           AfterLoginRows() + kLogoutAndClose},
+           AfterLoginRows() + LogoutAndCloseRows()},
       {"GetToken", NoPreparation,
        [](PKCS11Module& module, User&) { return NamesOf(module.GetToken(1)); }, "A",
        TokenRows("1", "Alice", "", kLastFailure)},

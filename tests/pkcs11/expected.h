@@ -57,7 +57,7 @@ inline std::string CountsSlots(const std::string& count) {
   return "C_GetSlotList(TOKEN_PRESENT, NULL) = OK, " + count + " slots\n";
 }
 
-// `capacity` is the length of the array that is offered to the provider.
+// `capacity` is the size of the array that is passed to the provider.
 inline std::string FillsSlotArray(std::size_t capacity, const std::vector<int>& slots) {
   std::string line = "C_GetSlotList(TOKEN_PRESENT, room for " + std::to_string(capacity) +
                      ") = OK, " + (slots.empty() ? "no slots" : "slots");
@@ -178,7 +178,7 @@ inline std::string IdentifiesToken(int slot, const std::string& description,
          "log 5: Found token \"" + label + "\"\n";
 }
 
-// A certificate that is no CA and has a key of 2048 bits.
+// A certificate that is not a CA and has a key of 2048 bits.
 inline std::string DescribesCertificate(const std::string& name, const std::string& serial = "01") {
   return "log 5: Found certificate for \"CN=" + name + "\"\n" +  //
          "log 5: CA: No\n" +                                     //

@@ -1,5 +1,5 @@
-// Parts of expected traces of a login, an unlock and a change of the user PIN. `user` is "USER" or
-// "SO", as it stands in the trace; the slot is 1 and so is the session unless another one is given.
+// Parts of expected traces (see expected.h) of logins and unlocks. `user` is "USER" or "SO", as in
+// the trace. The slot is 1, and so is the session unless another one is given.
 #pragma once
 
 #include <string>
@@ -21,20 +21,20 @@ inline std::string AsksForPin(const std::string& user, std::size_t length) {
   return "ask " + user + " = PIN of " + std::to_string(length) + " bytes\n";
 }
 
-// C_Login with a PIN of `length` bytes, which the provider answers with `rv`.
+// The component passes a PIN of `length` bytes to C_Login, which returns `rv`.
 inline std::string CallsLogin(const std::string& user, std::size_t length, CK_RV rv = CKR_OK,
                               int session = 1) {
   return "C_Login(session " + std::to_string(session) + ", " + user + ", PIN of " +
          std::to_string(length) + " bytes) = " + support::CkrName(rv) + '\n';
 }
 
-// The user types a PIN of `length` bytes, and the provider answers C_Login with `rv`.
+// The user types a PIN of `length` bytes, and C_Login returns `rv`.
 inline std::string EntersPin(const std::string& user, std::size_t length, CK_RV rv = CKR_OK,
                              int session = 1) {
   return AsksForPin(user, length) + CallsLogin(user, length, rv, session);
 }
 
-// A result of C_Login that concerns the PIN.
+// The messages about a PIN that C_Login rejects with `rv`: in the log, and also to the user.
 inline std::string LogsLoginError(CK_RV rv) {
   return "log 5: Token login error: " + std::to_string(rv) + '\n';
 }
@@ -45,13 +45,13 @@ inline std::string ReportsPinError(const std::string& user, CK_RV rv) {
                                   : " INVALID\n");
 }
 
-// A PIN that the provider refuses with `rv`, and what the user is told.
+// The user types a PIN that C_Login rejects with `rv`.
 inline std::string EntersWrongPin(const std::string& user, std::size_t length,
                                   CK_RV rv = CKR_PIN_INCORRECT) {
   return EntersPin(user, length, rv) + ReportsPinError(user, rv);
 }
 
-// A PIN whose flag in the token information says that it is locked.
+// The flags of the token say that the PIN is locked.
 inline std::string ReportsLockedPin(const std::string& user) {
   return "log 5: Passphrase locked\ntell " + user + " LOCKED\n";
 }
@@ -60,7 +60,7 @@ inline std::string LogsOut(int session = 1) {
   return "C_Logout(session " + std::to_string(session) + ") = OK\n";
 }
 
-// The user agrees to an unlock; next is the login as security officer.
+// The user agrees to an unlock. The login as security officer follows.
 inline std::string BeginsUnlock() {
   return std::string("ask UNLOCK = yes\nlog 5: Attempting to unlock passphrase...\n") +
          kReadsTokenInfo;
@@ -70,7 +70,7 @@ inline std::string LogsInToUnlock() {
   return BeginsUnlock() + EntersPin("SO", 8);
 }
 
-// The user types a new PIN of `length` bytes, and the provider answers C_InitPIN with `rv`.
+// The user types a new PIN of `length` bytes, and C_InitPIN returns `rv`.
 inline std::string EntersNewPin(std::size_t length, CK_RV rv = CKR_OK) {
   return AsksForPin("NEW_USER", length) + "C_InitPIN(session 1, PIN of " + std::to_string(length) +
          " bytes) = " + support::CkrName(rv) + '\n';
@@ -80,13 +80,13 @@ inline std::string LogsNewPinError(CK_RV rv) {
   return "log 5: Passphrase init error: " + std::to_string(rv) + '\n';
 }
 
-// A new PIN that the provider refuses for its length, and what the user is told.
+// The user types a new PIN that C_InitPIN rejects for its length.
 inline std::string EntersNewPinOfWrongLength(std::size_t length) {
   return EntersNewPin(length, CKR_PIN_LEN_RANGE) + LogsNewPinError(CKR_PIN_LEN_RANGE) +
          "tell USER INVALID\n";
 }
 
-// An unlock in which both PINs are accepted at once.
+// An unlock in which both PINs are accepted at the first attempt.
 inline std::string Unlocks() {
   return LogsInToUnlock() + EntersNewPin(4) + LogsOut();
 }

@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The memory of this process that is resident.
+// Returns the size of the resident memory of this process.
 long ResidentBytes() {
   std::ifstream status("/proc/self/statm");
   long all_pages = 0;

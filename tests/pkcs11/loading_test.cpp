@@ -61,7 +61,7 @@ TEST_F(LoadingTest, ReportsUnreadableIdentityWithOriginalPathAndSignedResult) {
 
 struct IdentityCase {
   std::string field;   // Of the provider, before it is padded with blanks to 32 bytes.
-  std::string logged;  // After the colon, as it stands in the trace.
+  std::string logged;  // After the colon, as in the trace.
 };
 
 class Identity : public LoadingTest, public testing::WithParamInterface<IdentityCase> {};

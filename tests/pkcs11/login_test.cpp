@@ -1,4 +1,4 @@
-// Login: one request for a PIN, one C_Login, and what becomes of its result.
+// Login: one request for a PIN, one C_Login, and the handling of its result.
 #include "pkcs11/session_test.h"
 
 namespace {
@@ -192,7 +192,7 @@ TEST_F(LoginTest, ReportsWrongPinAfterUnlock) {
                EntersWrongPin("USER", 4));
 }
 
-// The caller is to call again, with the new PIN.
+// So that the caller repeats the login with the new PIN.
 TEST_F(LoginTest, ReturnsPinIncorrectAfterUnlockingPinThatLoginLocked) {
   AddToken().UserTriesLeft(1).ReturnsPinLockedOnLastTry();
   OpenSession();

@@ -44,7 +44,7 @@ TEST_F(LookupTest, FindsSerialThatFillsBuffer) {
   EXPECT_FALSE(module.CertificatePresent(digits));
 }
 
-// The hexadecimal text is compared byte for byte, up to its end, which a zero byte is not.
+// The hexadecimal texts are compared in full. A zero byte does not end them.
 TEST_F(LookupTest, ComparesSerialExactly) {
   OpenWithTokens({{"A;serial=00ab7f"}});
   const std::string zero(1, '\0');
@@ -94,7 +94,7 @@ TEST_F(LookupTest, ReportsAbsentCertificate) {
                EndsSlot(1), kNotFound);
 }
 
-// The result is one record.
+// All searches return the same record.
 
 TEST_F(LookupTest, ReturnsSameRecordEachTime) {
   OpenWithTokens({{"A", "B;serial=02"}});

@@ -21,7 +21,7 @@
 inline std::string JoinParts(std::initializer_list<std::string> parts) {
   std::string lines;
   for (const std::string& part : parts)
-    lines += part + '\n';  // An empty line more does not count.
+    lines += part + '\n';  // Unindented() removes empty lines.
   return lines;
 }
 

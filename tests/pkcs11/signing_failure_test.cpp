@@ -15,7 +15,7 @@ TEST_F(SigningFailureTest, ReportsUnknownSerial) {
                EndsSearch(1), "log 5: Failed to find the certificate");
 }
 
-// One call that fails, and the trace from the certificate having been found up to C_CloseSession.
+// One call that fails. The trace begins after FindsCertificate() and ends before C_CloseSession.
 struct FailureCase {
   const char* name;
   const char* function;
@@ -217,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(
                     MessageCase{"Signing data"}, MessageCase{"Signature operation completed"},
                     MessageCase{"Unable to read certificate ID", "C_GetAttributeValue", 3},
                     MessageCase{"Unable to get info about token", "C_GetTokenInfo", 1},
-                    // Of the login.
+                    // In Login().
                     MessageCase{"Unable to get info about token", "C_GetTokenInfo", 2},
                     MessageCase{"Passphrase locked"},
                     MessageCase{"Unexpected token login error", "C_Login"},

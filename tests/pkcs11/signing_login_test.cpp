@@ -55,14 +55,14 @@ TEST_F(SigningLoginTest, IsNotAffectedBySearchFromPinCallback) {
   pad.Type(PIN_TYPE_USER, "1234");
   EXPECT_TRUE(Sign());
   EXPECT_TRACE(Prepares(), BeginsLogin(), AsksForPin("USER", 4),
-               // The search.
+               // The search from the callback.
                "log 5: Finding certificate with serial 02", ListsSlots({1, 2}),
                BeginsSearch(1, 2, "SERIAL|RW"), ExaminesCertificate(2, 1, "A"),
                "log 5: Not the certificate we're looking for (serial 01)", FindsNoObject(2),
                EndsSearch(2), BeginsSearch(2, 3, "SERIAL|RW"),
                ExaminesCertificate(3, 3, "B;serial=02"), FinishesSearch(3),
                "log 5: Certificate found", ClosesSession(3),
-               // The login again.
+               // The login continues.
                CallsLogin("USER", 4, CKR_PIN_INCORRECT), ReportsPinError("USER", CKR_PIN_INCORRECT),
                kReadsTokenInfo, kWarnsOfFailedAttempt, EntersPin("USER", 4), FindsKey(), Signs(),
                LogsOut(), Completes());

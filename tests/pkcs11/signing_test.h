@@ -23,7 +23,7 @@ class SigningTest : public ModuleTest {
   }
   // The same token, which requires a login with the user PIN "1234".
   scripted::Token& OpenWithPin() { return OpenWithPinAndKey(kKeyId, Key()); }
-  // The same again with another key: one of this ID, or a null pointer for one that is not RSA.
+  // The same with another key. A null pointer stands for a key that is not RSA.
   scripted::Token& OpenWithPinAndKey(const std::string& key_id,
                                      std::shared_ptr<const support::RsaKey> key) {
     Open();
@@ -36,8 +36,8 @@ class SigningTest : public ModuleTest {
     return key;
   }
 
-  // Signs "data" with room for `capacity` bytes, and checks what is left in the caller's buffer: a
-  // valid signature, or after a failure the length as it was.
+  // Signs "data" into a buffer of `capacity` bytes. Checks that the signature is valid, or that a
+  // failure does not change the length.
   bool Sign(const std::string& serial = "01", unsigned long capacity = 256) {
     return SignWith(pad.ask(), pad.tell(), &pad, serial, capacity);
   }
@@ -59,7 +59,7 @@ class SigningTest : public ModuleTest {
   PinPad pad;
 };
 
-// The search for the certificate in slot 1, of which the session stays open.
+// The search for the certificate in slot 1. Its session stays open.
 inline std::string FindsCertificate(int session = 1) {
   return "log 5: Preparing signature operation...\n"
          "log 5: Finding certificate with serial 01\n" +
@@ -78,7 +78,7 @@ inline std::string Prepares(int session = 1) {
   return FindsCertificate(session) + ReadsId(session) + kReadsTokenInfo;
 }
 
-// The login up to the first request for a PIN, or the warning before it.
+// The login until the first request for a PIN or the warning before that.
 inline std::string BeginsLogin() {
   return std::string("log 5: Logging in...\n") + kReadsTokenInfo;
 }
@@ -87,7 +87,7 @@ inline std::string LogsIn() {
   return BeginsLogin() + EntersPin("USER", 4);
 }
 
-// `line` is the last one, when the search for the key ends early.
+// `line` follows if the search for the key ends early.
 inline std::string BeginsKeySearch(const std::string& line = std::string()) {
   return "log 5: Finding private key...\n"
          "C_FindObjectsInit(session 1, CKA_ID=0a, CKA_CLASS=CKO_PRIVATE_KEY) = OK\n" +
@@ -98,7 +98,7 @@ inline std::string FindsKey() {
   return BeginsKeySearch(FindsObject(1, 2)) + FinishesSearch(1);
 }
 
-// `answer` is that of C_Sign.
+// C_Sign has the result `answer`.
 inline std::string Signs(int capacity = 256, const std::string& answer = "OK, 128 bytes") {
   return "log 5: Signing data...\n"
          "C_SignInit(session 1, CKM_RSA_PKCS, object 2) = OK\n"
@@ -106,7 +106,7 @@ inline std::string Signs(int capacity = 256, const std::string& answer = "OK, 12
          std::to_string(capacity) + ") = " + answer + '\n';
 }
 
-// The end of a signature, from C_CloseSession on.
+// The end of a signature, starting with C_CloseSession.
 inline std::string Completes() {
   return ClosesSession(1) + "log 5: Signature operation completed\n";
 }

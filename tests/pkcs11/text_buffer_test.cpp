@@ -7,14 +7,14 @@
 namespace cardcert::detail {
 namespace {
 
-TEST(TextBufferTest, EndsTheTextAtItsTerminator) {
+TEST(TextBufferTest, EndsTextAtTerminator) {
   TextBuffer<8> buffer;
   EXPECT_EQ(buffer.text(), "");
   std::copy_n("text", 5, buffer.data());
   EXPECT_EQ(buffer.text(), "text");
 }
 
-TEST(TextBufferTest, ReturnsAFullBufferWithoutTerminatorWhole) {
+TEST(TextBufferTest, ReturnsFullBufferWithoutTerminator) {
   TextBuffer<8> buffer;
   std::copy_n("12345678", buffer.size(), buffer.data());
   EXPECT_EQ(buffer.text(), "12345678");

@@ -20,8 +20,8 @@ class TokenDescriptionTest : public ModuleTest {
     return module.GetToken(1);
   }
 
-  // Compares the trace of Describe(); `descriptions` are the lines between the reading of the
-  // certificates and their being freed.
+  // Compares the trace of Describe(). `descriptions` are the lines after the certificates are read
+  // and before they are freed.
   static void ExpectDescribed(const std::vector<std::string>& texts,
                               const std::string& descriptions) {
     EXPECT_TRACE(IdentifiesToken(1, "Reader", "Alice"), ReadsToken(1, 1, texts), descriptions,
