@@ -30,7 +30,7 @@ struct Typist {
   std::size_t at_error_report = 0;  // In the error callback.
   std::size_t at_next_request = 0;  // At a later request (the maximum).
   std::size_t at_logout = 0;
-  bool was_told = false;
+  bool error_reported = false;
 
   static bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
     Typist& typist = *static_cast<Typist*>(data);
@@ -44,7 +44,7 @@ struct Typist {
       *length = 8;
       return true;
     }
-    if (typist.was_told)
+    if (typist.error_reported)
       return false;
     typist.secret->WriteTo(buffer);
     *length = Secret::kLength;
@@ -70,7 +70,7 @@ struct Typist {
     if (type != typist.secret_type &&
         !(type == PIN_TYPE_USER && typist.secret_type == PIN_TYPE_NEW_USER))
       return;
-    typist.was_told = true;
+    typist.error_reported = true;
     if (typist.throws_in_error_callback)
       throw std::runtime_error("the error callback");
   }

@@ -141,7 +141,7 @@ TEST_F(UnlockTest, DoesNotLogOutOnExceptionBeforeLogin) {
 TEST_F(UnlockTest, LogsOutOnExceptionFromErrorCallback) {
   const error_cb throwing = [](pkcs11_pin_type type, pkcs11_pin_error error, void* data) {
     PinPad::tell()(type, error, data);
-    throw PinPad::Thrown("told");
+    throw PinPad::Thrown("from the error callback");
   };
   const std::pair<CK_RV, std::string> kResults[] = {
       {CKR_PIN_LEN_RANGE, LogsNewPinError(CKR_PIN_LEN_RANGE) + "tell USER INVALID"},
