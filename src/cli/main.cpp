@@ -5,6 +5,7 @@
 
 #include "cli/command_line/parser.h"
 #include "cli/commands/commands.h"
+#include "cli/provider/provider_guard.h"
 #include "cli/terminal/console.h"
 
 namespace cardcert::cli {
@@ -32,7 +33,10 @@ ExitStatus Main(int argc, const char* const* argv) {
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const ParsedOptions parsed = ParseOptions(argc, argv);
-    return parsed.options ? Run(*parsed.options) : parsed.exit_status;
+    if (!parsed.options)
+      return parsed.exit_status;
+    const ExitStatus status = Run(*parsed.options);
+    return ProviderGuard::fault() ? kExitFailed : status;
   } catch (const std::exception& error) {
     PrintError(error.what());
     return kExitFailed;

@@ -114,6 +114,10 @@ ExitStatus MakeSignature(const Selection& selection, const std::vector<unsigned 
   const bool identified = callbacks.IdentifyToken();  // also for a token that needs no PIN
   if (!made)
     return identified ? ExplainFailure(*answers, log.problems()) : PrintCertificateMoved();
+  if (ProviderGuard::fault()) {
+    PrintError("nothing was signed");
+    return kExitFailed;
+  }
   buffer.resize(length);
   if (!IsSignatureOn(data, buffer, record)) {
     PrintError(

@@ -56,7 +56,9 @@ ExitStatus Provider::Open(const ProviderOptions& options) {
   if (!ApplyNamesAndFilters(options, &log_, &module_) ||
       !log_.Configure(options.log_level, options.log_file))
     return kExitUsage;
-  if (module_.Open(options.module) != 0) {
+  if (guard_.Open(options.module, &module_) != 0) {
+    if (ProviderGuard::fault())
+      return kExitFailed;
     PrintLoadHints(options.module);
     return kExitProvider;
   }

@@ -7,6 +7,7 @@
 #include "cli/commands/listing.h"
 #include "cli/component_log.h"
 #include "cli/exit_status.h"
+#include "cli/provider/provider_guard.h"
 #include "pkcs11/pkcs11.h"
 
 namespace cardcert::cli {
@@ -34,7 +35,8 @@ class Provider {
 
  private:
   ComponentLog log_;
-  PKCS11Module module_;  // after the log, because closing it is logged
+  ProviderGuard guard_;  // after the log and before the module, which is closed first
+  PKCS11Module module_;
 };
 
 // Prints that the provider cannot list its slots.

@@ -44,7 +44,7 @@ class Watch {
         case Event::kTime:
           break;
       }
-      if (!Look())
+      if (!Look() || ProviderGuard::fault())
         return kExitFailed;
     }
     return kExitSuccess;

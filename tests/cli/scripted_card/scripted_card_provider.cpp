@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 
+#include "cli/scripted_card/misbehavior.h"
 #include "scripted_provider/provider.h"
 
 namespace {
@@ -53,6 +54,10 @@ class Card {
         // later ones, too.
         {"fail", [](const std::string& value) { Fail(value); }},
         {"fail-from", [](const std::string& value) { Fail(value).Always(); }},
+        // KIND/FUNCTION[/N]: the provider misbehaves before its N-th call, by default the first; with
+        // do-after at the end of the call. See misbehavior.h for the kinds.
+        {"do", [](const std::string& value) { Misbehave(value, false); }},
+        {"do-after", [](const std::string& value) { Misbehave(value, true); }},
         // At first there is no card in the reader.
         {"absent", [this](const std::string&) { Remove(); }},
         // At the N-th C_WaitForSlotEvent something happens and an event is reported: the card is
@@ -106,6 +111,18 @@ class Card {
     std::getline(words, number, '/');
     std::getline(words, nth);
     return Provider::Instance().On(name, std::stoi(nth)).Return(Number(number));
+  }
+
+  static void Misbehave(const std::string& value, bool after) {
+    std::istringstream words(value);
+    std::string kind;
+    std::string name;
+    std::string nth = "1";
+    std::getline(words, kind, '/');
+    std::getline(words, name, '/');
+    std::getline(words, nth);
+    scripted::Rule& rule = Provider::Instance().On(name, std::stoi(nth));
+    after ? rule.After(Misbehavior(kind)) : rule.Before(Misbehavior(kind));
   }
 
   static void AtPoll(const std::string& nth, std::function<void()> action) {
