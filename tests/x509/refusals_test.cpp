@@ -2,9 +2,7 @@
 // only if the reason is on the list of known differences.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <set>
 
 #include "certificate_parts.h"
@@ -12,6 +10,7 @@
 #include "parsed.h"
 #include "refused_certificates.h"
 #include "support/der_writer.h"
+#include "support/files.h"
 
 namespace {
 
@@ -200,8 +199,7 @@ TEST(Reasons, HaveDistinctTexts) {
 }
 
 TEST(Reasons, AreAllDocumented) {
-  std::ifstream file(CARDCERT_DOCS_FOLDER "/certificates.md");
-  const std::string text(std::istreambuf_iterator<char>(file), {});
+  const std::string text = support::ReadFile(CARDCERT_DOCS_FOLDER "/certificates.md");
   ASSERT_FALSE(text.empty());
   const auto expect_row = [&](Reason reason, const std::string& sentence) {
     const std::string row = "| " + std::to_string(CodeOf(reason)) + " | " + sentence + " |";

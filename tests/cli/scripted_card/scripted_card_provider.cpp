@@ -7,13 +7,13 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
 
 #include "cli/scripted_card/misbehavior.h"
 #include "scripted_provider/provider.h"
+#include "support/files.h"
 
 namespace {
 
@@ -25,8 +25,7 @@ std::string Variable(const char* name) {
 }
 
 std::string FileContent(const std::string& name) {
-  std::ifstream file(Variable("SCRIPTED_CARD_FILES") + "/" + name, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
+  return support::ReadFile(Variable("SCRIPTED_CARD_FILES") + "/" + name);
 }
 
 unsigned long Number(const std::string& text) {
