@@ -1,4 +1,4 @@
-// The certificate filters, and the test of a certificate against them.
+// Certificate filters: parsing them, and matching a certificate against them.
 #include <algorithm>
 #include <cstdlib>
 
@@ -10,6 +10,8 @@
 namespace cardcert::detail {
 namespace {
 
+// Parses a list of "<attribute>=<value>" and appends it to `*attributes`. On failure logs the
+// reason and returns false; `*attributes` may then hold part of the list.
 bool DecodeIssuerAttributes(const std::string& field,
                             std::list<std::pair<std::string, std::string>>* attributes) {
   std::list<std::string> elements;
@@ -28,7 +30,7 @@ bool DecodeIssuerAttributes(const std::string& field,
   return true;
 }
 
-// Whether the certificate's issuer has the attribute with exactly this value.
+// Returns true if the certificate's issuer has the attribute with exactly this value.
 bool IssuerHas(const certificate* cert, const std::string& attribute, const std::string& value) {
   TextBuffer<1024> buffer;
   switch (cert_issuer_attr(cert, attribute.c_str(), buffer.data(), buffer.size())) {
@@ -71,8 +73,8 @@ bool PKCS11Module::AddFilter(std::string spec) {
   filter.name = *field++;
   if (!detail::DecodeIssuerAttributes(*field++, &filter.issuer_attributes))
     return false;
-  // A text that is no number requires nothing.
-  filter.key_usage = std::atoi(field->c_str());  // NOLINT(cert-err34-c): 0 is what is wanted
+  // Non-numeric text counts as 0, which requires no key usage.
+  filter.key_usage = std::atoi(field->c_str());  // NOLINT(cert-err34-c): 0 on failure is intended
 
   filters.push_back(std::move(filter));
   changed = true;
@@ -85,8 +87,8 @@ void PKCS11Module::ClearFilters() {
 }
 
 bool PKCS11Module::MatchesFilter(const certificate* cert) {
-  // On a failure the call stores what a filter is to see: all bits without the extension, none for
-  // one that cannot be read.
+  // The result does not matter: cert_key_usage() also stores what a filter must see when it fails,
+  // all bits if there is no key usage extension and none if the extension cannot be read.
   int key_usage = 0;
   cert_key_usage(cert, &key_usage);
   return filters.empty() ||

@@ -6,13 +6,14 @@
 #include "host/logfile.h"
 #include "pkcs11/detail/decimal.h"
 #include "pkcs11/detail/pin_buffer.h"
+#include "pkcs11/detail/provider.h"
 #include "pkcs11/detail/session.h"
 #include "pkcs11/pkcs11.h"
 
 namespace cardcert::detail {
 namespace {
 
-// What the token says of the PIN of one user type (PKCS#11 2.40, CK_TOKEN_INFO flags).
+// The PIN of one user type, and the flags that report its state (PKCS#11 2.40, CK_TOKEN_INFO).
 struct PinKind {
   pkcs11_pin_type type;
   CK_FLAGS locked;
@@ -25,8 +26,8 @@ constexpr PinKind kUserPin = {PIN_TYPE_USER, CKF_USER_PIN_LOCKED, CKF_USER_PIN_F
 constexpr PinKind kSoPin = {PIN_TYPE_SO, CKF_SO_PIN_LOCKED, CKF_SO_PIN_FINAL_TRY,
                             CKF_SO_PIN_COUNT_LOW};
 
-// A missing callback is a fault of the host program, in release builds too: going on would mean
-// a login without the user.
+// A null callback is a programming error in the host. It stops the program in release builds, too,
+// because the alternative is a login without the user's PIN.
 void RequirePinCallback(pin_cb ask_pin) {
   if (ask_pin != nullptr)
     return;
@@ -34,8 +35,8 @@ void RequirePinCallback(pin_cb ask_pin) {
   std::abort();
 }
 
-// Asks for a PIN: CKR_OK with the PIN in the buffer, CKR_CANCEL, or CKR_ARGUMENTS_BAD when the host
-// claims to have written more than the buffer holds.
+// Asks the host for a PIN. Returns CKR_OK with the PIN in `*pin`, CKR_CANCEL if the user cancelled,
+// or CKR_ARGUMENTS_BAD if the host reports more bytes than the buffer holds.
 CK_RV AskPin(pkcs11_pin_type type, pin_cb ask_pin, void* data, PinBuffer* pin) {
   pin->length = sizeof pin->bytes;
   if (!ask_pin(type, pin->bytes, &pin->length, data))
@@ -46,7 +47,8 @@ CK_RV AskPin(pkcs11_pin_type type, pin_cb ask_pin, void* data, PinBuffer* pin) {
   return CKR_ARGUMENTS_BAD;
 }
 
-// What token and driver say when a PIN has the wrong form. Drivers disagree on the value.
+// Returns true if a token refused a PIN for its form or length. Providers differ in the value that
+// they return for this.
 bool IsFormError(CK_RV rv) {
   switch (rv) {
     case CKR_PIN_INVALID:
@@ -60,7 +62,7 @@ bool IsFormError(CK_RV rv) {
   }
 }
 
-// What is wrong with the PIN of a login; nothing when the fault lies elsewhere.
+// Returns what C_Login reported to be wrong with the PIN, or nothing for any other failure.
 std::optional<pkcs11_pin_error> LoginPinError(CK_RV rv) {
   if (rv == CKR_PIN_INCORRECT)
     return PIN_ERROR_INCORRECT;
@@ -87,8 +89,9 @@ CK_RV PKCS11Module::Login(CK_SESSION_HANDLE session, CK_SLOT_ID slot, CK_USER_TY
       report_error(kind.type, error, data);
   };
 
+  const detail::Provider provider(function_list);
   CK_TOKEN_INFO token_info = {};
-  CK_RV rv = function_list->C_GetTokenInfo(slot, &token_info);
+  CK_RV rv = provider.GetTokenInfo(slot, &token_info);
   if (rv != CKR_OK) {
     logfile.Log("Unable to get info about token", 3);
     return rv;
@@ -113,7 +116,7 @@ CK_RV PKCS11Module::Login(CK_SESSION_HANDLE session, CK_SLOT_ID slot, CK_USER_TY
     rv = detail::AskPin(kind.type, ask_pin, data, &pin);
     if (rv != CKR_OK)
       return rv;
-    rv = function_list->C_Login(session, user_type, pin.bytes, pin.length);
+    rv = provider.Login(session, user_type, pin.bytes, pin.length);
   }
   if (rv == CKR_OK)
     return CKR_OK;
@@ -130,7 +133,7 @@ CK_RV PKCS11Module::Login(CK_SESSION_HANDLE session, CK_SLOT_ID slot, CK_USER_TY
   if (user_type == CKU_SO)
     return CKR_PIN_LOCKED;
   rv = Unlock(session, slot, ask_pin, report_error, data);
-  return rv == CKR_OK ? CKR_PIN_INCORRECT : rv;  // Unlocked: ask again, for the new PIN.
+  return rv == CKR_OK ? CKR_PIN_INCORRECT : rv;  // Unlocked: ask for the new PIN.
 }
 
 CK_RV PKCS11Module::Unlock(CK_SESSION_HANDLE session, CK_SLOT_ID slot, pin_cb ask_pin,
@@ -146,14 +149,15 @@ CK_RV PKCS11Module::Unlock(CK_SESSION_HANDLE session, CK_SLOT_ID slot, pin_cb as
     return CKR_CANCEL;
   logfile.Log("Attempting to unlock passphrase...", 5);
 
-  // Without a limit of our own: the token counts the attempts, and the user may cancel.
+  // No limit here: the token counts the attempts, and the user may cancel.
   CK_RV rv = CKR_OK;
   do {
     rv = Login(session, slot, CKU_SO, ask_pin, report_error, data);
   } while (rv == CKR_PIN_INCORRECT);
   if (rv != CKR_OK)
     return rv;
-  const detail::TokenLogin login(function_list, session);
+  const detail::Provider provider(function_list);
+  const detail::TokenLogin login(provider, session);
 
   for (;;) {
     {
@@ -161,7 +165,7 @@ CK_RV PKCS11Module::Unlock(CK_SESSION_HANDLE session, CK_SLOT_ID slot, pin_cb as
       rv = detail::AskPin(PIN_TYPE_NEW_USER, ask_pin, data, &pin);
       if (rv != CKR_OK)
         return rv;
-      rv = function_list->C_InitPIN(session, pin.bytes, pin.length);
+      rv = provider.InitPin(session, pin.bytes, pin.length);
     }
     if (!detail::IsFormError(rv))
       break;
@@ -173,7 +177,7 @@ CK_RV PKCS11Module::Unlock(CK_SESSION_HANDLE session, CK_SLOT_ID slot, pin_cb as
     case CKR_OK:
       return CKR_OK;
     case CKR_PIN_INCORRECT:
-      // Not passed on: the caller would take it for a wrong user PIN, and ask for that again.
+      // CKR_PIN_INCORRECT would make the caller ask for the user PIN again.
       report(PIN_TYPE_SO, PIN_ERROR_INCORRECT);
       return CKR_GENERAL_ERROR;
     case CKR_PIN_LOCKED:

@@ -1,4 +1,6 @@
-// The naming specification, and the presentable names that are built from it.
+// Presentable names: parsing the naming specification, and generating names from it.
+#include <utility>
+
 #include "host/kvutils.h"
 #include "host/logfile.h"
 #include "pkcs11/detail/fixed_text.h"
@@ -20,6 +22,7 @@ constexpr CategoryWord kCategoryWords[] = {
     {"issuer", PKCS11Module::NAME_ISSUER},
 };
 
+// Returns null if no category has this name.
 const CategoryWord* FindCategory(const std::string& word) {
   for (const CategoryWord& known : kCategoryWords) {
     if (word == known.word)
@@ -33,8 +36,9 @@ struct SplitLabel {
   std::string pin;
 };
 
-// Cards with several PINs show one token for each, labelled "card label (PIN label)". A label that
-// fills the whole field has usually lost its closing parenthesis to the field's width.
+// Splits a label of the form "card label (PIN label)". Cards with several PINs show one token per
+// PIN, labelled so. A label that fills the whole field has usually lost its closing parenthesis to
+// truncation. Any other label has no PIN part.
 SplitLabel SplitTokenLabel(const CK_TOKEN_INFO& token_info) {
   const std::string label = TokenLabel(token_info);
   const std::string::size_type opening = label.find(" (");
@@ -54,9 +58,8 @@ SplitLabel SplitTokenLabel(const CK_TOKEN_INFO& token_info) {
 namespace detail = cardcert::detail;
 
 bool PKCS11Module::SetNameComponents(const char* spec) {
-  const std::string text(spec);
   std::list<std::string> elements;
-  if (!KVUtils::DecodeStringList(text, &elements, ',')) {
+  if (!KVUtils::DecodeStringList(spec, &elements, ',')) {
     logfile.Log("Unable to parse certificate naming specification", 3);
     return false;
   }
@@ -97,36 +100,36 @@ std::list<std::string> PKCS11Module::GenerateName(const CK_TOKEN_INFO& token_inf
   std::list<std::string> name;
   for (const name_component& component : name_components) {
     const std::string& attribute = component.attribute;
-    std::string piece;
+    std::string text;
     switch (component.category) {
       case NAME_CARD:
         if (attribute == "label")
-          piece = label.card;
+          text = label.card;
         else
           logfile.Log("Unknown card attribute \"" + attribute + "\"", 3);
         break;
       case NAME_PIN:
         if (attribute == "label")
-          piece = label.pin;
+          text = label.pin;
         else
           logfile.Log("Unknown PIN attribute \"" + attribute + "\"", 3);
         break;
       case NAME_SUBJECT:
         if (cert_subject_attr(cert, attribute.c_str(), buffer.data(), buffer.size()) == 0)
-          piece = buffer.text();
+          text = buffer.text();
         else
           logfile.Log("Unable to read subject attribute \"" + attribute + "\" from certificate", 3);
         break;
       case NAME_ISSUER:
         if (cert_issuer_attr(cert, attribute.c_str(), buffer.data(), buffer.size()) == 0)
-          piece = buffer.text();
+          text = buffer.text();
         else
           logfile.Log("Unable to read issuer attribute \"" + attribute + "\" from certificate", 3);
         break;
       default:
-        continue;  // Not of this version's categories: no piece, not even an empty one.
+        continue;  // An unknown category produces no text, not even an empty one.
     }
-    name.push_back(std::move(piece));
+    name.push_back(std::move(text));
   }
   return name;
 }

@@ -257,5 +257,4 @@ class PKCS11Module {
   bool changed = false;                          // see HasChanged()
   std::list<name_component> name_components;     // never empty
   std::list<pkcs11_certificate_filter> filters;
-  CK_FUNCTION_LIST completed_function_list = {};  // the provider's, when its own has null entries
 };

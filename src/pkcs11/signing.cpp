@@ -4,57 +4,60 @@
 
 #include "host/logfile.h"
 #include "pkcs11/detail/decimal.h"
+#include "pkcs11/detail/provider.h"
 #include "pkcs11/detail/session.h"
 #include "pkcs11/pkcs11.h"
 
 namespace cardcert::detail {
 namespace {
 
-// The CKA_ID that a certificate and its private key have in common.
+// The CKA_ID that a certificate shares with its private key.
 struct KeyId {
   unsigned char bytes[256] = {};
   CK_ULONG length = 0;
 };
 
-CK_RV ReadKeyId(CK_FUNCTION_LIST_PTR functions, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
-                KeyId* id) {
+// On failure `*id` is unspecified.
+CK_RV ReadKeyId(Provider provider, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, KeyId* id) {
   CK_ATTRIBUTE attribute = {CKA_ID, id->bytes, sizeof id->bytes};
-  CK_RV rv = functions->C_GetAttributeValue(session, object, &attribute, 1);
-  // A provider may claim more than the buffer holds, CK_UNAVAILABLE_INFORMATION among it.
+  CK_RV rv = provider.GetAttributeValue(session, object, &attribute);
+  // A provider may report more than the buffer holds, for example CK_UNAVAILABLE_INFORMATION.
   if (rv == CKR_OK && attribute.ulValueLen > sizeof id->bytes)
     rv = CKR_GENERAL_ERROR;
   id->length = attribute.ulValueLen;
   return rv;
 }
 
-CK_RV FindPrivateKey(CK_FUNCTION_LIST_PTR functions, CK_SESSION_HANDLE session, KeyId* id,
+// Finds the first private key with this CKA_ID. Returns CKR_KEY_NEEDED if there is none. On failure
+// the search may still be active; closing the session ends it.
+CK_RV FindPrivateKey(Provider provider, CK_SESSION_HANDLE session, KeyId* id,
                      CK_OBJECT_HANDLE* key) {
   CK_OBJECT_CLASS object_class = CKO_PRIVATE_KEY;
   CK_ATTRIBUTE search[] = {{CKA_ID, id->bytes, id->length},
                            {CKA_CLASS, &object_class, sizeof object_class}};
-  CK_RV rv = functions->C_FindObjectsInit(session, search, 2);
+  CK_RV rv = provider.FindObjectsInit(session, search, 2);
   if (rv != CKR_OK)
     return rv;
   CK_ULONG found = 0;
-  rv = functions->C_FindObjects(session, key, 1, &found);
+  rv = provider.FindObject(session, key, &found);
   if (rv != CKR_OK)
     return rv;
   if (found == 0)
-    return CKR_KEY_NEEDED;  // The session is about to be closed, and the search with it.
-  functions->C_FindObjectsFinal(session);
+    return CKR_KEY_NEEDED;
+  provider.FindObjectsFinal(session);
   return CKR_OK;
 }
 
-CK_RV MakeSignature(CK_FUNCTION_LIST_PTR functions, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key,
+// On failure `*signature_len` is unchanged.
+CK_RV MakeSignature(Provider provider, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key,
                     const unsigned char* data, unsigned long data_len, unsigned char* signature,
                     unsigned long* signature_len) {
   CK_MECHANISM mechanism = {CKM_RSA_PKCS, nullptr, 0};
-  CK_RV rv = functions->C_SignInit(session, &mechanism, key);
+  CK_RV rv = provider.SignInit(session, &mechanism, key);
   if (rv != CKR_OK)
     return rv;
   CK_ULONG length = *signature_len;
-  // The standard's interface is not const-correct; C_Sign reads its data.
-  rv = functions->C_Sign(session, const_cast<CK_BYTE_PTR>(data), data_len, signature, &length);
+  rv = provider.Sign(session, data, data_len, signature, &length);
   if (rv != CKR_OK)
     return rv;
   if (length > *signature_len)
@@ -76,43 +79,44 @@ bool PKCS11Module::Sign(std::string serial, const unsigned char* data, unsigned 
   if (found == nullptr)
     return false;
 
+  const detail::Provider provider(function_list);
   const auto sign = [&, location = *found]() -> CK_RV {
-    const detail::Session session(function_list, location.session);
+    const detail::Session session(provider, location.session);
 
     detail::KeyId id;
-    CK_RV rv = detail::ReadKeyId(function_list, session.handle(), location.object, &id);
+    CK_RV rv = detail::ReadKeyId(provider, session.handle(), location.object, &id);
     if (rv != CKR_OK) {
       logfile.Log("Unable to read certificate ID", 3);
       return rv;
     }
     CK_TOKEN_INFO token_info = {};
-    rv = function_list->C_GetTokenInfo(location.slot, &token_info);
+    rv = provider.GetTokenInfo(location.slot, &token_info);
     if (rv != CKR_OK) {
       logfile.Log("Unable to get info about token", 3);
       return rv;
     }
 
-    std::optional<detail::TokenLogin> login;  // Ends before the session does.
+    std::optional<detail::TokenLogin> login;  // Declared after the session, so that it ends first.
     if (token_info.flags & CKF_LOGIN_REQUIRED) {
       logfile.Log("Logging in...", 5);
       if (ask_pin == nullptr)
         return CKR_PIN_INCORRECT;
-      // Without a limit of our own: the token counts the attempts, and the user may cancel.
+      // No limit here: the token counts the attempts, and the user may cancel.
       do {
         rv = Login(session.handle(), location.slot, CKU_USER, ask_pin, report_error, cb_data);
       } while (rv == CKR_PIN_INCORRECT);
       if (rv != CKR_OK)
         return rv;
-      login.emplace(function_list, session.handle());
+      login.emplace(provider, session.handle());
     }
 
     logfile.Log("Finding private key...", 5);
     CK_OBJECT_HANDLE key = CK_INVALID_HANDLE;
-    rv = detail::FindPrivateKey(function_list, session.handle(), &id, &key);
+    rv = detail::FindPrivateKey(provider, session.handle(), &id, &key);
     if (rv != CKR_OK)
       return rv;
     logfile.Log("Signing data...", 5);
-    return detail::MakeSignature(function_list, session.handle(), key, data, data_len, signature,
+    return detail::MakeSignature(provider, session.handle(), key, data, data_len, signature,
                                  signature_len);
   };
 

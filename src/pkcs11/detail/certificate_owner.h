@@ -14,7 +14,7 @@ struct FreeCertificate {
 };
 using UniqueCertificate = std::unique_ptr<certificate, FreeCertificate>;
 
-// Several of them, until they are handed over.
+// Owns certificates until they are released. Frees those it still owns on destruction.
 class CertificateList {
  public:
   CertificateList() = default;
@@ -25,10 +25,13 @@ class CertificateList {
   CertificateList(const CertificateList&) = delete;
   CertificateList& operator=(const CertificateList&) = delete;
 
+  // Appends a certificate, which must not be null. On an exception `cert` is freed.
   void Add(UniqueCertificate cert) {
-    certificates_.push_back(nullptr);  // What may throw comes first.
-    certificates_.back() = cert.release();
+    certificates_.push_back(cert.get());
+    static_cast<void>(cert.release());
   }
+
+  // Hands all certificates over to the caller, who frees each with cert_free().
   std::list<certificate*> Release() { return std::exchange(certificates_, {}); }
 
  private:

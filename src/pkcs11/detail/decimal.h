@@ -1,4 +1,4 @@
-// How numbers stand in messages.
+// Numbers in log messages.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace cardcert::detail {
 
-// Slots, handles, counts and PKCS#11 return values, which are all CK_ULONG, in signed decimal.
+// Returns a CK_ULONG (a slot ID, handle, count or CK_RV) in signed decimal.
 inline std::string Decimal(unsigned long number) {
   return KVUtils::LongToString(static_cast<long>(number));
 }

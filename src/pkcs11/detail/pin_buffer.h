@@ -1,12 +1,13 @@
-// Where a PIN lives while it is on its way from the host to the token.
+// The memory that holds a PIN on its way from the host to the token.
 #pragma once
 
 #include <cstring>
 
 namespace cardcert::detail {
 
-// Room for one PIN, cleared on every way out of its scope. It is not copied, so that there is only
-// one place to clear; explicit_bzero, because the optimiser drops a memset nobody reads after.
+// Holds one PIN and clears it on destruction. Not copyable, so that there is only one place to
+// clear. Uses explicit_bzero, because the optimiser may remove a memset of memory that is not read
+// again.
 class PinBuffer {
  public:
   PinBuffer() = default;
@@ -17,7 +18,7 @@ class PinBuffer {
   void Clear() { explicit_bzero(bytes, sizeof bytes); }
 
   unsigned char bytes[128] = {};
-  unsigned long length = sizeof bytes;
+  unsigned long length = sizeof bytes;  // the number of bytes in use, at most sizeof bytes
 };
 
 }  // namespace cardcert::detail

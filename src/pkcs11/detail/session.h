@@ -1,61 +1,66 @@
-// Owners of what a provider hands out: a session, a login.
+// Owners of an open session and of a login.
 #pragma once
 
 #include <p11-kit/pkcs11.h>
 
 #include <utility>
 
+#include "pkcs11/detail/provider.h"
+
 namespace cardcert::detail {
 
-// One open session; closing it also ends a search that is under way in it.
+// Closes its session on destruction, which also ends a search that is active in it.
 class Session {
  public:
-  explicit Session(CK_FUNCTION_LIST_PTR functions) : functions_(functions) {}
-  // Takes over a session that is open already.
-  Session(CK_FUNCTION_LIST_PTR functions, CK_SESSION_HANDLE session)
-      : functions_(functions), session_(session), open_(true) {}
+  explicit Session(Provider provider) : provider_(provider) {}
+  // Takes ownership of an open session.
+  Session(Provider provider, CK_SESSION_HANDLE session)
+      : provider_(provider), session_(session), open_(true) {}
   ~Session() { Close(); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
+  // Must be called at most once. Returns the result of C_OpenSession.
   CK_RV Open(CK_SLOT_ID slot, CK_FLAGS flags) {
-    const CK_RV rv = functions_->C_OpenSession(slot, flags, nullptr, nullptr, &session_);
+    const CK_RV rv = provider_.OpenSession(slot, flags, &session_);
     open_ = rv == CKR_OK;
     return rv;
   }
 
-  // The result of C_CloseSession is ignored: there is nothing left to do about it.
+  // Does nothing if the session is not open. The result of C_CloseSession is ignored, because the
+  // component could not act on a failure.
   void Close() {
     if (std::exchange(open_, false))
-      functions_->C_CloseSession(session_);
+      provider_.CloseSession(session_);
   }
 
-  // Gives the open session away; the receiver closes it.
+  // Gives up ownership. The session stays open, and the caller must close it.
   CK_SESSION_HANDLE Release() {
     open_ = false;
     return session_;
   }
 
-  // The handle as the provider gave it, also after Close().
+  // Returns the handle as the provider wrote it. Keeps its value after Close() and Release().
   CK_SESSION_HANDLE handle() const { return session_; }
 
  private:
-  CK_FUNCTION_LIST_PTR functions_;
+  Provider provider_;
   CK_SESSION_HANDLE session_ = CK_INVALID_HANDLE;
   bool open_ = false;
 };
 
-// A login of a session, from when the token has granted it.
+// Logs out on destruction. To be constructed after C_Login has succeeded, and destroyed before the
+// session is closed. The result of C_Logout is ignored.
 class TokenLogin {
  public:
-  TokenLogin(CK_FUNCTION_LIST_PTR functions, CK_SESSION_HANDLE session)
-      : functions_(functions), session_(session) {}
-  ~TokenLogin() { functions_->C_Logout(session_); }
+  TokenLogin(Provider provider, CK_SESSION_HANDLE session)
+      : provider_(provider), session_(session) {}
+  ~TokenLogin() { provider_.Logout(session_); }
   TokenLogin(const TokenLogin&) = delete;
   TokenLogin& operator=(const TokenLogin&) = delete;
 
  private:
-  CK_FUNCTION_LIST_PTR functions_;
+  Provider provider_;
   CK_SESSION_HANDLE session_;
 };
 
