@@ -6,13 +6,14 @@
 #include <utility>
 
 #include "host/x509/certificate_fields.h"
+#include "host/x509/name_text.h"
 #include "host/x509/names.h"
 
 namespace x509 = cardcert::x509;
 
 struct certificate {
-  std::unique_ptr<unsigned char[]> der;  // null as long as nothing is parsed
-  x509::CertificateFields fields;        // views of it
+  std::unique_ptr<unsigned char[]> der;  // null before a successful cert_parse()
+  x509::CertificateFields fields;        // refers to `der`
 };
 
 namespace {
@@ -22,19 +23,20 @@ using x509::Reason;
 using x509::Refusal;
 
 const int kMaxInputSize = 1 << 20;
-const int kAbsent = -2;  // what callers single out: no such extension, no such attribute
+const int kAbsent = -2;  // the code for a missing extension or attribute
 
-// Cards hold certificates in files of fixed size and fill them up.
+// Cards store certificates in files of fixed size and fill the rest with 00 or FF.
 bool IsPadding(Bytes octets) {
   if (octets.size == 0)
     return true;
   const unsigned char filler = octets.data[0];
   if (filler != 0x00 && filler != 0xff)
     return false;
-  // Each octet equals the one before it.
+  // Every octet equals the one before it.
   return std::memcmp(octets.data, octets.data + 1, octets.size - 1) == 0;
 }
 
+// On failure `*cert` is unchanged.
 Refusal Parse(Bytes input, certificate* cert) {
   x509::Cursor cursor(input);
   x509::Element outer;
@@ -44,7 +46,8 @@ Refusal Parse(Bytes input, certificate* cert) {
   if (!IsPadding(cursor.Rest()))
     return Reason::kTrailingOctets;
 
-  // The caller's octets may be gone after the call. What is copied is there, not only claimed.
+  // The record needs its own copy, because the caller may free the input after the call. Its size
+  // is that of an element that was read, not a length that the input merely claims.
   certificate parsed;
   parsed.der.reset(new (std::nothrow) unsigned char[outer.tlv.size]);
   if (parsed.der == nullptr)
@@ -59,28 +62,31 @@ Refusal Parse(Bytes input, certificate* cert) {
   return {};
 }
 
-// Whether a question can be asked at all.
+// Succeeds if the record holds a certificate that can be queried.
 Refusal CheckRecord(const certificate* cert) {
   if (cert == nullptr)
     return Reason::kInvalidArgument;
   return cert->der != nullptr ? Refusal() : Refusal(Reason::kNothingParsed);
 }
 
-// The answer of a question for text: on a refusal the text is empty.
-int AnswerText(Refusal refusal, char* buffer, unsigned long size) {
-  if (refusal && buffer != nullptr && size > 0)
+// Ends a query for text: stores an empty text unless `code` is 0, and returns `code`.
+int FinishText(int code, char* buffer, unsigned long size) {
+  if (code != 0 && buffer != nullptr && size > 0)
     buffer[0] = '\0';
-  return refusal.Code();
+  return code;
 }
 
-int NameAttribute(Bytes name, const char* attribute, char* buffer, unsigned long size) {
+// The code of cert_subject_attr() and cert_issuer_attr(), for the name in the field `name`.
+int WriteAttribute(const certificate* cert, Bytes x509::CertificateFields::*name,
+                   const char* attribute, char* buffer, unsigned long size) {
+  if (const Refusal refusal = CheckRecord(cert))
+    return refusal.Code();
+  if (attribute == nullptr || buffer == nullptr)
+    return Refusal(Reason::kInvalidArgument).Code();
   x509::Element value;
-  if (!FindAttribute(name, x509::AttributeWord(attribute), &value)) {
-    if (size > 0)
-      buffer[0] = '\0';
+  if (!FindAttribute(cert->fields.*name, x509::AttributeWord(attribute), &value))
     return kAbsent;
-  }
-  return AnswerText(WriteValue(value, buffer, size), buffer, size);
+  return WriteValue(value, buffer, size).Code();
 }
 
 }  // namespace
@@ -107,27 +113,19 @@ int cert_subject(const certificate* cert, char* buffer, unsigned long size) {
     refusal = Reason::kInvalidArgument;
   if (!refusal)
     refusal = WriteName(cert->fields.subject, buffer, size);
-  return AnswerText(refusal, buffer, size);
+  return FinishText(refusal.Code(), buffer, size);
 }
 
 int cert_subject_attr(const certificate* cert, const char* attribute, char* buffer,
                       unsigned long size) {
-  Refusal refusal = CheckRecord(cert);
-  if (!refusal && (attribute == nullptr || buffer == nullptr))
-    refusal = Reason::kInvalidArgument;
-  if (refusal)
-    return AnswerText(refusal, buffer, size);
-  return NameAttribute(cert->fields.subject, attribute, buffer, size);
+  const int code = WriteAttribute(cert, &x509::CertificateFields::subject, attribute, buffer, size);
+  return FinishText(code, buffer, size);
 }
 
 int cert_issuer_attr(const certificate* cert, const char* attribute, char* buffer,
                      unsigned long size) {
-  Refusal refusal = CheckRecord(cert);
-  if (!refusal && (attribute == nullptr || buffer == nullptr))
-    refusal = Reason::kInvalidArgument;
-  if (refusal)
-    return AnswerText(refusal, buffer, size);
-  return NameAttribute(cert->fields.issuer, attribute, buffer, size);
+  const int code = WriteAttribute(cert, &x509::CertificateFields::issuer, attribute, buffer, size);
+  return FinishText(code, buffer, size);
 }
 
 int cert_is_ca(const certificate* cert) {
@@ -195,5 +193,5 @@ const char* cert_error_text(int code) {
   if (code == kAbsent)
     return "the certificate has no such attribute or extension";
   const char* const text = x509::ReasonText(code < 0 && code > -1000 ? -code : code);
-  return text != nullptr ? text : "no code of this library";
+  return text != nullptr ? text : "not a code of this library";
 }

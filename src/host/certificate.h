@@ -1,66 +1,69 @@
-// Certificate inspection: what the smart-card component asks of an X.509 certificate (RFC 5280).
+// Certificate inspection: what the smart-card component needs to know about an X.509 certificate
+// (RFC 5280).
 //
-// A certificate is read strictly: it is DER (X.690) and has the form of RFC 5280, with five
-// exceptions that certificates in use need (docs/certificates.md lists what is refused, what is
-// tolerated and what is taken as it is). Nothing is verified:
-// an answer says what the certificate claims, not that the claim is signed, valid or trusted.
+// Parsing is strict. A certificate must be DER (X.690) in the form of RFC 5280, with five
+// exceptions for certificates in use. docs/certificates.md lists what is refused and what is
+// tolerated. Nothing is verified: a result is what the certificate claims, not that the claim is
+// signed, valid or trusted.
 //
-// Every function that answers an int, but cert_is_ca(), answers 0 for success and another code for
-// every other outcome. Codes keep their meaning from release to release:
+// Every function that returns an int, except cert_is_ca(), returns 0 on success and one of these
+// codes on failure. A code never changes its meaning.
 //
 //    -2  the certificate has no such attribute or extension
 //    10  an argument is null or negative        13  the input is larger than 1 MiB
-//    11  memory is exhausted                    14  the answer does not fit the buffer
+//    11  memory is exhausted                    14  the result does not fit the buffer
 //    12  the record holds no certificate
-//    20  and above: what is wrong with the certificate; docs/certificates.md lists them all
+//    20 and above: what is wrong with the certificate; docs/certificates.md has the full list
 //
-// cert_error_text() has a sentence for each.
-// Nothing throws. The questions do not change the record, so several threads may ask at once.
+// cert_error_text() returns a sentence for each code. No function throws. The functions that take a
+// const certificate do not change it, so several threads may query one certificate at the same
+// time.
 #pragma once
 
-// One parsed certificate. Opaque; owned by whoever called cert_alloc().
+// One parsed certificate. Opaque. Owned by the caller of cert_alloc().
 struct certificate;
 
-// A fresh, empty record, to be filled by cert_parse() and released by cert_free(). Null when memory
-// is exhausted.
+// Returns an empty record to be filled by cert_parse() and released with cert_free(). Returns null
+// if memory is exhausted.
 certificate* cert_alloc();
 
-// Releases the record and all that cert_parse() attached to it. Null is allowed.
+// Releases the record and everything it holds. Does nothing if `cert` is null.
 void cert_free(certificate* cert);
 
-// Reads one certificate in DER and keeps a copy of it; `der` may go after the call. Octets that
-// follow the certificate are ignored when they are all 00 or all FF, with which cards fill up.
+// Parses `length` bytes at `der` as one DER certificate. The record keeps a copy, so the input may
+// be freed after the call. Trailing octets are ignored if they are all 00 or all FF, because cards
+// pad their files so.
 //
-// 0: the record holds the certificate, in place of one that it held before. Parts that only one
-// question needs (basic constraints, key usage, the key itself) may still turn out unreadable when
-// that question is asked.
+// On success the record holds the certificate and replaces the one it held before. Basic
+// constraints, key usage and the key itself are not parsed until they are queried, so such a query
+// may still fail.
 //
-// Any other answer: the octets are refused, or memory is exhausted, or an argument is null or the
-// length negative, and the record is as it was. Input of more than 1 MiB is refused unread.
+// On failure the record is unchanged. Input of more than 1 MiB is refused without reading it.
 int cert_parse(const unsigned char* der, int length, certificate* cert);
 
-// Writes the subject as text in UTF-8 and in the form of RFC 4514: the most specific relative
-// distinguished name first, "," between them and "+" within one, both without spaces, and the last
-// attribute of the certificate's order first throughout. A certificate without a subject has an
-// empty text.
+// Writes the subject to `buffer` as UTF-8 text with a terminating NUL, in the string form of RFC
+// 4514: the most specific relative distinguished name first, with "," between names, "+" between
+// the attributes of one name, and no spaces around either. Within one name, too, the attributes are
+// in the reverse of the certificate's order. The text of an empty subject is empty.
 //
-// A type is written as its short word (below), as its only word, or dotted when it has none. A
-// value is written as it is, except that `"`, `+`, `,`, `;`, `<`, `>` and `\` have a backslash in
-// front, so have a space at either end and a "#" at the beginning, and control characters (00 to
-// 1F, 7F) are a backslash and two hexadecimal digits. After a dotted type, and where the value is
-// no character string, "#" and the DER in upper-case hexadecimal stand instead. So the text has
-// exactly one reading.
+// An attribute type is written as its short word (see below), as its only word, or in dotted form
+// if it has no word. In a value, a backslash is put before `"`, `+`, `,`, `;`, `<`, `>`, `\`, a
+// space at either end, and a "#" at the beginning. Control characters (00 to 1F, 7F) are written as
+// a backslash and two hexadecimal digits. The value of a type in dotted form, and every value that
+// is not a character string, is written as "#" and its DER encoding in upper-case hexadecimal. The
+// text is therefore unambiguous.
 //
-// Not 0: an empty text (nothing, when `size` is 0). A text that does not fit with its NUL is never
-// cut short.
+// `size` is the size of the buffer in bytes. On failure the text is empty, or nothing is written if
+// `size` is 0. A text is never truncated.
 int cert_subject(const certificate* cert, char* buffer, unsigned long size);
 
-// Writes the value of one attribute of the subject or the issuer as text in UTF-8, without escapes.
-// Of several values the first in the certificate's order is meant.
+// Write the value of one attribute of the subject or of the issuer to `buffer` as UTF-8 text with a
+// terminating NUL, without escapes. If the attribute occurs several times, the first value in the
+// certificate's order is written.
 //
-// `attribute` is a word for an attribute type, long or short, in upper or lower case (as in LDAP),
-// or a dotted object identifier for any type ("2.5.4.3"). Where only one word stands, the type has
-// only one.
+// `attribute` selects the attribute type: a long or short word from this table, in upper or lower
+// case (as in LDAP, RFC 4512 1.4), or the object identifier of any type in dotted form ("2.5.4.3").
+// Types with one word have no separate short word.
 //
 //   commonName CN                  organizationName O          organizationalUnitName OU
 //   countryName C                  localityName L              stateOrProvinceName ST
@@ -88,29 +91,26 @@ int cert_subject(const certificate* cert, char* buffer, unsigned long size);
 //   telexNumber                    uniqueMember                userPassword
 //   x121Address
 //
-// 0: the value and a NUL are written. -2: the name has no such attribute, or nothing has that word.
-// Any other: the value is no character string (as that of x500UniqueIdentifier), or does not fit
-// with its NUL, or there is nothing to ask. Not 0 leaves an empty text (nothing, when `size` is 0);
-// a value is never cut short.
+// `size` is the size of the buffer in bytes. On failure the text is empty, or nothing is written if
+// `size` is 0. A text is never truncated. Returns -2 if the name has no such attribute or the word
+// is unknown. Fails if the value is not a character string, such as that of x500UniqueIdentifier.
 int cert_subject_attr(const certificate* cert, const char* attribute, char* buffer,
                       unsigned long size);
 int cert_issuer_attr(const certificate* cert, const char* attribute, char* buffer,
                      unsigned long size);
 
-// Whether this is the certificate of a certification authority, which is what the extension basic
-// constraints says (RFC 5280 4.2.1.9). Positive: it is. 0: it is not, or there is no such
-// extension. Negative: that cannot be told, since the extension cannot be read or there is nothing
-// to ask; the negated code says why.
+// Returns a positive value if the certificate is that of a certification authority according to its
+// basic constraints (RFC 5280 4.2.1.9). Returns 0 if it is not, or if it has no basic constraints.
+// Returns a negated code if the extension cannot be parsed, or if the record is null or empty.
 int cert_is_ca(const certificate* cert);
 
-// Writes the serial number: the contents of its INTEGER as the certificate has them, most
-// significant octet first, a leading zero octet included; never empty. On entry `*length` is the
-// capacity of the buffer, on success the number of octets written.
-//
-// Not 0: nothing is written, the length included.
+// Writes the serial number to `buffer`: the contents of its INTEGER as encoded, most significant
+// octet first, including a leading zero octet. It is never empty. On entry `*length` is the size of
+// the buffer in bytes; on success it is the number of bytes written. On failure the buffer and
+// `*length` are unchanged.
 int cert_serial(const certificate* cert, unsigned char* buffer, unsigned long* length);
 
-// Stores what the key may be used for (RFC 5280 4.2.1.3) as a sum of
+// Stores the permitted usages of the key (RFC 5280 4.2.1.3) as a sum of
 //
 //       128 digitalSignature        8 keyAgreement
 //        64 nonRepudiation          4 keyCertSign
@@ -118,23 +118,23 @@ int cert_serial(const certificate* cert, unsigned char* buffer, unsigned long* l
 //        16 dataEncipherment        1 encipherOnly
 //                               32768 decipherOnly
 //
-// 0: stored. It may be 0, for a key that may be used for nothing. -2: the certificate has no such
-// extension; -1, every usage, is stored. Any other: the extension cannot be read or there is
-// nothing to ask; 0 is stored.
+// The sum may be 0: the extension may permit no usage. If the certificate has no such extension,
+// returns -2 and stores -1, which stands for every usage. On any other failure stores 0, unless
+// `usage` is null.
 int cert_key_usage(const certificate* cert, int* usage);
 
-// Writes exponent and modulus of a key for rsaEncryption: unsigned, most significant octet first,
-// without leading zero octets. On entry the lengths are the capacities of the buffers, on success
-// the numbers of octets written.
+// Writes the exponent and modulus of an rsaEncryption key: unsigned, most significant octet first,
+// without leading zero octets. On entry the lengths are the sizes of the buffers in bytes; on
+// success they are the numbers of bytes written. The buffers must not overlap.
 //
-// Not 0: the key is not an RSA key (one for RSASSA-PSS alone is none here), cannot be read, has a
-// modulus or exponent that is not positive or does not fit, or there is nothing to ask. Nothing is
-// written, the lengths included.
+// Fails if the key is not for rsaEncryption (keys for RSASSA-PSS only are refused, too), if it
+// cannot be parsed, or if the modulus or exponent is not positive or does not fit its buffer. On
+// failure neither the buffers nor the lengths are changed.
 int cert_rsa_public_key_components(const certificate* cert, unsigned char* exponent,
                                    unsigned long* exponent_len, unsigned char* modulus,
                                    unsigned long* modulus_len);
 
-// What an answer of the functions above means, in one English sentence without a full stop, with
-// the clause of the standard where there is one. Of cert_is_ca() it takes the negative answers.
-// Never null; lives as long as the program.
+// Returns the meaning of a code that one of these functions returned: one English sentence without
+// a full stop, citing the standard where there is one. Takes the negative results of cert_is_ca(),
+// too. Never returns null. The text is a constant.
 const char* cert_error_text(int code);

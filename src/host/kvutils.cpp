@@ -58,6 +58,7 @@ std::string Strip(std::string text, std::string chars) {
 
 namespace {
 
+// An iconv conversion descriptor. Converts to false if iconv does not support the conversion.
 class Converter {
  public:
   Converter(const char* to, const char* from) : descriptor_(iconv_open(to, from)) {}
@@ -69,11 +70,12 @@ class Converter {
   Converter& operator=(const Converter&) = delete;
 
   explicit operator bool() const {
-    return descriptor_ != reinterpret_cast<iconv_t>(-1);  // NOLINT: iconv's own error value
+    return descriptor_ != reinterpret_cast<iconv_t>(-1);  // NOLINT: the error value of iconv_open()
   }
 
-  // Converts the input from *in on, or with a null `in` writes what ends the text in a stateful
-  // encoding, and appends to `*out`. False when the input cannot be converted.
+  // Converts `*in_left` bytes at `*in` and appends the result to `*out`. If `in` is null, appends
+  // the sequence that ends a text in a stateful encoding instead. Returns false if the input cannot
+  // be converted exactly; `*out` may then hold part of the result.
   bool Append(char** in, std::size_t* in_left, std::string* out) {
     for (;;) {
       char piece[256];
@@ -83,7 +85,7 @@ class Converter {
       const int error = errno;
       out->append(piece, sizeof piece - free_len);
       if (result != static_cast<std::size_t>(-1))
-        return result == 0;  // Anything else counts characters that were only approximated.
+        return result == 0;  // Otherwise the number of approximated characters.
       if (error != E2BIG)
         return false;
     }
@@ -93,6 +95,7 @@ class Converter {
   iconv_t descriptor_;
 };
 
+// Returns the encoding of the current locale for an empty name.
 const char* EncodingName(const char* name) {
   return *name == '\0' ? nl_langinfo(CODESET) : name;
 }
@@ -107,7 +110,7 @@ std::string Transcode(const char* first_encoding, const char* second_encoding, s
   Converter converter(to, from);
   if (!converter)
     return text;
-  std::string source = text;  // iconv takes its input through a pointer to non-const.
+  std::string source = text;  // iconv() takes a pointer to non-const input.
   char* in = source.data();
   std::size_t in_left = source.size();
   std::string converted;

@@ -63,15 +63,16 @@ void Logfile::Log(std::string message, int level) {
   }
 }
 
-// One write a line, so that lines of several processes with one file do not mix.
+// Writes each line with one write(), so that lines of several processes that share a file do not
+// interleave.
 void Logfile::WriteLine(const std::string& line) {
-  const std::string text = cut_short_ ? '\n' + line : line;
+  const std::string text = line_incomplete_ ? '\n' + line : line;
   ssize_t written = 0;
   do {
     written = write(descriptor_, text.data(), text.size());
   } while (written < 0 && errno == EINTR);
   if (written > 0)
-    cut_short_ = static_cast<std::size_t>(written) < text.size();
+    line_incomplete_ = static_cast<std::size_t>(written) < text.size();
 }
 
 void Logfile::SetMaxLevel(int level) {
@@ -100,12 +101,13 @@ void Logfile::LogToFunction(Function function) {
   SetSink(-1, false, function ? std::make_shared<const Function>(std::move(function)) : nullptr);
 }
 
-void Logfile::SetSink(int descriptor, bool is_ours, std::shared_ptr<const Function> function) {
+void Logfile::SetSink(int descriptor, bool owns_descriptor,
+                      std::shared_ptr<const Function> function) {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
-  if (is_ours_)
+  if (owns_descriptor_)
     close(descriptor_);
   descriptor_ = descriptor;
-  is_ours_ = is_ours;
-  cut_short_ = false;
+  owns_descriptor_ = owns_descriptor;
+  line_incomplete_ = false;
   function_ = std::move(function);
 }

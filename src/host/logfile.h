@@ -1,5 +1,5 @@
-// The host program's log. Everything that the smart-card component has to say beyond its results
-// goes here, one line a message.
+// The log of the host program. The smart-card component reports everything here that its results do
+// not tell, in messages of one line.
 #pragma once
 
 #include <functional>
@@ -7,18 +7,17 @@
 #include <mutex>
 #include <string>
 
-// Levels are plain numbers, smaller is more serious. The component uses three of them:
+// Levels are numbers; a smaller number is more serious. The component uses three of them:
 //   2  a provider library cannot be used at all
-//   3  one operation or one item failed, or a fact about a provider that was loaded
-//   5  tracing of normal work
+//   3  a failed operation or item, and the identity of a loaded provider
+//   5  tracing of normal operation
 //
-// A Logfile has one sink at a time (at first none) and a highest level that is kept (at first 5).
-// Every operation may be called from any thread at any time; messages of several threads do not
-// mix, and the order of the lines is the order in which the calls got through.
+// A Logfile has one sink, initially none, and a maximum level, initially 5. All member functions
+// are thread-safe. Messages from several threads do not interleave.
 class Logfile {
  public:
-  // Receives a message exactly as it was logged, without time stamp. Calls are serialised. It may
-  // itself log (which calls it again, within the first call) or change the sink.
+  // Receives each message exactly as it was logged, without a time stamp. Calls are serialised. The
+  // function may itself log, which calls it recursively, and it may change the sink.
   using Function = std::function<void(const std::string& message, int level)>;
 
   Logfile() = default;
@@ -26,38 +25,40 @@ class Logfile {
   Logfile(const Logfile&) = delete;
   Logfile& operator=(const Logfile&) = delete;
 
-  // Writes `message` to the sink if `level` is at most the highest level that is kept. Any text is
-  // accepted. Standard error and files get one line,
+  // Writes `message`, which may be any text, to the sink if `level` does not exceed the maximum
+  // level. Standard error and files receive one line with the time in UTC, the level and the
+  // message:
   //   2026-01-31T23:59:59.123Z 3 Loaded PKCS#11 module '/usr/lib/token.so'
-  // with the time in UTC, the level and the message, in which control characters (a line break
-  // among them; 00 to 1F and 7F, octets above that pass) stand as \xHH so that a message can never
-  // look like two. A line that cannot be written is lost without a sign: a full disk must not stop
-  // a signature. Of one that was cut short the next line is separated all the same. What the sink
-  // function throws comes out of Log.
+  // Control characters (00 to 1F, 7F) are written as \xHH, so that one message cannot look like
+  // two. Octets above 7F are written unchanged.
+  //
+  // Write errors are ignored, because a full disk must not prevent a signature. After a truncated
+  // write, the next message starts on a new line. Exceptions from the sink function propagate.
   void Log(std::string message, int level);
 
-  // Keeps messages of `level` and below; a negative level keeps none of the component's.
+  // Sets the maximum level. A negative level discards all messages of the component.
   void SetMaxLevel(int level);
 
+  // Each of these replaces the sink.
   void LogToNothing();
   void LogToStandardError();
-  // Appends to the file, which is created for its owner only (mode 0600) where it does not exist.
-  // On false the file could not be opened (errno says why) and the sink is as it was.
+  // Appends to the file. A new file is readable and writable by its owner only (mode 0600). Returns
+  // false if the file cannot be opened; errno is then set, and the sink is unchanged.
   bool LogToFile(const std::string& path);
-  // An empty function is the same as LogToNothing().
+  // An empty function has the effect of LogToNothing().
   void LogToFunction(Function function);
 
  private:
   void WriteLine(const std::string& line);
-  void SetSink(int descriptor, bool is_ours, std::shared_ptr<const Function> function);
+  void SetSink(int descriptor, bool owns_descriptor, std::shared_ptr<const Function> function);
 
-  std::recursive_mutex mutex_;  // Recursive, for sink functions that log.
+  std::recursive_mutex mutex_;  // recursive, because sink functions may log
   int max_level_ = 5;
-  int descriptor_ = -1;                       // Of standard error or of a file, or none.
-  bool is_ours_ = false;                      // The file's, to be closed.
-  bool cut_short_ = false;                    // The last line has no end.
-  std::shared_ptr<const Function> function_;  // Shared with a call that is under way.
+  int descriptor_ = -1;                       // standard error or a file; -1 for neither
+  bool owns_descriptor_ = false;              // true for a file
+  bool line_incomplete_ = false;              // the last line was truncated
+  std::shared_ptr<const Function> function_;  // shared with a call in progress
 };
 
-// The one log of the program. The program says where it goes.
+// The log of the program. The host program chooses its sink.
 extern Logfile logfile;

@@ -83,6 +83,35 @@ TEST(Interface, MembersOfModuleAreInOrder) {
   EXPECT_TRUE(std::is_sorted(std::begin(members), std::end(members), std::less<const void*>()));
 }
 
+// The layout is part of the binary interface. These are the sizes of the standard library's types
+// on LP64 platforms with libstdc++; with any other, sizeof alone shows that there is no further
+// member.
+struct MembersOfModule {
+  std::string library_path;
+  void* library_handle;
+  CK_FUNCTION_LIST_PTR function_list;
+  bool changed;
+  std::list<Module::name_component> name_components;
+  std::list<pkcs11_certificate_filter> filters;
+};
+static_assert(sizeof(Module) == sizeof(MembersOfModule));
+#if defined(__LP64__) && defined(__GLIBCXX__) && _GLIBCXX_USE_CXX11_ABI
+static_assert(sizeof(Module) == 104);
+
+TEST(Interface, OffsetsOfMembersOfModuleAreFixed) {
+  const Module module;
+  const auto offset = [&module](const auto& member) {
+    return reinterpret_cast<const char*>(&member) - reinterpret_cast<const char*>(&module);
+  };
+  EXPECT_EQ(offset(module.library_path), 0);
+  EXPECT_EQ(offset(module.library_handle), 32);
+  EXPECT_EQ(offset(module.function_list), 40);
+  EXPECT_EQ(offset(module.changed), 48);
+  EXPECT_EQ(offset(module.name_components), 56);
+  EXPECT_EQ(offset(module.filters), 80);
+}
+#endif
+
 // A host may initialise a record with one braced list, for example in its tests.
 
 TEST(Interface, FieldsOfCertificateAreInOrder) {

@@ -8,7 +8,11 @@
 #include "ask_host.h"
 #include "host/certificate.h"
 #include "host/x509/certificate_fields.h"
+#include "host/x509/name_text.h"
 #include "host/x509/names.h"
+#include "host/x509/oid_text.h"
+#include "host/x509/strings.h"
+#include "host/x509/text_writer.h"
 #include "support/hex.h"
 
 namespace {

@@ -3,7 +3,10 @@
 
 #include "certificate_parts.h"
 #include "expect_agreement.h"
+#include "host/x509/name_text.h"
 #include "host/x509/names.h"
+#include "host/x509/strings.h"
+#include "host/x509/text_writer.h"
 #include "parsed.h"
 
 namespace {

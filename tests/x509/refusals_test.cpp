@@ -214,7 +214,7 @@ TEST(Reasons, UnknownCodesHaveText) {
   EXPECT_STREQ(cert_error_text(0), "success");
   EXPECT_STREQ(cert_error_text(-2), "the certificate has no such attribute or extension");
   for (const int code : {1, 2, -1, 9, 9999, 2147483647, -2147483647 - 1})
-    EXPECT_STREQ(cert_error_text(code), "no code of this library");
+    EXPECT_STREQ(cert_error_text(code), "not a code of this library");
 }
 
 }  // namespace

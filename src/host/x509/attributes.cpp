@@ -1,11 +1,13 @@
 #include "host/x509/attributes.h"
 
+#include "host/x509/oid_text.h"
+
 namespace cardcert::x509 {
 
 namespace {
 
 struct AttributeType {
-  const char* oid;  // contents, without tag and length
+  const char* oid;  // the contents, without tag and length
   unsigned char oid_size;
   const char* short_word;
   const char* long_word;
@@ -18,7 +20,7 @@ struct AttributeType {
 #define PDA(last) "\x2b\x06\x01\x05\x05\x07\x09" last, 8              // 1.3.6.1.5.5.7.9
 
 const AttributeType kAttributeTypes[] = {
-    // RFC 4514 section 3 and what names mostly hold.
+    // RFC 4514 section 3, and other types that are frequent in names.
     {X520("\x03"), "CN", "commonName"},
     {X520("\x06"), "C", "countryName"},
     {X520("\x0a"), "O", "organizationName"},
@@ -30,7 +32,7 @@ const AttributeType kAttributeTypes[] = {
     {PILOT("\x01"), "UID", "userId"},
     {X520("\x05"), "serialNumber", "serialNumber"},
     {PKCS9("\x01"), "emailAddress", "emailAddress"},
-    // Persons and organizations: RFC 5280 appendix A.1, RFC 3739 3.1, ETSI EN 319 412.
+    // Persons and organizations (RFC 5280 appendix A.1, RFC 3739 3.1, ETSI EN 319 412).
     {X520("\x04"), "SN", "surname"},
     {X520("\x2a"), "GN", "givenName"},
     {X520("\x2b"), "initials", "initials"},
@@ -49,16 +51,16 @@ const AttributeType kAttributeTypes[] = {
     {PDA("\x03"), "id-pda-gender", "gender"},
     {PDA("\x04"), "id-pda-countryOfCitizenship", "countryOfCitizenship"},
     {PDA("\x05"), "id-pda-countryOfResidence", "countryOfResidence"},
-    // National eID: Russian tax and registration numbers.
+    // Russian tax and registration numbers.
     {"\x2a\x85\x03\x03\x81\x03\x01\x01", 8, "INN", "INN"},
     {"\x2a\x85\x03\x64\x01", 5, "OGRN", "OGRN"},
     {"\x2a\x85\x03\x64\x03", 5, "SNILS", "SNILS"},
     {"\x2a\x85\x03\x64\x05", 5, "OGRNIP", "OGRNIP"},
-    // Where an organization is registered: extended validation certificates.
+    // The place of registration of an organization, in extended validation certificates.
     {EV("\x01"), "jurisdictionL", "jurisdictionLocalityName"},
     {EV("\x02"), "jurisdictionST", "jurisdictionStateOrProvinceName"},
     {EV("\x03"), "jurisdictionC", "jurisdictionCountryName"},
-    // The rest of RFC 4519 section 2.
+    // Other types of RFC 4519 section 2.
     {X520("\x0f"), "businessCategory", "businessCategory"},
     {X520("\x0d"), "description", "description"},
     {X520("\x1b"), "destinationIndicator", "destinationIndicator"},
@@ -102,7 +104,7 @@ Bytes OidOf(const AttributeType& type) {
   return Bytes{reinterpret_cast<const unsigned char*>(type.oid), type.oid_size};
 }
 
-// Not tolower(): the locale has no say in what a word means.
+// Unlike tolower(), independent of the locale.
 char LowerCase(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
@@ -111,92 +113,6 @@ bool EqualIgnoringCase(const char* a, const char* b) {
   for (; *a != '\0' && LowerCase(*a) == LowerCase(*b); ++a, ++b) {
   }
   return *a == *b;
-}
-
-// A number of up to 19 * 7 = 133 bits, which 45 decimal digits hold.
-class Arc {
- public:
-  void AppendSevenBits(std::uint32_t bits) {
-    std::uint64_t carry = bits;
-    for (std::uint32_t& limb : limbs_) {
-      carry += std::uint64_t{limb} << 7;
-      limb = static_cast<std::uint32_t>(carry % kBase);
-      carry /= kBase;
-    }
-  }
-
-  // Takes off the first arc of the object identifier, which the first number holds as well (X.690
-  // 8.19.4: forty times the first arc plus the second), and returns it.
-  char SplitOffFirstArc() {
-    std::uint32_t first = 2;
-    if (*this < 80)
-      first = *this < 40 ? 0 : 1;
-    std::uint32_t borrow = first * 40;
-    for (std::uint32_t& limb : limbs_) {
-      const std::uint32_t taken = borrow;
-      borrow = limb < taken ? 1 : 0;
-      limb = limb + (borrow != 0 ? kBase : 0) - taken;
-    }
-    return static_cast<char>('0' + first);
-  }
-
-  template <typename Put>
-  void ForEachDigit(Put put) const {
-    bool leading = true;
-    for (int i = 4; i >= 0; --i) {
-      for (std::uint32_t unit = kBase / 10; unit != 0; unit /= 10) {
-        const std::uint32_t digit = limbs_[i] / unit % 10;
-        leading = leading && digit == 0 && (i != 0 || unit != 1);
-        if (!leading)
-          put(static_cast<char>('0' + digit));
-      }
-    }
-  }
-
- private:
-  static constexpr std::uint32_t kBase = 1000000000;
-
-  bool operator<(std::uint32_t small) const {
-    for (int i = 1; i < 5; ++i) {
-      if (limbs_[i] != 0)
-        return false;
-    }
-    return limbs_[0] < small;
-  }
-
-  std::uint32_t limbs_[5] = {};  // the lowest nine digits first
-};
-
-template <typename Put>
-Refusal ForEachDottedCharacter(Bytes oid, Put put) {
-  const std::size_t kMaxArcOctets = 19;
-  std::size_t begin = 0;
-  while (begin < oid.size) {
-    Arc arc;
-    std::size_t end = begin;
-    do {
-      if (end - begin == kMaxArcOctets)
-        return Reason::kOidArcTooLarge;
-      arc.AppendSevenBits(oid.data[end] & 0x7fU);
-    } while ((oid.data[end++] & 0x80U) != 0);
-    if (begin == 0)
-      put(arc.SplitOffFirstArc());
-    put('.');
-    arc.ForEachDigit(put);
-    begin = end;
-  }
-  return {};
-}
-
-bool IsDottedFormOf(const char* dotted, Bytes oid) {
-  bool same = true;
-  const auto match = [&](char character) {
-    same = same && *dotted == character;
-    dotted += same ? 1 : 0;
-  };
-  if (ForEachDottedCharacter(oid, match))
-    return false;
-  return same && *dotted == '\0';
 }
 
 }  // namespace
@@ -224,10 +140,6 @@ AttributeWord::AttributeWord(const char* word) {
 
 bool AttributeWord::StandsFor(Bytes type_oid) const {
   return dotted_ != nullptr ? IsDottedFormOf(dotted_, type_oid) : type_oid_ == type_oid;
-}
-
-Refusal PutDottedOid(Bytes oid, TextWriter* out) {
-  return ForEachDottedCharacter(oid, [out](char character) { out->Put(character); });
 }
 
 }  // namespace cardcert::x509

@@ -1,4 +1,4 @@
-// Octets that somebody else owns, and the one place where they are checked against their end.
+// Views of octets, and the only bounds check for reading them.
 #pragma once
 
 #include <cstddef>
@@ -6,6 +6,8 @@
 
 namespace cardcert::x509 {
 
+// A view of octets that are owned elsewhere. Every output of this type in these headers refers to
+// the octets of the input.
 struct Bytes {
   const unsigned char* data = nullptr;
   std::size_t size = 0;
@@ -18,8 +20,8 @@ inline bool operator!=(Bytes a, Bytes b) {
   return !(a == b);
 }
 
-// Walks forward over octets. Everything that is read from a certificate is taken here, so Take() is
-// the only bounds check; it compares with what is left and therefore cannot overflow.
+// Moves forward over octets. The parser reads all octets of a certificate through Take(), so that
+// this is the only bounds check. It compares with what is left, and therefore cannot overflow.
 class Cursor {
  public:
   explicit Cursor(Bytes bytes) : rest_(bytes) {}
@@ -27,8 +29,8 @@ class Cursor {
   bool AtEnd() const { return rest_.size == 0; }
   Bytes Rest() const { return rest_; }
 
-  // Moves past `count` octets and stores them in `*out`. Returns false when fewer are left; then
-  // nothing changes.
+  // Stores the next `count` octets in `*out` and moves past them. Returns false if fewer are left;
+  // the position and `*out` are then unchanged.
   [[nodiscard]] bool Take(std::size_t count, Bytes* out) {
     if (count > rest_.size)
       return false;

@@ -7,7 +7,7 @@ namespace cardcert::x509 {
 
 namespace {
 
-// RFC 5280 4.1.2.1: [0] EXPLICIT INTEGER DEFAULT v1, where 0 stands for version 1.
+// RFC 5280 4.1.2.1: [0] EXPLICIT INTEGER DEFAULT v1. The encoded value is the version minus 1.
 Refusal ReadVersion(Cursor* tbs, int* out) {
   *out = 1;
   if (!NextIs(*tbs, kContext0))
@@ -33,8 +33,8 @@ Refusal ReadVersion(Cursor* tbs, int* out) {
   return {};
 }
 
-// RFC 5280 4.1.2.2 asks for positive numbers of up to 20 octets; certificates in use have others,
-// and whoever compares serials compares these octets.
+// RFC 5280 4.1.2.2 requires a positive number of up to 20 octets. Certificates in use break this
+// rule, so any INTEGER is accepted and returned as encoded.
 Refusal ReadSerial(Cursor* tbs, Bytes* out) {
   Element serial;
   if (const Refusal refusal = ReadElement(tbs, kInteger, Reason::kSerialType, &serial))
@@ -59,7 +59,8 @@ Refusal SkipTime(Cursor* validity) {
   return CheckTime(time);
 }
 
-// RFC 5280 4.1.2.5. Nothing here asks for the times, but two readers must not differ over them.
+// RFC 5280 4.1.2.5. The times are not used, but they are checked, so that no other parser reads the
+// same octets differently.
 Refusal SkipValidity(Cursor* tbs) {
   Element validity;
   if (const Refusal refusal = ReadElement(tbs, kSequence, Reason::kValidityType, &validity))
@@ -72,7 +73,7 @@ Refusal SkipValidity(Cursor* tbs) {
   return ExpectEnd(fields, Reason::kValidityTrailing);
 }
 
-// RFC 5280 4.1.2.8: an IMPLICIT BIT STRING; in version 2 and 3 only.
+// RFC 5280 4.1.2.8: an optional IMPLICIT BIT STRING, only in versions 2 and 3.
 Refusal SkipUniqueId(Cursor* tbs, Tag tag, int version) {
   if (NextIsInOtherForm(*tbs, tag))
     return Reason::kConstructed;
@@ -87,7 +88,7 @@ Refusal SkipUniqueId(Cursor* tbs, Tag tag, int version) {
   return ReadBitString(unique_id.value, &ignored);
 }
 
-// RFC 5280 4.1.2.9: [3] EXPLICIT; in version 3 only.
+// RFC 5280 4.1.2.9: [3] EXPLICIT, only in version 3.
 Refusal ReadOptionalExtensions(Cursor* tbs, int version, Extensions* out) {
   if (!NextIs(*tbs, kContext3))
     return {};
@@ -126,7 +127,7 @@ Refusal ReadTbsCertificate(Bytes value, Algorithm* signature_algorithm, Certific
   return ExpectEnd(tbs, Reason::kTbsTrailing);
 }
 
-// RFC 5280 4.1.1.3. Not verified here; only what can be told from its form is checked.
+// RFC 5280 4.1.1.3. Checks the form of the signature only; nothing is verified.
 Refusal SkipSignature(Cursor* certificate) {
   Element signature;
   if (const Refusal refusal =
@@ -156,7 +157,7 @@ Refusal ReadCertificate(Bytes certificate_value, CertificateFields* out) {
   if (const Refusal refusal = ExpectEnd(certificate, Reason::kCertificateTrailing))
     return refusal;
   // RFC 5280 4.1.1.2: the outer field "MUST contain the same algorithm identifier as the signature
-  // field". Compared whole, parameters included: the outer one is not signed.
+  // field". Compared as a whole with the parameters, because the outer one is not signed.
   if (signed_algorithm.tlv != outer_algorithm.tlv)
     return Reason::kAlgorithmsDiffer;
   return {};

@@ -1,4 +1,4 @@
-// Elements of the distinguished encoding rules (X.690 section 10): a tag, a length, contents.
+// Elements in the distinguished encoding rules (X.690 section 10): tag, length and contents.
 #pragma once
 
 #include "host/x509/bytes.h"
@@ -6,7 +6,7 @@
 
 namespace cardcert::x509 {
 
-// Identifier octets as they stand in a certificate: class, primitive or constructed, number.
+// Identifier octets: the class, primitive or constructed form, and number of a type.
 enum Tag : unsigned char {
   kBoolean = 0x01,
   kInteger = 0x02,
@@ -32,48 +32,57 @@ enum Tag : unsigned char {
   kContext3 = 0xa3,
 };
 
+// Both views refer to the octets that the element was read from.
 struct Element {
   unsigned char tag = 0;
-  Bytes tlv;    // with tag and length
+  Bytes tlv;    // the whole element, with tag and length
   Bytes value;  // the contents alone
 };
 
-// Reads the next element, whatever its tag. The contents are not looked at.
+// The functions below take a cursor into the contents of one element. The two that read move it
+// past the element that they read. On failure they may have moved it into the element, and `*out`
+// is unspecified; the caller must not read on.
+
+// Reads the next element, whatever its tag. Does not look into its contents.
 Refusal ReadElement(Cursor* cursor, Element* out);
 
-// Reads the next element, which must have the tag `tag`: otherwise, and where nothing is left, the
-// answer is `otherwise`, or kConstructed or kNotConstructed where the form alone differs, or
-// kHighTagNumber, since BER readers take a tag in that form for the one that its number tells.
+// Reads the next element, which must have the tag `tag`. If nothing is left or the tag differs,
+// fails with `otherwise`, with these exceptions: kConstructed or kNotConstructed if the tag differs
+// only in its form, and kHighTagNumber for a tag in the form for numbers above 30, because BER
+// parsers accept that form for any number and would read the element as one of the type `tag`.
 Refusal ReadElement(Cursor* cursor, Tag tag, Reason otherwise, Element* out);
 
-// Whether the next element has this tag: how optional fields are recognised, so that one that is
-// missing never shifts those that follow.
+// Returns true if there is a next element and it has this tag. Optional fields are recognised with
+// this, so that a missing one does not shift the fields after it.
 bool NextIs(const Cursor& cursor, unsigned char tag);
 
-// Whether the next element has this tag but for its form, primitive or constructed (X.690 8.1.2.5).
+// Returns true if there is a next element and its tag differs from `tag` only in the form,
+// primitive or constructed (X.690 8.1.2.5).
 bool NextIsInOtherForm(const Cursor& cursor, Tag tag);
 
-// The last step of everything that is read: nothing may be left over. kHighTagNumber again, which
-// an optional field before the end may have.
+// The last step in reading every constructed element. Fails with `otherwise` if anything is left
+// over, or with kHighTagNumber if that begins with a tag in the form for numbers above 30, because
+// it may be an optional field that BER parsers would read.
 Refusal ExpectEnd(const Cursor& cursor, Reason otherwise);
 
-// The rest is how. Inline, so that the parts of an element stay in registers: behind calls reading
-// a certificate and answering takes two thirds more time.
+// Implementation. Inline, because the parts of an element then stay in registers: with function
+// calls, parsing and querying a certificate takes two thirds longer.
 
 const unsigned char kConstructedBit = 0x20;  // X.690 8.1.2.5
 
-// X.690 8.1.2.4: five ones announce a tag number in further octets, which is for numbers above 30.
+// X.690 8.1.2.4: five one bits mean that the tag number follows in further octets. The form is for
+// numbers above 30.
 inline bool IsHighTagForm(unsigned char first) {
   return (first & 0x1fU) == 0x1f;
 }
 
-// Why the next element, which is there or not, is another one than was expected.
+// Returns the reason for a next element that is missing or has another tag than expected.
 inline Refusal Unexpected(const Cursor& cursor, Reason otherwise) {
   return !cursor.AtEnd() && IsHighTagForm(cursor.Rest().data[0]) ? Reason::kHighTagNumber
                                                                  : otherwise;
 }
 
-// X.690 8.1.3 as X.690 10.1 narrows it: the definite form in the fewest octets.
+// X.690 8.1.3, restricted by X.690 10.1 to the definite form in the fewest octets.
 inline Refusal ReadLength(Cursor* cursor, std::size_t* out) {
   Bytes first;
   if (!cursor->Take(1, &first))
@@ -89,7 +98,7 @@ inline Refusal ReadLength(Cursor* cursor, std::size_t* out) {
 
   Bytes octets;
   const std::size_t num_octets = first.data[0] & 0x7fU;
-  // Five octets are either too many for the value or stand for more than 4 GiB.
+  // Five octets are either more than necessary or a length of 4 GiB and more.
   if (num_octets > 4)
     return Reason::kLengthTooLong;
   if (!cursor->Take(num_octets, &octets))

@@ -33,8 +33,8 @@ Refusal ReadExtension(Cursor* cursor, Extension* out) {
     bool ignored = false;
     if (const Refusal refusal = ReadElement(&fields, &critical))
       return refusal;
-    // Tolerated: critical=FALSE written out although it is the default (X.690 11.5), which
-    // certificates in use have.
+    // Tolerated: an encoded critical=FALSE, although DER omits default values (X.690 11.5).
+    // Certificates in use have it.
     if (const Refusal refusal = ReadBoolean(critical.value, &ignored))
       return refusal;
   }
@@ -46,7 +46,7 @@ Refusal ReadExtension(Cursor* cursor, Extension* out) {
   return ExpectEnd(fields, Reason::kExtensionTrailing);
 }
 
-// Any strict order serves to bring equal ones together.
+// Any strict order will do: sorting only has to make equal identifiers adjacent.
 bool Before(Bytes a, Bytes b) {
   if (a.size != b.size)
     return a.size < b.size;
@@ -54,7 +54,8 @@ bool Before(Bytes a, Bytes b) {
 }
 
 // RFC 5280 4.2: "A certificate MUST NOT include more than one instance of a particular extension."
-// Sorted, since comparing each with each takes time by the square of their number. `list` passed.
+// Sorts, because comparing all pairs would take quadratic time. `list` must hold `num_extensions`
+// well-formed extensions.
 Refusal CheckNoDuplicates(Bytes list, std::size_t num_extensions) {
   const std::size_t kNumInPlace = 32;
   Bytes in_place[kNumInPlace];
@@ -122,8 +123,8 @@ Refusal ReadBasicConstraints(Bytes extn_value, bool* is_ca) {
     Element flag;
     if (const Refusal refusal = ReadElement(&fields, &flag))
       return refusal;
-    // Tolerated: cA=FALSE written out although it is the default (X.690 11.5), which certificates
-    // in use have.
+    // Tolerated: an encoded cA=FALSE, although DER omits default values (X.690 11.5). Certificates
+    // in use have it.
     if (const Refusal refusal = ReadBoolean(flag.value, &ca))
       return refusal;
   }
@@ -151,14 +152,14 @@ Refusal ReadKeyUsage(Bytes extn_value, int* usage) {
     return refusal;
   if (const Refusal refusal = ExpectEnd(outer, Reason::kKeyUsageTrailing))
     return refusal;
-  // Tolerated: trailing zero bits, which a named bit list does not have (X.690 11.2.2) but
-  // certificates in use do, two roots of public trust stores among them.
+  // Tolerated: trailing zero bits, although DER removes them from a named bit list (X.690 11.2.2).
+  // Certificates in use have them, including two roots of public trust stores.
   BitString bits;
   if (const Refusal refusal = ReadBitString(element.value, &bits))
     return refusal;
 
-  // Nine bits have names. Others say nothing, and X.680 22 permits them. No bit at all is not the
-  // same as no extension: such a key may be used for nothing.
+  // Only nine bits have names; X.680 22 permits further ones, which are ignored. An empty bit
+  // string differs from a missing extension: it permits no usage at all.
   const unsigned first = bits.octets.size > 0 ? bits.octets.data[0] : 0U;
   const unsigned second = bits.octets.size > 1 ? bits.octets.data[1] & 0x80U : 0U;
   *usage = static_cast<int>(first | second << 8);

@@ -1,4 +1,4 @@
-// Extensions (RFC 5280 4.1.2.9), and the two that are asked for.
+// Extensions (RFC 5280 4.1.2.9), and the values of two of them.
 #pragma once
 
 #include <optional>
@@ -7,19 +7,23 @@
 
 namespace cardcert::x509 {
 
-// The contents of the extnValue of each extension that is asked for; absent without the extension.
+// The extnValue of each extension that the library uses: the contents of its OCTET STRING. Empty
+// optionals for extensions that the certificate does not have.
 struct Extensions {
   std::optional<Bytes> basic_constraints;
   std::optional<Bytes> key_usage;
 };
 
-// Reads what the tag [3] of a tbsCertificate holds. No extension's value is looked into here.
+// Reads the contents of the field [3] of a tbsCertificate. Does not look into the values of
+// extensions. The views in `*out` refer to `value`. On failure `*out` is unspecified.
 Refusal ReadExtensions(Bytes value, Extensions* out);
 
-// RFC 5280 4.2.1.9. One that cannot be read says neither yes nor no.
+// Reads the value of basic constraints (RFC 5280 4.2.1.9) and stores the flag cA. On failure
+// `*is_ca` is unchanged.
 Refusal ReadBasicConstraints(Bytes extn_value, bool* is_ca);
 
-// RFC 5280 4.2.1.3, in the bit layout of cert_key_usage().
+// Reads the value of key usage (RFC 5280 4.2.1.3) and stores it in the bit layout of
+// cert_key_usage(). On failure `*usage` is unchanged.
 Refusal ReadKeyUsage(Bytes extn_value, int* usage);
 
 }  // namespace cardcert::x509

@@ -6,7 +6,7 @@ namespace cardcert::x509 {
 
 namespace {
 
-// 1.2.840.113549.1.1.1
+// rsaEncryption, 1.2.840.113549.1.1.1
 const unsigned char kRsaEncryptionOid[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x01};
 
 // RFC 8017 3.1: modulus and exponent are positive integers.
@@ -19,7 +19,7 @@ Refusal ReadPositive(Cursor* cursor, Bytes* out) {
   Bytes value = element.value;
   if ((value.data[0] & 0x80U) != 0)
     return Reason::kRsaNotPositive;
-  // An INTEGER is as short as can be, so that no more than one zero octet leads.
+  // CheckInteger() leaves at most one leading zero octet.
   if (value.data[0] == 0)
     value = Bytes{value.data + 1, value.size - 1};
   if (value.size == 0)
@@ -73,7 +73,7 @@ Refusal ReadPublicKey(Cursor* cursor, PublicKey* out) {
 Refusal ReadRsaPublicKey(const PublicKey& key, RsaPublicKey* out) {
   if (key.algorithm.oid != Bytes{kRsaEncryptionOid, sizeof kRsaEncryptionOid})
     return Reason::kNotRsa;
-  // RFC 3279 2.3.1 asks for NULL; keys in use lack it as well.
+  // RFC 3279 2.3.1 requires NULL, but keys in use omit it.
   const unsigned char parameters_tag = key.algorithm.parameters.tag;
   if (parameters_tag != 0 && parameters_tag != kNull)
     return Reason::kRsaParameters;

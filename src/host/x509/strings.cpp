@@ -35,8 +35,8 @@ bool IsCharacterString(unsigned char tag) {
 
 bool IsPrintableAscii(const Element& string) {
   if (string.tag == kBmpString || string.tag == kUniversalString || string.tag == kNumericString)
-    return false;  // more octets a character, or fewer characters
-  // All octets, without a way out on the first other one: so compilers take many at a time.
+    return false;  // several octets per character, or a smaller set of characters
+  // No early exit, so that compilers vectorise the loop.
   unsigned others = 0;
   for (std::size_t i = 0; i < string.value.size; ++i)
     others |= string.value.data[i] < 0x20 || string.value.data[i] > 0x7e ? 1U : 0U;
@@ -50,7 +50,7 @@ Refusal CharacterReader::Next(std::uint32_t* out) {
       return Reason::kBmpStringLength;
     *out = BigEndian(octets);
     if (IsSurrogate(*out))
-      return Reason::kBmpStringSurrogate;  // a BMPString has no characters beyond U+FFFF
+      return Reason::kBmpStringSurrogate;  // a BMPString has no characters above U+FFFF
   } else if (tag_ == kUniversalString) {
     if (!rest_.Take(4, &octets))
       return Reason::kUniversalStringLength;
@@ -71,17 +71,17 @@ Refusal CharacterReader::Next(std::uint32_t* out) {
     } else if (tag_ == kVisibleString && (*out < 0x20 || *out > 0x7e)) {
       return Reason::kVisibleStringSet;
     }
-    // Tolerated: a PrintableString with characters outside its set (X.680 41.4), which certificates
-    // in use have ("*", "@", "&", "_"). Read as ISO 8859-1, like a T61String, whose own set (T.61)
-    // nobody writes.
+    // Tolerated: characters outside the set of PrintableString (X.680 41.4). Certificates in use
+    // have "*", "@", "&" and "_". Decoded as ISO 8859-1, and so is T61String, because certificates
+    // in use do not follow T.61.
   }
   if (*out == 0)
     return Reason::kStringNul;
   return {};
 }
 
-// RFC 3629 section 4: the range of the second octet keeps out overlong forms, surrogates and what
-// is above U+10FFFF.
+// RFC 3629 section 4: the range of the second octet excludes overlong forms, surrogates and code
+// points above U+10FFFF.
 Refusal CharacterReader::NextUtf8(unsigned char first, std::uint32_t* out) {
   std::size_t num_more = 0;
   unsigned char lowest = 0x80;
@@ -125,32 +125,6 @@ Refusal CheckCharacterString(const Element& string) {
       return refusal;
   }
   return {};
-}
-
-void TextWriter::PutHex(unsigned char octet) {
-  static const char kDigits[] = "0123456789ABCDEF";
-  Put(kDigits[octet >> 4]);
-  Put(kDigits[octet & 0x0fU]);
-}
-
-void TextWriter::PutUtf8(std::uint32_t code_point) {
-  const auto put = [this](std::uint32_t octet) { Put(static_cast<char>(octet)); };
-  if (code_point < 0x80) {
-    put(code_point);
-    return;
-  }
-  if (code_point < 0x800) {
-    put(0xc0 | code_point >> 6);
-  } else {
-    if (code_point < 0x10000) {
-      put(0xe0 | code_point >> 12);
-    } else {
-      put(0xf0 | code_point >> 18);
-      put(0x80 | (code_point >> 12 & 0x3f));
-    }
-    put(0x80 | (code_point >> 6 & 0x3f));
-  }
-  put(0x80 | (code_point & 0x3f));
 }
 
 }  // namespace cardcert::x509

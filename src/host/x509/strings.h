@@ -1,4 +1,4 @@
-// Character strings of names (X.680 41, X.690 8.23), one character at a time.
+// The character strings of names (X.680 41, X.690 8.23).
 #pragma once
 
 #include <cstdint>
@@ -7,23 +7,27 @@
 
 namespace cardcert::x509 {
 
-// Whether an element with this tag is a character string that CharacterReader reads.
+// Returns true for the tags of the character strings that CharacterReader supports.
 bool IsCharacterString(unsigned char tag);
 
-// Whether the contents of a character string are its text: printable ASCII in a type of which that
-// is true. So are nearly all names, and need not be taken apart.
+// Returns true if the contents of a character string can be used as its text without decoding:
+// printable ASCII in a type that encodes ASCII as single octets. Most names are such strings.
 bool IsPrintableAscii(const Element& string);
 
-// Yields the characters of one string as Unicode code points, checking them on the way.
+// Decodes a character string into Unicode code points and checks it. Refers to the octets of the
+// string.
 class CharacterReader {
  public:
+  // `string` must have a tag for which IsCharacterString() is true.
   explicit CharacterReader(const Element& string) : tag_(string.tag), rest_(string.value) {}
 
   bool AtEnd() const { return rest_.AtEnd(); }
 
-  // The next character; not to be called at the end. A NUL is refused like any other character
-  // that does not belong: names are handed out as C strings, and one that ends early reads as
-  // another name than the issuer signed.
+  // Stores the next character. Must not be called at the end. On failure `*out` is unspecified, and
+  // the position may be anywhere in the string.
+  //
+  // Refuses NUL. Names are returned as C strings, and a name that ends at the NUL would differ from
+  // the name that the issuer signed.
   Refusal Next(std::uint32_t* out);
 
  private:
@@ -33,38 +37,7 @@ class CharacterReader {
   Cursor rest_;
 };
 
-// Checks a whole string.
+// Checks a whole string, which must have a tag for which IsCharacterString() is true.
 Refusal CheckCharacterString(const Element& string);
-
-// Collects text. Put() goes on counting where the buffer ends; what the buffer holds then is no
-// text.
-class TextWriter {
- public:
-  TextWriter(char* buffer, std::size_t capacity) : buffer_(buffer), capacity_(capacity) {}
-
-  void Put(char character) {
-    if (length_ < capacity_)
-      buffer_[length_] = character;
-    ++length_;
-  }
-  void Put(const char* text) {
-    for (; *text != '\0'; ++text)
-      Put(*text);
-  }
-  void Put(Bytes octets) {
-    if (length_ < capacity_ && octets.size <= capacity_ - length_)
-      std::memcpy(buffer_ + length_, octets.data, octets.size);
-    length_ += octets.size;
-  }
-  void PutHex(unsigned char octet);
-  void PutUtf8(std::uint32_t code_point);
-
-  std::size_t Length() const { return length_; }
-
- private:
-  char* buffer_;
-  std::size_t capacity_;
-  std::size_t length_ = 0;
-};
 
 }  // namespace cardcert::x509

@@ -31,7 +31,8 @@ Refusal CheckOid(Bytes value) {
 Refusal ReadBoolean(Bytes value, bool* out) {
   if (value.size != 1)
     return Reason::kBooleanLength;
-  // Tolerated: TRUE in other octets than FF (X.690 11.1), which certificates in use have.
+  // Tolerated: TRUE encoded as any octet but 0, although DER requires FF (X.690 11.1). Certificates
+  // in use have it.
   *out = value.data[0] != 0;
   return {};
 }
@@ -57,7 +58,7 @@ Refusal ReadBitString(Bytes value, BitString* out) {
 
 namespace {
 
-// Two digits as a number; -1 when one is no digit.
+// Returns the number that two digits stand for, or -1 if one of them is not a digit.
 int TwoDigits(const unsigned char* text) {
   const int tens = text[0] - '0';
   const int ones = text[1] - '0';
@@ -76,7 +77,7 @@ int DaysOfMonth(int year, int month) {
 
 Refusal CheckTime(const Element& time) {
   const bool is_utc_time = time.tag == kUtcTime;
-  // RFC 5280 4.1.2.5.1 and 4.1.2.5.2: with seconds, in Greenwich Mean Time, without fractions.
+  // RFC 5280 4.1.2.5.1 and 4.1.2.5.2: with seconds, without fractions, and in Greenwich Mean Time.
   const std::size_t num_year_digits = is_utc_time ? 2 : 4;
   if (time.value.size != num_year_digits + 11 || time.value.data[time.value.size - 1] != 'Z')
     return Reason::kTimeForm;
@@ -88,7 +89,7 @@ Refusal CheckTime(const Element& time) {
     if (pairs[i] < 0)
       return Reason::kTimeForm;
   }
-  // RFC 5280 4.1.2.5.1: 50 and more are years of the twentieth century.
+  // RFC 5280 4.1.2.5.1: from 50 on, the year belongs to the twentieth century.
   if (is_utc_time)
     pairs[0] = pairs[1] >= 50 ? 19 : 20;
 
