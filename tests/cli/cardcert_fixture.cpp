@@ -2,7 +2,16 @@
 
 #include <filesystem>
 #include <iterator>
+#include <regex>
 #include <sstream>
+
+namespace {
+
+bool IsMessage(const std::string& line) {
+  return line.compare(0, 10, "cardcert: ") == 0;
+}
+
+}  // namespace
 
 void CardcertTest::SetUp() {
   if (!Exists(Made("sign.pem")))
@@ -103,6 +112,50 @@ std::string Progress(const std::string& text) {
   return "cardcert: " + text + "\n";
 }
 
+std::string LoadError(const std::string& path, const std::string& reason, const std::string& hint) {
+  return Error("Unable to load PKCS#11 module '" + path + "':") +
+         Progress("  " + path + ": " + reason) + Hint(hint) + Hint(kUsualPlaces);
+}
+
+std::string LeftOutWarning() {
+  return Warning(
+      "Unable to read public key from certificate for token \"first\" (left out: only certificates "
+      "with an RSA key can be used)");
+}
+
+std::string CopyWarning() {
+  return Warning(
+      "there is more than one copy of the certificate; using the key and the PIN of the token in "
+      "'SoftHSM slot ID N'");
+}
+
+testing::Matcher<std::string> IsErrorAboutPlainAndTwin() {
+  const std::string error = Error("several different certificates have the serial '00f1e2':");
+  const std::string plain = Progress(
+      "  Plain  00f1e2  2048 bits  any  SoftHSM slot ID N  modulus M...  CN=Plain,O=Example");
+  const std::string twin = Progress(
+      "  Twin  00f1e2  1024 bits  any  SoftHSM slot ID N  modulus M...  CN=Twin,O=Example");
+  const std::string hint =
+      Hint("leave only the certificate you want on the tokens, or remove the other tokens");
+  return testing::AnyOf(error + plain + twin + hint, error + twin + plain + hint);
+}
+
+std::string Masked(const std::string& text) {
+  static const std::regex slot("slot ID 0x[0-9a-f]+");
+  static const std::regex modulus("modulus [0-9a-f]{16}\\.\\.\\.");
+  return std::regex_replace(std::regex_replace(text, slot, "slot ID N"), modulus, "modulus M...");
+}
+
+std::string WithoutLog(const std::string& err) {
+  std::string messages;
+  std::istringstream lines(err);
+  for (std::string line; std::getline(lines, line);) {
+    if (IsMessage(line))
+      messages += line + "\n";
+  }
+  return messages;
+}
+
 std::string Refusal(const Finished& run, int status) {
   EXPECT_EQ(run.status, status);
   EXPECT_EQ(run.out, "");
@@ -113,7 +166,7 @@ std::string Refusal(const Finished& run, int status) {
 testing::AssertionResult AllLinesAreMessages(const std::string& err) {
   std::istringstream lines(err);
   for (std::string line; std::getline(lines, line);) {
-    if (line.compare(0, 10, "cardcert: ") != 0)
+    if (!IsMessage(line))
       return testing::AssertionFailure() << line;
   }
   return testing::AssertionSuccess();

@@ -78,6 +78,25 @@ std::string Warning(const std::string& text);
 std::string Hint(const std::string& text);
 std::string Progress(const std::string& text);
 
+// The last hint after a provider could not be loaded.
+inline constexpr char kUsualPlaces[] =
+    "PKCS#11 libraries are often in /usr/lib/*/pkcs11/ or named *pkcs11*.so";
+// The messages about a library that dlopen() cannot load.
+std::string LoadError(const std::string& path, const std::string& reason, const std::string& hint);
+// The warning about the EC certificate on the token "first".
+std::string LeftOutWarning();
+// The warning about the two copies of the certificate "sign", after Masked().
+std::string CopyWarning();
+// Matches the error about the certificates "plain" and "twin", after Masked(). SoftHSM chooses
+// their order.
+testing::Matcher<std::string> IsErrorAboutPlainAndTwin();
+// Returns `text` with "N" and "M" in place of what differs from build to build: the numbers in
+// SoftHSM's names of slots, and the beginnings of moduli.
+std::string Masked(const std::string& text);
+
+// Returns the lines of standard error that are messages of the program and not of the log.
+std::string WithoutLog(const std::string& err);
+
 // Checks that the program has refused to do anything: it ended with `status` and wrote nothing but
 // messages. Returns the messages.
 std::string Refusal(const Finished& run, int status = 2);

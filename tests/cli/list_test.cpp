@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <regex>
+#include <sstream>
 
 namespace {
 
@@ -151,9 +152,7 @@ TEST_F(ListTest, PrintsOneTableLinePerCertificate) {
 TEST_F(ListTest, NotesThatACertificateWithoutAnRsaKeyIsLeftOut) {
   const Finished run = Cardcert({"list"});
   EXPECT_THAT(run.out, Not(HasSubstr("Curve")));
-  EXPECT_THAT(run.err,
-              HasSubstr("cardcert: warning: Unable to read public key from certificate for "
-                        "token \"first\" (left out: only certificates with an RSA key"));
+  EXPECT_EQ(run.err, LeftOutWarning());
   EXPECT_TRUE(AllLinesAreMessages(run.err));
 }
 
@@ -179,7 +178,17 @@ TEST_F(ListTest, NotesAMissingPartOfAName) {
   const Finished run = Cardcert({"list", "--name", "subject_organizationName,subject_colour"});
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, HasSubstr("Example, Ltd / - "));
-  EXPECT_THAT(run.err, HasSubstr("Unable to read subject attribute \"colour\" from certificate"));
+  // The order is that of the certificates, which SoftHSM chooses.
+  std::vector<std::string> lines;
+  std::istringstream err(run.err);
+  for (std::string line; std::getline(err, line);)
+    lines.push_back(line + "\n");
+  EXPECT_THAT(
+      lines, testing::UnorderedElementsAre(
+                 Warning("Unable to read subject attribute \"colour\" from certificate (11 times)"),
+                 Warning("Unable to read subject attribute \"organizationName\" from certificate "
+                         "(6 times)"),
+                 LeftOutWarning()));
 }
 
 TEST_F(ListTest, ShowsWhichCertificatesPassTheFilters) {
@@ -207,7 +216,8 @@ TEST_F(ListTest, SucceedsWithoutMatch) {
   const Finished table = Cardcert(words);
   EXPECT_EQ(table.status, 0);
   EXPECT_EQ(table.out, "");
-  EXPECT_THAT(table.err, HasSubstr("cardcert: no certificate matches"));
+  EXPECT_EQ(table.err, LeftOutWarning() + Progress("no certificate matches the filters") +
+                           Hint("without --matching all certificates are listed"));
   EXPECT_EQ(Cardcert(Concat(words, {"--json"})).out, "[]\n");
 }
 
@@ -215,9 +225,12 @@ TEST_F(ListTest, NotesAFilterAttributeThatBeginsWithABlank) {
   const Finished run =
       Cardcert({"list", "--matching", "--filter", "x|commonName=Example CA, O=Example|0"});
   EXPECT_EQ(run.status, 0);
-  EXPECT_THAT(run.err,
-              HasSubstr("cardcert: warning: --filter 'x|commonName=Example CA, O=Example|0'"
-                        " matches no certificate: no attribute is called ' O'"));
+  EXPECT_EQ(run.err,
+            Warning("--filter 'x|commonName=Example CA, O=Example|0' matches no certificate: no "
+                    "attribute is called ' O'") +
+                Hint("write the attributes of the issuer without a space after the comma") +
+                LeftOutWarning() + Progress("no certificate matches the filters") +
+                Hint("without --matching all certificates are listed"));
 }
 
 TEST_F(ListTest, SucceedsWithoutCertificates) {
@@ -237,10 +250,10 @@ TEST_F(ListTest, DoesNotSuggestALogThatIsAlreadyOn) {
   UseNoTokens();
   for (const Words& words : {Words{"--log-level", "5"}, Words{"--log-file", File("log")}}) {
     const Finished run = Cardcert({"list", words[0], words[1]});
-    EXPECT_THAT(run.err,
-                HasSubstr("cardcert: no certificates found\n"
-                          "cardcert: hint: check that the card is in its reader and that the card"
-                          " reader service is running\n"));
+    EXPECT_EQ(WithoutLog(run.err),
+              Progress("no certificates found") +
+                  Hint("check that the card is in its reader and that the card reader "
+                       "service is running"));
     EXPECT_THAT(run.err, Not(HasSubstr("hint: --log-level")));
   }
 }
@@ -254,15 +267,15 @@ TEST_F(ListTest, WorksInAnyLocale) {
 TEST_F(ListTest, FailsIfTableCannotBeWritten) {
   const Finished run = InShell("\"$@\" >/dev/full", Command({"list"}));
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err,
-              HasSubstr("cardcert: error: cannot write to standard output: No space left"));
+  EXPECT_EQ(run.err,
+            LeftOutWarning() + Error("cannot write to standard output: No space left on device"));
 }
 
 TEST_F(ListTest, FailsIfStandardOutputIsClosedAndWritesToNoOtherFile) {
   const Finished run = InShell("\"$@\" >&-", Command({"list", "--log-file", File("log")}));
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err,
-              HasSubstr("cardcert: error: cannot write to standard output: Bad file descriptor"));
+  EXPECT_EQ(run.err,
+            LeftOutWarning() + Error("cannot write to standard output: Bad file descriptor"));
   EXPECT_THAT(ReadFile(File("log")), Not(HasSubstr("KEY USAGE")));
 }
 

@@ -59,8 +59,8 @@ TEST_F(OutputTest, AProviderThatReusesDescriptorsDoesNotGetTheOutput) {
   environment_["TAMPER_CLOSE"] = Write("other", "");
   const Finished run = SignWithTampering("sig");
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("cannot write 'sig': the provider closed a file that the program"
-                                 " needs\n"));
+  EXPECT_EQ(run.err,
+            Error("cannot write 'sig': the provider closed a file that the program needs"));
   EXPECT_EQ(ReadFile(File("other")), "");
   EXPECT_TRUE(std::filesystem::is_empty(File("here")));
 }
@@ -132,8 +132,10 @@ TEST_F(SharedOutputTest, RootDoesNotWriteThroughLinksOfOtherUsers) {
   const Finished run = Sign(Link("link", victim, kStranger));
   EXPECT_EQ(run.status, 2);
   EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, HasSubstr("the symbolic link 'link' belongs to user 4321 and is in a folder"
-                                 " that everybody can write to, so it is not followed\n"));
+  EXPECT_EQ(run.err, Error("cannot write '" + File("shared/link") +
+                           "': the symbolic link 'link' belongs to user 4321 and is in a folder "
+                           "that everybody can write to, so it is not followed") +
+                         Hint("use another folder, or the path that the link leads to"));
   EXPECT_EQ(ReadFile(victim), "old");
   EXPECT_EQ(Sign(Link("dangling", File("private/new"), kStranger)).status, 2);
   EXPECT_FALSE(Exists(File("private/new")));
@@ -176,7 +178,9 @@ TEST_F(SharedOutputTest, AUserCannotTakeOverFilesOfOthers) {
   ASSERT_EQ(chmod(path.c_str(), 0666), 0);
   const Finished run = SignAsUser(path);
   EXPECT_EQ(run.status, 2);
-  EXPECT_THAT(run.err, HasSubstr("its owner, user 4321, cannot be kept"));
+  EXPECT_EQ(run.err, Error("cannot write '" + File("shared/open/sig") +
+                           "': its owner, user 4321, cannot be kept: Operation not permitted") +
+                         Hint("remove the file first, or write to another one"));
   EXPECT_EQ(ReadFile(path), "old");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(File("shared/open")), {}), 1);
 }

@@ -36,17 +36,18 @@ TEST_F(ScriptedPinsTest, OffersAWrongPinOnce) {
   const Finished run = Sign({"--pin-file", PinFile("9999"), "--log-level", "5"});
   EXPECT_EQ(run.status, 7);
   EXPECT_EQ(Count(run.err, "Token login error"), 1U);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: error: the PIN is wrong\n"));
-  EXPECT_THAT(run.err, HasSubstr("cardcert: error: the PIN is not tried a second time\n"));
+  EXPECT_EQ(Masked(WithoutLog(run.err)), CopyWarning() + Error("the PIN is wrong") +
+                                             Error("the PIN is not tried a second time") +
+                                             Error("nothing was signed: a PIN was not accepted"));
   EXPECT_FALSE(Exists(File("sig")));
 }
 
 TEST_F(ScriptedPinsTest, BatchWithoutPinIsStatus6) {
   const Finished run = Sign({"--batch"});
   EXPECT_EQ(run.status, 6);
-  EXPECT_THAT(run.err,
-              HasSubstr("cardcert: error: the token asks for the PIN, which was not given\n"
-                        "cardcert: hint: use --pin-file FILE or --pin env:NAME\n"));
+  EXPECT_EQ(Masked(run.err),
+            CopyWarning() + Error("the token asks for the PIN, which was not given") +
+                Hint("use --pin-file FILE or --pin env:NAME") + Error("nothing was signed"));
   EXPECT_FALSE(Exists(File("sig")));
 }
 
@@ -84,8 +85,10 @@ TEST_F(ScriptedPinsTest, ClearsTheVariableBeforeLoadingTheProvider) {
 TEST_F(ScriptedPinsTest, CancelsWithoutPinAndTerminal) {
   const Finished run = Sign({});
   EXPECT_EQ(run.status, 6);
-  EXPECT_THAT(run.err,
-              HasSubstr("there is no terminal to ask for it\ncardcert: hint: use --pin-file"));
+  EXPECT_EQ(Masked(run.err),
+            CopyWarning() +
+                Error("the token asks for a PIN, but there is no terminal to ask for it") +
+                Hint("use --pin-file FILE or --pin env:NAME") + Error("nothing was signed"));
 }
 
 }  // namespace

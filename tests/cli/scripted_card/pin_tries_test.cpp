@@ -38,7 +38,10 @@ TEST_F(PinTriesTest, DoesNotUseTheLastTryForAWrongPin) {
   Card("left=1");
   const Finished run = RunSign(Pin("9999"));
   EXPECT_EQ(run.status, 9);
-  EXPECT_THAT(run.err, HasSubstr("cardcert: error: the PIN was not tried: it is the last try"));
+  EXPECT_EQ(run.err,
+            Error("the PIN was not tried: it is the last try, and a wrong PIN would be locked") +
+                Hint("run the command at a terminal to enter the PIN yourself") +
+                Error("nothing was signed, to keep the last try of the PIN"));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
   ExpectNotSigned();
 }
@@ -53,9 +56,10 @@ TEST_F(PinTriesTest, LockedPinIsStatus8) {
   Card("left=0");
   const Finished run = RunSign(Pin("1234"));
   EXPECT_EQ(run.status, 8);
-  EXPECT_THAT(run.err,
-              HasSubstr("cardcert: error: the PIN is locked\n"
-                        "cardcert: hint: to unlock the PIN, give the SO PIN (PUK) and a new PIN"));
+  EXPECT_EQ(run.err, Error("the PIN is locked") +
+                         Hint("to unlock the PIN, give the SO PIN (PUK) and a new PIN with "
+                              "--so-pin-file and --new-pin-file") +
+                         Error("nothing was signed: a PIN is locked"));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
   ExpectNotSigned();
 }
@@ -146,11 +150,13 @@ TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasTheSerial) {
   Card("first=curve");  // An EC certificate with the same serial comes first and is not listed.
   const Finished run = RunSign(Pin("1234"));
   EXPECT_EQ(run.status, 5);
-  EXPECT_THAT(
-      run.err,
-      HasSubstr("cardcert: error: several different certificates have the serial '4fa107':\n"
-                "cardcert:   CN=Another  (no RSA key"));
-  EXPECT_THAT(run.err, HasSubstr("cardcert:   Jürgen 山田  4fa107"));
+  EXPECT_EQ(Masked(run.err),
+            Error("several different certificates have the serial '4fa107':") +
+                Progress("  CN=Another  (no RSA key that can be used)") +
+                Progress("  Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
+                         "Scripted reader  modulus M...  CN=Jürgen 山田,O=Example\\, Ltd") +
+                Hint("the first certificate hides the second: delete it from its token, or remove "
+                     "the token"));
   EXPECT_TRUE(AllLinesAreMessages(run.err));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
   ExpectNotSigned();
@@ -160,7 +166,13 @@ TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasSerialAndKeyLength) {
   Card("first=broken");
   const Finished run = RunSign(Pin("1234"));
   EXPECT_EQ(run.status, 5);
-  EXPECT_THAT(run.err, HasSubstr("  CN=Broken  "));
+  EXPECT_EQ(Masked(run.err),
+            Error("several different certificates have the serial '4fa107':") +
+                Progress("  CN=Broken  (no RSA key that can be used)") +
+                Progress("  Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
+                         "Scripted reader  modulus M...  CN=Jürgen 山田,O=Example\\, Ltd") +
+                Hint("the first certificate hides the second: delete it from its token, or remove "
+                     "the token"));
   EXPECT_THAT(Calls("C_Login"), SizeIs(0));
   ExpectNotSigned();
 }
@@ -172,7 +184,9 @@ TEST_F(PinTriesTest, DoesNotSayCancelledWithoutAUser) {
             "cardcert: error: the token asks for the PIN, which was not given\n"
             "cardcert: hint: use --pin-file FILE or --pin env:NAME\n"
             "cardcert: error: nothing was signed\n");
-  EXPECT_THAT(RunSign({}).err, HasSubstr("there is no terminal"));
+  EXPECT_EQ(RunSign({}).err,
+            Error("the token asks for a PIN, but there is no terminal to ask for it") +
+                Hint("use --pin-file FILE or --pin env:NAME") + Error("nothing was signed"));
   EXPECT_THAT(RunSign({}).err, testing::Not(HasSubstr("cancelled")));
   ExpectNotSigned();
 }

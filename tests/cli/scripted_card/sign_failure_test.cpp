@@ -76,9 +76,11 @@ TEST_F(SignFailureTest, ExplainsAWriteProtectedToken) {
   Card("fail-from=C_OpenSession/0xe2/2");
   const Finished run = RunSign({"--pin-file", PinFile()});
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err,
-              HasSubstr("cardcert: error: the certificate is listed, but its token cannot be"
-                        " opened for reading and writing:\n"));
+  EXPECT_EQ(
+      run.err,
+      Error("the certificate is listed, but its token cannot be opened for reading and writing:") +
+          Progress("  Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  Scripted "
+                   "reader"));
   EXPECT_THAT(Calls("C_Login"), testing::IsEmpty());
   ExpectNotSigned();
 }

@@ -118,8 +118,11 @@ TEST_F(UnlockTest, LeavesThePinLockedWithoutConsent) {
     PseudoTerminal terminal(SignCommand(), environment_);
     terminal.Answer("[y/N] ", answer);
     terminal.ExpectExit(8);
-    EXPECT_THAT(terminal.screen(),
-                HasSubstr("cardcert: error: nothing was signed: a PIN is locked"));
+    EXPECT_EQ(terminal.screen(),
+              Error("the PIN is locked") +
+                  "Signing with 'Jürgen 山田' in 'Scripted reader'. Press Enter to cancel.\n"
+                  "Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] " +
+                  answer + "\n" + Error("nothing was signed: a PIN is locked"));
     EXPECT_THAT(Calls("C_Login"), SizeIs(0));
     ExpectNotSigned();
   }
