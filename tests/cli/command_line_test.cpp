@@ -65,9 +65,9 @@ TEST_F(CommandLineTest, RefusesValuesForFlags) {
             UsageError("list", "--matching: takes no value"));
   EXPECT_EQ(Refusal(Cardcert({"watch", "--json=1", "--count", "1"})),
             UsageError("watch", "--json: takes no value"));
-  const std::string said = Refusal(Cardcert({"sign", "10", "--batch=246810"}));
-  EXPECT_EQ(said, UsageError("sign", "--batch: takes no value"));
-  EXPECT_THAT(said, Not(HasSubstr("246810")));
+  const std::string err = Refusal(Cardcert({"sign", "10", "--batch=246810"}));
+  EXPECT_EQ(err, UsageError("sign", "--batch: takes no value"));
+  EXPECT_THAT(err, Not(HasSubstr("246810")));
 }
 
 TEST_F(CommandLineTest, EscapesControlCharactersInMessages) {
@@ -191,11 +191,11 @@ TEST_F(CommandLineTest, ChecksSignOptionsBeforeLoadingTheProvider) {
 }
 
 TEST_F(CommandLineTest, RefusesAPinOnTheCommandLineWithoutEchoingIt) {
-  const std::string said = Refusal(Cardcert({"sign", "10", "--pin", "246810"}));
-  EXPECT_EQ(said, Error("--pin takes env:NAME, the name of an environment variable, because other "
-                        "users can read the command line") +
-                      Hint("--pin-file FILE reads the PIN from a file"));
-  EXPECT_THAT(said, Not(HasSubstr("246810")));
+  const std::string err = Refusal(Cardcert({"sign", "10", "--pin", "246810"}));
+  EXPECT_EQ(err, Error("--pin takes env:NAME, the name of an environment variable, because other "
+                       "users can read the command line") +
+                     Hint("--pin-file FILE reads the PIN from a file"));
+  EXPECT_THAT(err, Not(HasSubstr("246810")));
 }
 
 TEST_F(CommandLineTest, PrintsHelpAndVersionToStandardOutput) {

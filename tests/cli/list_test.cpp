@@ -30,7 +30,7 @@ std::string Lower(std::string text) {
   return text;
 }
 
-// The part of `text` that the expression's first group matches; empty when it does not match.
+// Returns what the first group of the expression matches, or "" if there is no match.
 std::string Extract(const std::string& text, const std::string& expression) {
   std::smatch match;
   return std::regex_search(text, match, std::regex(expression)) ? match[1].str() : "";
@@ -47,8 +47,8 @@ constexpr Listed kListed[] = {
     {"rsa4096", "4096 Long"}, {"keyless", "6e6f Keyless"},
 };
 
-// The key usage in the text of openssl, with the names of key_usage_names; "any" without the
-// extension.
+// Returns the key usage in the output of openssl, with the names that list --json uses. Returns
+// "any" if the certificate has no key usage extension.
 std::string KeyUsage(const std::string& text) {
   const std::map<std::string, std::string> words = {{"Digital Signature", "digitalSignature"},
                                                     {"Non Repudiation", "nonRepudiation"},

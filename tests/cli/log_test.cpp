@@ -85,14 +85,14 @@ TEST_F(LogTest, DoesNotRepeatAFailureThatItHasShown) {
 
 TEST_F(LogTest, ExplainsASignatureFailureThatItHasShown) {
   const std::string in = Write("in", "x");
-  const std::string said = Cardcert({"sign", "6e6f", "--in", in, "--out", File("out"),
-                                     "--log-level", "3", "--pin-file", PinFile()})
-                               .err;
-  EXPECT_THAT(said, EndsWith("Z 3 Signature operation failed (102)\n" +
-                             Error("the token has no private key that belongs to this "
-                                   "certificate") +
-                             Error("nothing was signed")));
-  EXPECT_THAT(said, Not(HasSubstr("cardcert: error: Signature operation failed")));
+  const std::string err = Cardcert({"sign", "6e6f", "--in", in, "--out", File("out"), "--log-level",
+                                    "3", "--pin-file", PinFile()})
+                              .err;
+  EXPECT_THAT(err, EndsWith("Z 3 Signature operation failed (102)\n" +
+                            Error("the token has no private key that belongs to this "
+                                  "certificate") +
+                            Error("nothing was signed")));
+  EXPECT_THAT(err, Not(HasSubstr("cardcert: error: Signature operation failed")));
 }
 
 TEST_F(LogTest, NeverContainsAPin) {

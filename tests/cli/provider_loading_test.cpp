@@ -68,10 +68,10 @@ TEST_F(ProviderLoadingTest, SuggestsDotSlashForAFileInTheCurrentFolder) {
 }
 
 TEST_F(ProviderLoadingTest, FailsIfLibraryIsNotAProvider) {
-  const std::string said = Refusal(CardcertWithoutModule({"list", "-m", "libc.so.6"}), 3);
-  EXPECT_EQ(said, Error("Library 'libc.so.6' does not seem to be a PKCS#11 module") +
-                      Hint("a name without '/' is searched for in the system's library folders") +
-                      Hint(kWhatIsNeeded) + Hint(kUsualPlaces));
+  const std::string err = Refusal(CardcertWithoutModule({"list", "-m", "libc.so.6"}), 3);
+  EXPECT_EQ(err, Error("Library 'libc.so.6' does not seem to be a PKCS#11 module") +
+                     Hint("a name without '/' is searched for in the system's library folders") +
+                     Hint(kWhatIsNeeded) + Hint(kUsualPlaces));
 }
 
 TEST_F(ProviderLoadingTest, FailsIfProviderDoesNotInitialize) {

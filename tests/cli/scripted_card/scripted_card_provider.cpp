@@ -53,7 +53,8 @@ class Card {
         // later ones, too.
         {"fail", [](const std::string& value) { Fail(value); }},
         {"fail-from", [](const std::string& value) { Fail(value).Always(); }},
-        // KIND/FUNCTION[/N]: the provider misbehaves before its N-th call, by default the first; with
+        // KIND/FUNCTION[/N]: the provider misbehaves before its N-th call, by default the first;
+        // with
         // do-after at the end of the call. See misbehavior.h for the kinds.
         {"do", [](const std::string& value) { Misbehave(value, false); }},
         {"do-after", [](const std::string& value) { Misbehave(value, true); }},

@@ -12,56 +12,55 @@ using testing::Not;
 const std::string kLine =
     "Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  Scripted reader\n";
 
-class WatchEventsTest : public ScriptedCardTest {};
+class WatchEventsTest : public ScriptedCardTest {
+ protected:
+  // Lets watch check `count` times in quick succession.
+  Finished Watch(int count) const {
+    const Finished run = RunCard({"watch", "--interval", "0.05", "--count", std::to_string(count)});
+    EXPECT_EQ(run.status, 0);
+    ExpectNoViolations();
+    return run;
+  }
+};
 
 TEST_F(WatchEventsTest, ShowsRemovalAndInsertion) {
   Card("remove-at-poll=2 insert-at-poll=9");
-  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "8"});
-  EXPECT_EQ(run.status, 0);
+  const Finished run = Watch(8);
   EXPECT_THAT(run.out, EndsWith("  Scripted reader\n- " + kLine + "+ " + kLine));
   // Once the provider has reported an event, watch relies on events.
   EXPECT_EQ(run.err, "");
-  ExpectNoViolations();
 }
 
 TEST_F(WatchEventsTest, ShowsACardThatMovesToAnotherReader) {
   Card("move-at-poll=2");
-  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
-  EXPECT_EQ(run.status, 0);
+  const Finished run = Watch(4);
   EXPECT_THAT(run.out, EndsWith("  Scripted reader\n- " + kLine +
                                 "+ Jürgen 山田  4fa107  2048 bits  digitalSignature, "
                                 "nonRepudiation  Second reader\n"));
   EXPECT_EQ(run.err, "");
-  ExpectNoViolations();
 }
 
 TEST_F(WatchEventsTest, CountsCopiesOfACertificate) {
   Card("copy-at-poll=2");
-  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
-  EXPECT_EQ(run.status, 0);
+  const Finished run = Watch(4);
   EXPECT_THAT(run.out, EndsWith("  Scripted reader\n+ " + kLine));
   EXPECT_EQ(run.err, "");
-  ExpectNoViolations();
 }
 
 TEST_F(WatchEventsTest, SaysThatThereAreNoCertificatesYet) {
   Card("absent insert-at-poll=2");
-  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
-  EXPECT_EQ(run.status, 0);
+  const Finished run = Watch(4);
   EXPECT_EQ(run.out, "+ " + kLine);
   EXPECT_EQ(run.err, "cardcert: no certificates yet; watching for changes\n");
-  ExpectNoViolations();
 }
 
 TEST_F(WatchEventsTest, ShowsANoteOnce) {
   Card("first=ec insert-at-poll=2");
-  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
-  EXPECT_EQ(run.status, 0);
+  const Finished run = Watch(4);
   EXPECT_EQ(run.err,
             "cardcert: warning: Unable to read public key from certificate for token \"Card (PIN)\""
             " (left out: only certificates with an RSA key can be used)\n");
   EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(4));  // It listed twice.
-  ExpectNoViolations();
 }
 
 TEST_F(WatchEventsTest, ContinuesIfHangupIsIgnored) {
@@ -82,13 +81,11 @@ TEST_F(WatchEventsTest, ListsAgainIfTheProviderReportsNoEvents) {
   // CKR_FUNCTION_NOT_SUPPORTED, CKR_DEVICE_REMOVED, CKR_DEVICE_ERROR, CKR_NO_EVENT
   for (const char* const answer : {"0x54", "0x32", "0x30", "0x8"}) {
     Card(std::string("fail=C_WaitForSlotEvent/") + answer);
-    const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "2"});
-    EXPECT_EQ(run.status, 0) << answer;
+    const Finished run = Watch(2);
     EXPECT_THAT(run.out, HasSubstr("4fa107"));
     EXPECT_EQ(
         run.err,
         Progress("the provider has reported no events so far; listing again every 3 seconds"));
-    ExpectNoViolations();
   }
 }
 
@@ -105,14 +102,12 @@ TEST_F(WatchEventsTest, SignalEndsWatchAndFinalizesTheProvider) {
 TEST_F(WatchEventsTest, OneFailureIsNotARemoval) {
   // The first list makes two calls. Then an event makes watch list again, and the third call fails.
   Card("insert-at-poll=1 fail=C_GetSlotList/0x30/3");
-  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
-  EXPECT_EQ(run.status, 0);
+  const Finished run = Watch(4);
   EXPECT_THAT(run.out, HasSubstr("\nJürgen"));
   EXPECT_THAT(run.out, Not(HasSubstr("\n- ")));
-  EXPECT_THAT(run.err, Not(HasSubstr("cannot list")));
+  EXPECT_EQ(run.err, "");
   // Watch listed again at the next check, with success.
   EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(5));
-  ExpectNoViolations();
 }
 
 TEST_F(WatchEventsTest, TokenInsertedWhileListingIsNotARemoval) {
@@ -130,14 +125,13 @@ TEST_F(WatchEventsTest, TokenInsertedWhileListingIsNotARemoval) {
 TEST_F(WatchEventsTest, TwoFailuresAreARemovalReportedOnce) {
   // Four lists: the first makes two calls, each of the others one call that fails.
   Card("insert-at-poll=1 fail-from=C_GetSlotList/0x30/3");
-  const Finished run = RunCard({"watch", "--interval", "0.05", "--count", "4"});
-  EXPECT_EQ(run.status, 0);
+  const Finished run = Watch(4);
   EXPECT_THAT(run.out, EndsWith("\n- " + kLine));
-  const std::string::size_type said = run.err.find("cardcert: error: the provider cannot list its");
-  EXPECT_NE(said, std::string::npos);
-  EXPECT_EQ(said, run.err.rfind("cardcert: error: the provider cannot list its"));
+  EXPECT_EQ(
+      run.err,
+      Error("the provider cannot list its slots") +
+          Hint("check that what it needs is running: its daemon, or the card reader service"));
   EXPECT_THAT(Calls("C_GetSlotList(TOKEN_PRESENT"), testing::SizeIs(5));
-  ExpectNoViolations();
 }
 
 TEST_F(WatchEventsTest, EndsIfStandardOutputIsClosed) {

@@ -29,18 +29,18 @@ std::string Text(const Secret& secret) {
 
 class PinFileTest : public testing::Test {
  protected:
-  // The PIN of a file with this content; "none" and what was said when there is none.
+  // Reads a PIN from a file with this content. Returns "none" on failure; the message is in err_.
   std::string Read(const std::string& content) {
     PinSource source;
     source.file = folder_.Write("pin", content);
     testing::internal::CaptureStderr();
     const std::unique_ptr<Secret> pin = ReadPin(source, "--pin");
-    said_ = testing::internal::GetCapturedStderr();
+    err_ = testing::internal::GetCapturedStderr();
     return pin ? Text(*pin) : "none";
   }
 
   TempFolder folder_;
-  std::string said_;
+  std::string err_;
 };
 
 TEST_F(PinFileTest, ReadsOneLineWithOrWithoutLineEnd) {
@@ -55,23 +55,23 @@ TEST_F(PinFileTest, ReadsOneLineWithOrWithoutLineEnd) {
 
 TEST_F(PinFileTest, RefusesEmptyLongAndMultipleLines) {
   EXPECT_EQ(Read(""), "none");
-  EXPECT_THAT(said_, HasSubstr("it is empty"));
+  EXPECT_THAT(err_, HasSubstr("it is empty"));
   EXPECT_EQ(Read("\n"), "none");
   EXPECT_EQ(Read("1234\n5678\n"), "none");
-  EXPECT_THAT(said_, HasSubstr("more than one line"));
+  EXPECT_THAT(err_, HasSubstr("more than one line"));
   EXPECT_EQ(Read("1234\n\n"), "none");
   EXPECT_EQ(Read(std::string(129, 'x')), "none");
-  EXPECT_THAT(said_, HasSubstr("longer than 128 bytes"));
-  EXPECT_THAT(said_, Not(HasSubstr("xxxx")));
+  EXPECT_THAT(err_, HasSubstr("longer than 128 bytes"));
+  EXPECT_THAT(err_, Not(HasSubstr("xxxx")));
 }
 
 TEST_F(PinFileTest, RefusesByteOrderMarkAndZeroBytes) {
   EXPECT_EQ(Read("\xef\xbb\xbf"
                  "1234\n"),
             "none");
-  EXPECT_THAT(said_, HasSubstr("byte order mark"));
+  EXPECT_THAT(err_, HasSubstr("byte order mark"));
   EXPECT_EQ(Read(std::string("1\0002\0003\0004\0", 8)), "none");
-  EXPECT_THAT(said_, HasSubstr("it contains a zero byte"));
+  EXPECT_THAT(err_, HasSubstr("it contains a zero byte"));
   EXPECT_EQ(Read("\xef\xbb"), "\xef\xbb");
 }
 
@@ -138,9 +138,9 @@ TEST(PinVariableTest, DoesNotEchoAPinGivenInsteadOfAName) {
   source.variable = "246810";
   testing::internal::CaptureStderr();
   EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
-  const std::string said = testing::internal::GetCapturedStderr();
-  EXPECT_THAT(said, HasSubstr("--pin takes env:NAME"));
-  EXPECT_THAT(said, Not(HasSubstr("246810")));
+  const std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(err, HasSubstr("--pin takes env:NAME"));
+  EXPECT_THAT(err, Not(HasSubstr("246810")));
 }
 
 TEST(SecretTest, ReportsInputThatIsTooLong) {
@@ -156,7 +156,7 @@ TEST(SecretTest, ReportsInputThatIsTooLong) {
   EXPECT_FALSE(secret.too_long());
 }
 
-// The parts of a text, so that a text that is only partly cleared is found. No part occurs twice.
+// Returns the parts of a text, to find a text that is only partly cleared.
 std::vector<std::string> Parts(const std::string& text) {
   std::vector<std::string> parts;
   for (std::size_t at = 0; at < text.size(); at += 4)
