@@ -60,6 +60,16 @@ class Card {
         {"do-after", [](const std::string& value) { Misbehave(value, true); }},
         // At first there is no card in the reader.
         {"absent", [this](const std::string&) { Remove(); }},
+        // A card with the same certificate, key and PIN in the second reader.
+        {"second-card", [](const std::string&) { InsertSecondCard(); }},
+        // Before the N-th C_GetSlotList the card moves to the second reader.
+        {"move-at-list",
+         [this](const std::string& value) {
+           Provider::Instance().On("C_GetSlotList", std::stoi(value)).Before([this] {
+             Remove();
+             Insert(2);
+           });
+         }},
         // At the N-th C_WaitForSlotEvent something happens and an event is reported: the card is
         // removed or inserted, moves to another reader, or gets a copy of its certificate.
         {"remove-at-poll",
@@ -132,6 +142,14 @@ class Card {
           action();
           Provider::Instance().AddSlotEvent(1);
         });
+  }
+  static void InsertSecondCard() {
+    Provider::Instance()
+        .Slot(2)
+        .Token("Second card (PIN)")
+        .UserPin("1234")
+        .Certificate(FileContent("sign.der"), "id")
+        .PrivateKey("id", support::RsaKey::FromPem(FileContent("sign.key")));
   }
   void Remove() { removed_ = Provider::Instance().Slot(1).Remove(); }
   // Does nothing if no token has been removed.
