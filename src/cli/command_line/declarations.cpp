@@ -101,7 +101,7 @@ void DeclareList(CLI::App* parent, Options* options) {
 void DeclarePresent(CLI::App* parent, Options* options) {
   CLI::App* const app = AddCommand(
       parent, "present",
-      "Tells whether a certificate is on a token now. The exit status is 0 if it is there and 4 if"
+      "Checks if a certificate is on a token now. The exit status is 0 if it is there and 4 if"
       " it is not, or if its token cannot be opened for reading and writing.",
       "  cardcert present 4f:a1:07 -m opensc-pkcs11.so && echo 'the card is there'\n");
   AddSerial(app, &options->present.serial);

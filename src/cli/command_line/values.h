@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <charconv>
+#include <cmath>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -21,7 +22,7 @@ std::optional<Number> ParseNumber(const std::string& text) {
   const std::size_t plus = text.size() > 1 && text[0] == '+' && text[1] != '-' ? 1 : 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data() + plus, end, number);
-  if (error != std::errc() || stop != end || !(number - number == 0))
+  if (error != std::errc() || stop != end || !std::isfinite(static_cast<double>(number)))
     return std::nullopt;
   return number;
 }
@@ -36,7 +37,7 @@ CLI::Validator NumberBetween(Number least, Number most) {
     error << Quoted(text) << " is not a number between " << least << " and " << most;
     return error.str();
   };
-  return CLI::Validator(check, "");
+  return {check, ""};
 }
 
 inline CLI::Validator OneOf(const std::vector<std::string>& names) {
@@ -49,14 +50,14 @@ inline CLI::Validator OneOf(const std::vector<std::string>& names) {
     }
     return Quoted(text) + " is not one of " + list;
   };
-  return CLI::Validator(check, "");
+  return {check, ""};
 }
 
 // For a flag. The value is not repeated in the message: it may be a PIN that was given by mistake.
 inline CLI::Validator NoValue() {
-  return CLI::Validator(
+  return {
       [](const std::string& text) { return std::string(text == "true" ? "" : "takes no value"); },
-      "");
+      ""};
 }
 
 }  // namespace cardcert::cli

@@ -32,12 +32,11 @@ std::vector<std::string> ListingWarnings(const std::vector<Problem>& problems) {
     if (count == 0 || IsNormal(event.kind))
       continue;
     const std::string explanation = Explanation(event.kind);
-    const std::string times = count > 1 ? " (" + std::to_string(count) + " times)" : "";
-    if (!shown)
-      warnings.push_back(event.message + (explanation.empty() ? "" : " (" + explanation + ")") +
-                         times);
-    else if (!explanation.empty())
-      warnings.push_back(explanation + times);
+    std::string warning = shown ? explanation : event.message;
+    if (!shown && !explanation.empty())
+      warning += " (" + explanation + ")";
+    if (!warning.empty())
+      warnings.push_back(warning + (count > 1 ? " (" + std::to_string(count) + " times)" : ""));
   }
   return warnings;
 }
