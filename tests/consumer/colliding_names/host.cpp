@@ -1,0 +1,5 @@
+#include "colliding_names.h"
+
+int UseAllInHost() {
+  return UseAll();
+}

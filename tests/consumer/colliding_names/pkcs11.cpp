@@ -1,0 +1,5 @@
+#include "colliding_names.h"
+
+int UseAllInPkcs11() {
+  return UseAll();
+}
