@@ -13,6 +13,15 @@ class PinTriesTest : public ScriptedCardTest {
     return {"--pin-file",    PinFile(pin),     "--so-pin-file",
             PinFile(so_pin), "--new-pin-file", PinFile(new_pin)};
   }
+  // Runs sign, which has to end with `status` after this many logins and without a signature.
+  // Returns standard error.
+  std::string ExpectFailure(const Words& options, int status, std::size_t num_logins) const {
+    const Finished run = RunSign(options);
+    EXPECT_EQ(run.status, status);
+    EXPECT_THAT(Calls("C_Login"), SizeIs(num_logins));
+    ExpectNotSigned();
+    return run.err;
+  }
 };
 
 TEST_F(PinTriesTest, SignsWithTheRightPin) {
@@ -22,54 +31,39 @@ TEST_F(PinTriesTest, SignsWithTheRightPin) {
 }
 
 TEST_F(PinTriesTest, WrongPinCostsOneTry) {
-  const Finished run = RunSign(Pin("9999"));
-  EXPECT_EQ(run.status, 7);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectNotSigned();
+  ExpectFailure(Pin("9999"), 7, 1);
 }
 
 TEST_F(PinTriesTest, OffersAPinOfWrongLengthOnce) {
-  EXPECT_EQ(RunSign(Pin("99")).status, 7);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectNotSigned();
+  ExpectFailure(Pin("99"), 7, 1);
 }
 
 TEST_F(PinTriesTest, DoesNotUseTheLastTryForAWrongPin) {
   Card("left=1");
-  const Finished run = RunSign(Pin("9999"));
-  EXPECT_EQ(run.status, 9);
-  EXPECT_EQ(run.err,
+  const std::string err = ExpectFailure(Pin("9999"), 9, 0);
+  EXPECT_EQ(err,
             Error("the PIN was not tried: it is the last try, and a wrong PIN would be locked") +
                 Hint("run the command at a terminal to enter the PIN yourself") +
                 Error("nothing was signed, to keep the last try of the PIN"));
-  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, DoesNotUseTheLastTryForTheRightPin) {
   Card("left=1");
-  EXPECT_EQ(RunSign(Pin("1234")).status, 9);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectFailure(Pin("1234"), 9, 0);
 }
 
 TEST_F(PinTriesTest, LockedPinIsStatus8) {
   Card("left=0");
-  const Finished run = RunSign(Pin("1234"));
-  EXPECT_EQ(run.status, 8);
-  EXPECT_EQ(run.err, Error("the PIN is locked") +
-                         Hint("to unlock the PIN, give the SO PIN (PUK) and a new PIN with "
-                              "--so-pin-file and --new-pin-file") +
-                         Error("nothing was signed: a PIN is locked"));
-  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNotSigned();
+  const std::string err = ExpectFailure(Pin("1234"), 8, 0);
+  EXPECT_EQ(err, Error("the PIN is locked") +
+                     Hint("to unlock the PIN, give the SO PIN (PUK) and a new PIN with "
+                          "--so-pin-file and --new-pin-file") +
+                     Error("nothing was signed: a PIN is locked"));
 }
 
 TEST_F(PinTriesTest, OffersThePinOnceIfTheCardReportsNoTries) {
   Card("left=1 pin-flags=0 locks-at-once");
-  const Finished run = RunSign(Pin("9999"));
-  EXPECT_EQ(run.status, 8);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectNotSigned();
+  ExpectFailure(Pin("9999"), 8, 1);
 }
 
 TEST_F(PinTriesTest, UnlocksALockedPinWithSoPinAndNewPin) {
@@ -94,9 +88,7 @@ TEST_F(PinTriesTest, ReadsEachPinFromAVariable) {
 
 TEST_F(PinTriesTest, LeavesTheLastTryAfterAWrongPin) {
   Card("left=2");
-  EXPECT_EQ(RunSign(Pin("9999")).status, 7);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(1));  // The last try is left.
-  ExpectNotSigned();
+  ExpectFailure(Pin("9999"), 7, 1);  // The last try is left.
 }
 
 TEST_F(PinTriesTest, OffersTheNewPinDespiteStaleFlags) {
@@ -126,55 +118,42 @@ TEST_F(PinTriesTest, OffersARefusedNewPinOnce) {
 
 TEST_F(PinTriesTest, WrongSoPinCostsOneTry) {
   Card("left=0");
-  EXPECT_EQ(RunSign(Pins("1234", "11111111", "5678")).status, 7);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(1));
-  ExpectNotSigned();
+  ExpectFailure(Pins("1234", "11111111", "5678"), 7, 1);
 }
 
 TEST_F(PinTriesTest, DoesNotUseTheLastTryOfTheSoPin) {
   Card("left=0 so-left=1");
-  const Finished run = RunSign(Pins("1234", "87654321", "5678"));
-  EXPECT_EQ(run.status, 9);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNotSigned();
+  ExpectFailure(Pins("1234", "87654321", "5678"), 9, 0);
 }
 
 TEST_F(PinTriesTest, LockedSoPinIsStatus8) {
   Card("left=0 so-left=0");
-  EXPECT_EQ(RunSign(Pins("1234", "87654321", "5678")).status, 8);
-  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNotSigned();
+  ExpectFailure(Pins("1234", "87654321", "5678"), 8, 0);
 }
 
 TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasTheSerial) {
   Card("first=curve");  // An EC certificate with the same serial comes first and is not listed.
-  const Finished run = RunSign(Pin("1234"));
-  EXPECT_EQ(run.status, 5);
-  EXPECT_EQ(Masked(run.err),
+  const std::string err = ExpectFailure(Pin("1234"), 5, 0);
+  EXPECT_EQ(Masked(err),
             Error("several different certificates have the serial '4fa107':") +
                 Progress("  CN=Another  (no RSA key that can be used)") +
                 Progress("  Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
                          "Scripted reader  modulus M...  CN=Jürgen 山田,O=Example\\, Ltd") +
                 Hint("the first certificate hides the second: delete it from its token, or remove "
                      "the token"));
-  EXPECT_TRUE(AllLinesAreMessages(run.err));
-  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNotSigned();
+  EXPECT_TRUE(AllLinesAreMessages(err));
 }
 
 TEST_F(PinTriesTest, OffersNoPinIfAnUnlistedCertificateHasSerialAndKeyLength) {
   Card("first=broken");
-  const Finished run = RunSign(Pin("1234"));
-  EXPECT_EQ(run.status, 5);
-  EXPECT_EQ(Masked(run.err),
+  const std::string err = ExpectFailure(Pin("1234"), 5, 0);
+  EXPECT_EQ(Masked(err),
             Error("several different certificates have the serial '4fa107':") +
                 Progress("  CN=Broken  (no RSA key that can be used)") +
                 Progress("  Jürgen 山田  4fa107  2048 bits  digitalSignature, nonRepudiation  "
                          "Scripted reader  modulus M...  CN=Jürgen 山田,O=Example\\, Ltd") +
                 Hint("the first certificate hides the second: delete it from its token, or remove "
                      "the token"));
-  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
-  ExpectNotSigned();
 }
 
 TEST_F(PinTriesTest, DoesNotSayCancelledWithoutAUser) {
