@@ -7,6 +7,7 @@
 #include "cli/commands/commands.h"
 #include "cli/provider/provider_guard.h"
 #include "cli/terminal/console.h"
+#include "cli/terminal/standard_output.h"
 
 namespace cardcert::cli {
 namespace {

@@ -11,6 +11,7 @@
 #include "cli/commands/listing_warnings.h"
 #include "cli/commands/names_and_filters.h"
 #include "cli/terminal/console.h"
+#include "cli/terminal/standard_output.h"
 #include "host/kvutils.h"
 
 namespace cardcert::cli {
@@ -56,6 +57,8 @@ ExitStatus Provider::Open(const ProviderOptions& options) {
   if (!ApplyNamesAndFilters(options, &log_, &module_) ||
       !log_.Configure(options.log_level, options.log_file))
     return kExitUsage;
+  if (!SetStandardOutputAside())
+    return kExitFailed;
   if (guard_.Open(options.module, &module_) != 0) {
     if (ProviderGuard::fault())
       return kExitFailed;

@@ -1,6 +1,5 @@
 // cardcert watch
 #include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -16,6 +15,7 @@
 #include "cli/output/table.h"
 #include "cli/terminal/console.h"
 #include "cli/terminal/signal_pipe.h"
+#include "cli/terminal/standard_output.h"
 
 namespace cardcert::cli {
 namespace {
@@ -134,7 +134,7 @@ class Watch {
   // Waits for the time of the next look. Notices a reader of standard output that has gone away
   // even while there is nothing to write.
   Event Wait(SignalPipe* signals) const {
-    pollfd inputs[] = {{signals->descriptor(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    pollfd inputs[] = {{signals->descriptor(), POLLIN, 0}, {StandardOutput(), 0, 0}};
     const auto until = Clock::now() + std::chrono::duration<double>(options_.interval);
     for (;;) {
       const std::chrono::duration<double, std::milli> rest = until - Clock::now();

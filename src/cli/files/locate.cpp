@@ -116,4 +116,15 @@ std::optional<Location> Locate(const std::string& path, LinkPolicy policy, FileP
   return Walk(policy, problem).Follow(path);
 }
 
+std::optional<int> OwnDescriptor(const Location& location) {
+  if (!location.is_proc_link)
+    return std::nullopt;
+  for (const char* const folder : {"/proc/self/fd", "/proc/thread-self/fd"}) {
+    struct stat own = {};
+    if (stat(folder, &own) == 0 && IsSameFile(own, location.folder.info()))
+      return std::stoi(location.name);  // There are no other names in that folder.
+  }
+  return std::nullopt;
+}
+
 }  // namespace cardcert::cli

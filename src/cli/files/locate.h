@@ -36,4 +36,8 @@ struct Location {
 // `*problem`.
 std::optional<Location> Locate(const std::string& path, LinkPolicy policy, FileProblem* problem);
 
+// Returns N if the location is a descriptor of this process: /dev/fd/N, /proc/self/fd/N and the
+// like. /dev/stdout leads to descriptor 1.
+std::optional<int> OwnDescriptor(const Location& location);
+
 }  // namespace cardcert::cli

@@ -9,6 +9,7 @@
 #include "cli/files/shared_folder.h"
 #include "cli/output/write_all.h"
 #include "cli/terminal/console.h"
+#include "cli/terminal/standard_output.h"
 
 namespace cardcert::cli {
 
@@ -25,15 +26,6 @@ void PrintProblem(const std::string& path, const FileProblem& problem) {
     PrintHint(problem.hint);
 }
 
-// Returns N for a location that is this process's /proc/self/fd/N.
-std::optional<int> OwnDescriptor(const Location& location) {
-  struct stat own = {};
-  if (!location.is_proc_link || stat("/proc/self/fd", &own) != 0 ||
-      !IsSameFile(own, location.folder.info()))
-    return std::nullopt;
-  return std::stoi(location.name);  // There are no other names in that folder.
-}
-
 bool IsWritable(int descriptor) {
   const int flags = fcntl(descriptor, F_GETFL);
   return flags >= 0 && (flags & O_PATH) == 0 && (flags & O_ACCMODE) != O_RDONLY;
@@ -48,7 +40,7 @@ std::optional<OutputFile> OutputFile::Prepare(const std::string& path) {
   FileProblem problem;
   std::optional<OutputFile> output;
   if (path == "-" || path == "/dev/stdout")
-    output = StandardOutput(path, &problem);
+    output = ForStandardOutput(path, &problem);
   else if (std::optional<Location> location = Locate(path, LinkPolicy::kProtected, &problem))
     output = AtLocation(path, std::move(*location), &problem);
   if (!output)
@@ -56,9 +48,9 @@ std::optional<OutputFile> OutputFile::Prepare(const std::string& path) {
   return output;
 }
 
-std::optional<OutputFile> OutputFile::StandardOutput(const std::string& path,
-                                                     FileProblem* problem) {
-  const std::optional<FileIdentity> identity = FileIdentity::OfDescriptor(STDOUT_FILENO);
+std::optional<OutputFile> OutputFile::ForStandardOutput(const std::string& path,
+                                                        FileProblem* problem) {
+  const std::optional<FileIdentity> identity = FileIdentity::OfDescriptor(StandardOutput());
   if (!identity) {
     *problem = FileProblem::OfError(errno);
     return std::nullopt;
@@ -72,7 +64,7 @@ std::optional<OutputFile> OutputFile::AtLocation(const std::string& path, Locati
                                                  FileProblem* problem) {
   const std::optional<int> descriptor = OwnDescriptor(location);
   if (descriptor == STDOUT_FILENO)
-    return StandardOutput(path, problem);
+    return ForStandardOutput(path, problem);
   OutputFile output(path, FileIdentity::OfLocation(location));
   const bool is_regular = !location.file || S_ISREG(location.file.info().st_mode);
   const bool prepared = descriptor && IsWritable(*descriptor)
@@ -131,7 +123,7 @@ bool OutputFile::Replaces(const std::string& path) const {
 bool OutputFile::IsTerminal() const {
   switch (kind_) {
     case Kind::kStandardOutput:
-      return isatty(STDOUT_FILENO);
+      return isatty(StandardOutput());
     case Kind::kDescriptor:
       return isatty(descriptor_.get());
     case Kind::kPipeOrDevice:

@@ -61,7 +61,7 @@ class OutputFile {
 
   OutputFile(std::string path, FileIdentity identity);
 
-  static std::optional<OutputFile> StandardOutput(const std::string& path, FileProblem* problem);
+  static std::optional<OutputFile> ForStandardOutput(const std::string& path, FileProblem* problem);
   static std::optional<OutputFile> AtLocation(const std::string& path, Location location,
                                               FileProblem* problem);
   bool PrepareFile(Location location, FileProblem* problem);

@@ -1,12 +1,12 @@
 #include "cli/terminal/console.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include "cli/files/file_problem.h"
+#include "cli/output/write_all.h"
+#include "cli/terminal/standard_output.h"
 #include "cli/terminal/text.h"
 
 namespace cardcert::cli {
@@ -48,7 +48,12 @@ std::string WarningText(std::string_view message) {
 }
 
 bool PrintData(std::string_view data) {
-  if (std::fwrite(data.data(), 1, data.size(), stdout) == data.size() && std::fflush(stdout) == 0)
+  const int descriptor = StandardOutput();
+  if (descriptor < 0) {
+    PrintError("cannot write to standard output: " + FileProblem::OfErrno().reason);
+    return false;
+  }
+  if (WriteAll(descriptor, data))
     return true;
   if (errno != EPIPE)
     PrintError(std::string("cannot write to standard output: ") + std::strerror(errno));
@@ -57,17 +62,6 @@ bool PrintData(std::string_view data) {
 
 std::string Quoted(std::string_view text) {
   return "'" + std::string(text) + "'";
-}
-
-void ReserveStandardDescriptors() {
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(descriptor, F_GETFD) >= 0)
-      continue;
-    // open() returns the lowest free number, which is this one. Standard input is opened for
-    // writing and the others for reading, so that using them still fails.
-    if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0)
-      return;
-  }
 }
 
 }  // namespace cardcert::cli

@@ -32,16 +32,11 @@ void PrintProgress(std::string_view message);
 std::string ErrorText(std::string_view message);
 std::string WarningText(std::string_view message);
 
-// Writes all of `data` to standard output and flushes it. On failure prints an error and returns
-// false; a broken pipe (head, a pager) prints nothing.
+// Writes all of `data` to standard output, see standard_output.h. On failure prints an error and
+// returns false; a broken pipe (head, a pager) prints nothing.
 bool PrintData(std::string_view data);
 
 // Returns `text` between quotation marks.
 std::string Quoted(std::string_view text);
-
-// Opens /dev/null in the place of each standard descriptor that is closed. Must be called before
-// any file is opened: a file opened later would get the number of the closed descriptor, and data
-// or messages would be written into it. Using such a descriptor still fails.
-void ReserveStandardDescriptors();
 
 }  // namespace cardcert::cli

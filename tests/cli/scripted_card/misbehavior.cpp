@@ -7,6 +7,7 @@
 
 #include <clocale>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <stdexcept>
@@ -55,6 +56,27 @@ void Print() {
   [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, kLine, sizeof kLine - 1);
 }
 
+// Stays in the buffer of stdout if that is not a terminal.
+void PrintBuffered() {
+  std::printf("provider: hello\n");
+}
+
+// A process that outlives the program, as the daemon of a card reader does.
+void LeaveChild() {
+  if (fork() == 0) {
+    alarm(30);
+    pause();
+    _exit(0);
+  }
+}
+
+void LeaveProgram() {
+  if (fork() == 0) {
+    execlp("sleep", "sleep", "30", nullptr);
+    _exit(127);
+  }
+}
+
 void ChangeDirectory() {
   if (chdir("/") != 0)
     std::abort();
@@ -83,6 +105,9 @@ std::function<void()> Misbehavior(const std::string& word) {
       {"fork", ForkAndReturnTwice},
       {"fork-exit", ForkAndExit},
       {"print", Print},
+      {"print-buffered", PrintBuffered},
+      {"leave-child", LeaveChild},
+      {"leave-program", LeaveProgram},
       {"chdir", ChangeDirectory},
       {"umask", [] { umask(0); }},
       {"locale", ChangeLocale},

@@ -12,6 +12,9 @@
 //   fork                forks a process that returns from the call, too
 //   fork-exit           forks a process that calls exit(0), as a library that starts a helper does
 //   print               writes a line to standard output
+//   print-buffered      the same with printf(), which may write it as late as in exit()
+//   leave-child         forks a process that sleeps for 30 seconds
+//   leave-program       starts a program that sleeps for 30 seconds
 //   chdir               changes the working directory to /
 //   umask               sets the umask to 0
 //   locale              sets a locale that writes numbers with a comma, where there is one
