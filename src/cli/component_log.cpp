@@ -1,9 +1,10 @@
 #include "cli/component_log.h"
 
-#include <cerrno>
-#include <cstring>
+#include <unistd.h>
+
 #include <utility>
 
+#include "cli/files/log_file.h"
 #include "cli/terminal/console.h"
 #include "cli/terminal/text.h"
 
@@ -33,16 +34,29 @@ ComponentLog::~ComponentLog() {
 bool ComponentLog::Configure(const std::optional<int>& level,
                              const std::optional<std::string>& file) {
   if (file) {
-    if (!output_.LogToFile(*file)) {
-      PrintError("cannot write the log file " + Quoted(*file) + ": " + std::strerror(errno));
+    if (!OpenFile(*file))
       return false;
-    }
     output_.SetMaxLevel(level.value_or(kTrace));
   } else if (level) {
     output_.LogToStandardError();
     output_.SetMaxLevel(*level);
     stderr_level_ = *level;
+    escapes_ = true;
   }
+  return true;
+}
+
+bool ComponentLog::OpenFile(const std::string& path) {
+  FileProblem problem;
+  const std::optional<LogFile> log = LogFile::Prepare(path, &problem);
+  if (log)
+    file_ = log->Open(&problem);
+  if (!file_) {
+    PrintLogFileProblem(path, problem);
+    return false;
+  }
+  escapes_ = isatty(file_.get()) == 1;
+  output_.LogToDescriptor(file_.get());
   return true;
 }
 
@@ -57,7 +71,7 @@ PinWarning ComponentLog::TakePinWarning() {
 }
 
 void ComponentLog::Receive(const std::string& message, int level) {
-  output_.Log(stderr_level_ < 0 ? message : EscapeForTerminal(message), level);
+  WriteToOutput(message, level);
   const bool shown = level <= stderr_level_;
   ComponentEvent event = ParseComponentEvent(message, level);
   if (event.kind == ComponentEventKind::kPinFinalTry)
@@ -71,6 +85,16 @@ void ComponentLog::Receive(const std::string& message, int level) {
     problems_.push_back({event, shown});
   if (event.kind != ComponentEventKind::kOther)
     events_.push_back(std::move(event));
+}
+
+void ComponentLog::WriteToOutput(const std::string& message, int level) {
+  // The number may belong to a file of the provider now.
+  if (file_ && file_.get() < 0) {
+    output_.LogToNothing();
+    file_ = HeldFile();
+    PrintWarning("the provider closed the log file; the rest of the log is lost");
+  }
+  output_.Log(escapes_ ? EscapeForTerminal(message) : message, level);
 }
 
 }  // namespace cardcert::cli

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/component_events.h"
+#include "cli/files/held_file.h"
 #include "host/logfile.h"
 
 namespace cardcert::cli {
@@ -21,7 +22,7 @@ struct Problem {
 
 // Receives every line of the global log as long as it lives. The user sees what --log-level and
 // --log-file ask for, and always the reason why a provider cannot be used (level 2). Lines for
-// standard error are escaped; a file gets them as Logfile writes them.
+// standard error or a terminal are escaped; a file gets them as Logfile writes them.
 class ComponentLog {
  public:
   ComponentLog();
@@ -47,10 +48,14 @@ class ComponentLog {
   PinWarning TakePinWarning();
 
  private:
+  bool OpenFile(const std::string& path);
   void Receive(const std::string& message, int level);
+  void WriteToOutput(const std::string& message, int level);
 
+  HeldFile file_;          // of --log-file; outlives output_, which writes to it
   Logfile output_;         // logs nothing until Configure()
   int stderr_level_ = -1;  // the highest level that is written to standard error; -1: none
+  bool escapes_ = false;   // what goes to output_
   std::vector<ComponentEvent> events_;
   std::vector<Problem> problems_;
   PinWarning pin_warning_ = PinWarning::kNone;

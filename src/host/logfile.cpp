@@ -85,7 +85,11 @@ void Logfile::LogToNothing() {
 }
 
 void Logfile::LogToStandardError() {
-  SetSink(STDERR_FILENO, false, nullptr);
+  LogToDescriptor(STDERR_FILENO);
+}
+
+void Logfile::LogToDescriptor(int descriptor) {
+  SetSink(descriptor, false, nullptr);
 }
 
 bool Logfile::LogToFile(const std::string& path) {

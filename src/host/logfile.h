@@ -42,6 +42,9 @@ class Logfile {
   // Each of these replaces the sink.
   void LogToNothing();
   void LogToStandardError();
+  // Writes to an open descriptor, as to standard error. The caller closes it, after choosing
+  // another sink.
+  void LogToDescriptor(int descriptor);
   // Appends to the file. A new file is readable and writable by its owner only (mode 0600). Returns
   // false if the file cannot be opened; errno is then set, and the sink is unchanged.
   bool LogToFile(const std::string& path);

@@ -105,9 +105,10 @@ TEST_F(SignTest, DoesNotReadPinAndDataFromStandardInput) {
     const Finished run =
         Cardcert({"sign", "4fa107", option, "/dev/stdin", "--out", File("sig")}, PinFile());
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.err, std::string("cardcert: error: ") + option +
-                           " is standard input, which is also the data to sign\n"
-                           "cardcert: hint: use --in FILE\n");
+    EXPECT_EQ(run.err, std::string("cardcert: error: standard input and ") + option +
+                           " are the same file: the PIN would be signed, and the signature would"
+                           " give it away\n"
+                           "cardcert: hint: use another file for one of them\n");
   }
   EXPECT_FALSE(Exists(File("sig")));
   const std::string in = Write("in", "x");
@@ -202,14 +203,21 @@ TEST_F(SignTest, DoesNotReplaceAnInputFile) {
   const std::string pin = PinFile();
   const std::string log = Write("log", "");
   ASSERT_EQ(symlink(in.c_str(), File("link").c_str()), 0);
-  for (const auto& [out, option] :
-       {std::pair(in, "--in"), std::pair(File("link"), "--in"), std::pair(File("./in"), "--in"),
-        std::pair(pin, "--pin-file"), std::pair(log, "--log-file")}) {
+  struct Case {
+    std::string out;
+    std::string error;
+  };
+  const std::string in_error =
+      "--in and --out are the same file: the signature would replace the"
+      " signed data";
+  for (const Case& test :
+       {Case{in, in_error}, Case{File("link"), in_error}, Case{File("./in"), in_error},
+        Case{pin, "--pin-file and --out are the same file: the signature would replace the PIN"},
+        Case{log, "--out and --log-file are the same file: the signature would replace the log"}}) {
     const Finished run = Cardcert(
-        {"sign", "4fa107", "--in", in, "--pin-file", pin, "--log-file", log, "--out", out});
-    EXPECT_EQ(run.status, 2) << out;
-    EXPECT_EQ(run.err, std::string("cardcert: error: --out is the file of ") + option +
-                           " and would overwrite it\n");
+        {"sign", "4fa107", "--in", in, "--pin-file", pin, "--log-file", log, "--out", test.out});
+    EXPECT_EQ(run.status, 2) << test.out;
+    EXPECT_EQ(run.err, Error(test.error) + Hint("use another file for one of them"));
   }
   EXPECT_EQ(ReadFile(in), "x");
   EXPECT_EQ(ReadFile(pin), "1234\n");

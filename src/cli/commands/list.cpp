@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "cli/commands/commands.h"
+#include "cli/commands/file_roles.h"
 #include "cli/commands/listing_warnings.h"
 #include "cli/commands/provider.h"
 #include "cli/output/json.h"
@@ -29,6 +30,8 @@ void ExplainEmptyList(bool has_certificates, bool has_warnings, const ProviderOp
 }  // namespace
 
 ExitStatus RunList(const ProviderOptions& provider_options, const ListOptions& options) {
+  if (!CheckFiles(provider_options))
+    return kExitUsage;
   Provider provider;
   const ExitStatus status = provider.Open(provider_options);
   if (status != kExitSuccess)

@@ -1,5 +1,6 @@
 // cardcert present
 #include "cli/commands/commands.h"
+#include "cli/commands/file_roles.h"
 #include "cli/commands/listing_warnings.h"
 #include "cli/commands/provider.h"
 #include "cli/commands/select.h"
@@ -11,6 +12,8 @@ namespace cardcert::cli {
 ExitStatus RunPresent(const ProviderOptions& provider_options, const PresentOptions& options) {
   const std::optional<Serial> serial = ParseSerial(options.serial);
   if (!serial)
+    return kExitUsage;
+  if (!CheckFiles(provider_options))
     return kExitUsage;
   Provider provider;
   Selection selection;

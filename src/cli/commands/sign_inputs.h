@@ -18,7 +18,8 @@ struct SignInputs {
   GivenPins pins;
 };
 
-// Reads the PINs, prepares the output file, and reads the file to sign. Environment variables with
+// Prepares the output file, checks that no two files of the command line are in each other's way,
+// reads the PINs, and reads the file to sign. Environment variables with
 // PINs are cleared, so that the provider does not inherit them. Prints an error and returns nothing
 // if something is missing or does not fit together.
 std::optional<SignInputs> ReadSignInputs(const ProviderOptions& provider,

@@ -9,6 +9,7 @@
 
 #include "cli/certificates/changes.h"
 #include "cli/commands/commands.h"
+#include "cli/commands/file_roles.h"
 #include "cli/commands/listing_warnings.h"
 #include "cli/commands/provider.h"
 #include "cli/output/json.h"
@@ -161,6 +162,8 @@ class Watch {
 }  // namespace
 
 ExitStatus RunWatch(const ProviderOptions& provider_options, const WatchOptions& options) {
+  if (!CheckFiles(provider_options))
+    return kExitUsage;
   Provider provider;
   const ExitStatus status = provider.Open(provider_options);
   if (status != kExitSuccess)

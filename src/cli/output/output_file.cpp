@@ -111,15 +111,6 @@ bool OutputFile::PreparePipeOrDevice(Location location, FileProblem* problem) {
   return true;
 }
 
-bool OutputFile::Replaces(const std::string& path) const {
-  const FileKind kind = identity_.kind();
-  if (kind_ == Kind::kStandardOutput || (kind != FileKind::kRegular && kind != FileKind::kMissing))
-    return false;
-  const std::optional<FileIdentity> other =
-      path == "-" ? FileIdentity::OfDescriptor(STDIN_FILENO) : FileIdentity::OfPath(path);
-  return other == identity_;
-}
-
 bool OutputFile::IsTerminal() const {
   switch (kind_) {
     case Kind::kStandardOutput:

@@ -42,9 +42,8 @@ class OutputFile {
   // The file that Write() writes or replaces. For a name that is free, the folder and the name.
   const FileIdentity& identity() const { return identity_; }
 
-  // Returns true if Write() would destroy the file of this path, which need not exist yet. "-" is
-  // standard input.
-  bool Replaces(const std::string& path) const;
+  // Returns true if Write() is PrintData().
+  bool IsStandardOutput() const { return kind_ == Kind::kStandardOutput; }
 
   // Returns true if the output appears on a terminal.
   bool IsTerminal() const;

@@ -1,7 +1,6 @@
 #include "cli/pins/pin_source.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -122,14 +121,6 @@ std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& opti
   // The name is not repeated either: it may be a PIN that was given by mistake.
   PrintError("cannot read the PIN of " + option + (source.file ? "-file: " : ": ") + fault);
   return nullptr;
-}
-
-bool ReadsStandardInput(const PinSource& source) {
-  struct stat file = {};
-  struct stat input = {};
-  return source.file && stat(source.file->c_str(), &file) == 0 &&
-         fstat(STDIN_FILENO, &input) == 0 && file.st_dev == input.st_dev &&
-         file.st_ino == input.st_ino;
 }
 
 void ClearPinVariable(const PinSource& source) {

@@ -22,9 +22,6 @@ struct PinSource {
 // `option` is the option of the variable ("--pin"), for the error.
 std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& option);
 
-// Returns true if the source is a file that is standard input under another name.
-bool ReadsStandardInput(const PinSource& source);
-
 // Overwrites the environment variable and removes it, so that neither the provider nor a process
 // that it starts inherits the PIN. Does nothing for a file.
 void ClearPinVariable(const PinSource& source);

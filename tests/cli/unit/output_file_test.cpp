@@ -223,23 +223,27 @@ TEST_F(OutputFileTest, LeavesTheUmaskAsItWas) {
   EXPECT_EQ(umask(before), 027U);
 }
 
+// Returns true if the output and the path are the same file.
+bool IsFile(const std::optional<OutputFile>& output, const std::string& path) {
+  return output && FileIdentity::OfPath(path) == output->identity();
+}
+
 TEST_F(OutputFileTest, KnowsWhichFileItReplaces) {
   const std::string path = folder_.Write("file", "data");
   ASSERT_EQ(link(path.c_str(), File("hard").c_str()), 0);
   ASSERT_EQ(symlink("file", File("soft").c_str()), 0);
   folder_.Write("other", "data");
   const std::optional<OutputFile> existing = OutputFile::Prepare(path);
-  ASSERT_TRUE(existing);
-  EXPECT_TRUE(existing->Replaces(path));
-  EXPECT_TRUE(existing->Replaces(File("hard")));
-  EXPECT_TRUE(existing->Replaces(File("soft")));
-  EXPECT_FALSE(existing->Replaces(File("other")));
-  EXPECT_FALSE(existing->Replaces(File("none")));
+  EXPECT_TRUE(IsFile(existing, path));
+  EXPECT_TRUE(IsFile(existing, File("hard")));
+  EXPECT_TRUE(IsFile(existing, File("soft")));
+  EXPECT_FALSE(IsFile(existing, File("other")));
+  EXPECT_FALSE(IsFile(existing, File("none")));
   const std::optional<OutputFile> fresh = OutputFile::Prepare(File("new"));
-  ASSERT_TRUE(fresh);
-  EXPECT_TRUE(fresh->Replaces(folder_.path() + "/./new"));
-  EXPECT_FALSE(fresh->Replaces(path));
-  EXPECT_FALSE(OutputFile::Prepare("/dev/null")->Replaces("/dev/null"));
+  EXPECT_TRUE(IsFile(fresh, folder_.path() + "/./new"));
+  EXPECT_FALSE(IsFile(fresh, path));
+  EXPECT_FALSE(fresh->IsStandardOutput());
+  EXPECT_EQ(OutputFile::Prepare("/dev/null")->identity().kind(), FileKind::kNull);
 }
 
 TEST_F(OutputFileTest, StandardInputMayBeTheFileThatItReplaces) {
@@ -247,11 +251,18 @@ TEST_F(OutputFileTest, StandardInputMayBeTheFileThatItReplaces) {
   const int before = dup(STDIN_FILENO);
   const int in = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(dup2(in, STDIN_FILENO), STDIN_FILENO);
-  EXPECT_TRUE(OutputFile::Prepare(path)->Replaces("-"));
-  EXPECT_TRUE(OutputFile::Prepare(path)->Replaces("/dev/stdin"));
+  EXPECT_EQ(OutputFile::Prepare(path)->identity(), FileIdentity::OfDescriptor(STDIN_FILENO));
+  EXPECT_TRUE(IsFile(OutputFile::Prepare(path), "/dev/stdin"));
   dup2(before, STDIN_FILENO);
   close(before);
   close(in);
+}
+
+TEST_F(OutputFileTest, KnowsTheNamesOfStandardOutput) {
+  for (const char* const path :
+       {"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1", "/proc/thread-self/fd/1"})
+    EXPECT_TRUE(OutputFile::Prepare(path)->IsStandardOutput()) << path;
+  EXPECT_FALSE(OutputFile::Prepare("/dev/fd/2")->IsStandardOutput());
 }
 
 }  // namespace
