@@ -203,17 +203,18 @@ TEST_F(SignTest, DoesNotReplaceAnInputFile) {
   const std::string pin = PinFile();
   const std::string log = Write("log", "");
   ASSERT_EQ(symlink(in.c_str(), File("link").c_str()), 0);
-  struct Case {
+  struct Refused {
     std::string out;
     std::string error;
   };
   const std::string in_error =
       "--in and --out are the same file: the signature would replace the"
       " signed data";
-  for (const Case& test :
-       {Case{in, in_error}, Case{File("link"), in_error}, Case{File("./in"), in_error},
-        Case{pin, "--pin-file and --out are the same file: the signature would replace the PIN"},
-        Case{log, "--out and --log-file are the same file: the signature would replace the log"}}) {
+  for (const Refused& test :
+       {Refused{in, in_error}, Refused{File("link"), in_error}, Refused{File("./in"), in_error},
+        Refused{pin, "--pin-file and --out are the same file: the signature would replace the PIN"},
+        Refused{log,
+                "--out and --log-file are the same file: the signature would replace the log"}}) {
     const Finished run = Cardcert(
         {"sign", "4fa107", "--in", in, "--pin-file", pin, "--log-file", log, "--out", test.out});
     EXPECT_EQ(run.status, 2) << test.out;

@@ -1,4 +1,5 @@
 // Logfile with a file as its sink.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -147,6 +148,19 @@ TEST_F(LogfileTest, StartsNewLineAfterTruncatedWrite) {
   for (const std::string& line : FileLines())
     messages.push_back(line.substr(27));
   EXPECT_THAT(messages, ElementsAre("before", "c", "after", "and on"));
+}
+
+TEST_F(LogfileTest, WritesToADescriptorAndLeavesItOpen) {
+  const int descriptor = open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(descriptor, 0);
+  log_.LogToDescriptor(descriptor);
+  log_.Log("one\ntwo", 3);
+  log_.LogToNothing();
+  log_.Log("three", 3);
+  EXPECT_EQ(close(descriptor), 0);
+  ASSERT_EQ(FileLines().size(), 1u);
+  EXPECT_TRUE(std::regex_search(FileLines()[0], std::regex(R"(Z 3 one\\x0atwo$)")))
+      << FileLines()[0];
 }
 
 TEST_F(LogfileTest, ClosesFileWhenSinkChanges) {

@@ -53,6 +53,7 @@ bool PrintData(std::string_view data) {
     PrintError("cannot write to standard output: " + FileProblem::OfErrno().reason);
     return false;
   }
+  std::fflush(stdout);  // What was written through stdio comes first.
   if (WriteAll(descriptor, data))
     return true;
   if (errno != EPIPE)

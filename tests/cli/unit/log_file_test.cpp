@@ -166,8 +166,9 @@ TEST_F(LogFileTest, ALogThatWasClosedIsNotWrittenToAnotherFile) {
     struct stat info = {};
     struct stat log_info = {};
     ASSERT_EQ(stat(File("log").c_str(), &log_info), 0);
-    if (fstat(descriptor, &info) == 0 && IsSameFile(info, log_info))
+    if (fstat(descriptor, &info) == 0 && IsSameFile(info, log_info)) {
       ASSERT_EQ(dup2(replacement, descriptor), descriptor);
+    }
   }
   testing::internal::CaptureStderr();
   logfile.Log("second", 5);
