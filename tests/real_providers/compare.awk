@@ -40,7 +40,7 @@ BEGIN {
     wanted[list[i]] = 1
 }
 
-FNR == NR {
+FILENAME == ARGV[1] {
   split($0, part, "\t")
   results[part[1], part[2]] = part[3]
   next
