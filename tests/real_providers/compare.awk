@@ -1,7 +1,7 @@
 # Compares the results of the behaviours with the tables in the documentation. Prints the tables with
 # the results that were found, and then the differences.
 #   awk -f compare.awk -v providers="PROVIDER PROVIDER..." -v counts=FILE RESULTS DOCUMENTATION
-# Writes the number of results that are as documented, and the number of others, to FILE. RESULTS has
+# Writes the number of results that are as documented, and of those that are not, to FILE. RESULTS has
 # lines of provider, behaviour and result, separated by tabs. A table in the documentation begins with a
 # line "| provider | BEHAVIOUR | ... |". A blank cell means that the behaviour is not tried.
 

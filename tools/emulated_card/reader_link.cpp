@@ -85,7 +85,7 @@ bool ReaderLink::ReceiveAll(Bytes* bytes) {
       continue;
     if (result <= 0)
       return false;
-    SetOption(socket_, TCP_QUICKACK);  // The kernel resets this option by itself.
+    SetOption(socket_, TCP_QUICKACK);  // The kernel clears this option again.
     received += static_cast<std::size_t>(result);
   }
   return true;
