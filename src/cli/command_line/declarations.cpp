@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "cli/command_line/values.h"
+#include "cli/command_line/add_option.h"
 #include "cli/output/encoding.h"
 #include "cli/signature/digest_info.h"
 
@@ -12,25 +12,6 @@ namespace cardcert::cli {
 namespace {
 
 constexpr char kCommonGroup[] = "Options of all commands";
-
-template <typename Value>
-CLI::Option* AddValue(CLI::App* app, const char* names, const char* value_name, Value* value,
-                      const char* description) {
-  return app->add_option(names, *value, description)->type_name(value_name);
-}
-
-template <typename Value, typename Number>
-CLI::Option* AddNumber(CLI::App* app, const char* names, const char* value_name, Value* value,
-                       Number least, Number most, const char* description) {
-  const auto store = [value](const std::string& text) { *value = *ParseNumber<Number>(text); };
-  return app->add_option_function<std::string>(names, store, description)
-      ->type_name(value_name)
-      ->check(NumberBetween(least, most));
-}
-
-void AddFlag(CLI::App* app, const char* name, bool* flag, const char* description) {
-  app->add_flag(name, *flag, description)->check(NoValue());
-}
 
 void AddSerial(CLI::App* app, std::string* serial) {
   AddValue(app, "SERIAL", "", serial,
