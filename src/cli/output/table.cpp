@@ -11,9 +11,10 @@
 namespace cardcert::cli {
 namespace {
 
-// Names and slot descriptions are cut, so that one certificate cannot widen the whole table.
-// Serials are never cut, because other commands take them as arguments.
+// Names, slot descriptions and serials are cut, so that one certificate cannot widen the whole
+// table. RFC 5280, section 4.1.2.2, allows serials of 20 octets; 64 digits leave some room.
 constexpr std::size_t kMaxTextColumns = 48;
+constexpr std::size_t kMaxSerialDigits = 64;
 
 constexpr std::size_t kNumColumns = 7;
 using Row = std::array<std::string, kNumColumns>;
@@ -22,14 +23,24 @@ std::string FreeText(const std::string& text) {
   return CutToWidth(WithSingleBlanks(EscapeForTerminal(text)), kMaxTextColumns);
 }
 
+// A cut serial is shown with its length. It cannot be mistaken for a whole one, and no command
+// takes it.
+std::string SerialText(const std::string& serial) {
+  constexpr std::size_t kShownDigits = 16;
+  if (serial.size() <= kMaxSerialDigits)
+    return serial;
+  return serial.substr(0, kShownDigits) + "\u2026 (" + std::to_string(serial.size()) + " digits)";
+}
+
 const char* YesNo(bool yes) {
   return yes ? "yes" : "no";
 }
 
 Row Cells(const pkcs11_certificate& record) {
-  return {FreeText(NameText(record)),       record.serial,       std::to_string(KeyBits(record)),
-          KeyUsageText(record.key_usage),   YesNo(record.is_ca), YesNo(record.matches_filter),
-          FreeText(record.slot_description)};
+  return {
+      FreeText(NameText(record)),       SerialText(record.serial), std::to_string(KeyBits(record)),
+      KeyUsageText(record.key_usage),   YesNo(record.is_ca),       YesNo(record.matches_filter),
+      FreeText(record.slot_description)};
 }
 
 }  // namespace

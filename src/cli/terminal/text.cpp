@@ -118,6 +118,16 @@ std::string WithSingleBlanks(std::string_view text) {
   return single;
 }
 
+std::string QuotedLine(std::string_view text) {
+  std::string marked;
+  for (const char c : WithSingleBlanks(text)) {
+    if (c == '\'' || c == '\\')
+      marked += '\\';
+    marked += c;
+  }
+  return "'" + CutToWidth(EscapeForTerminal(marked), kQuotedColumns) + "'";
+}
+
 std::size_t DisplayWidth(std::string_view escaped) {
   const Utf8Scope utf8;
   std::size_t columns = 0;

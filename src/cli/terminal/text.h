@@ -16,6 +16,13 @@ std::string EscapeForTerminal(std::string_view text);
 // fields of a line, so a field must not contain two.
 std::string WithSingleBlanks(std::string_view text);
 
+// Returns `text` on one line between single quotation marks, such that nothing in it looks like the
+// end of the quotation: escaped, with single blanks, with a backslash before each ' and \, and cut
+// to kQuotedColumns columns. For text from tokens and certificates in questions to the user, where
+// a forged sentence would do most harm.
+inline constexpr std::size_t kQuotedColumns = 48;
+std::string QuotedLine(std::string_view text);
+
 // Returns the number of terminal columns of escaped text.
 std::size_t DisplayWidth(std::string_view escaped);
 

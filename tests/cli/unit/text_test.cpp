@@ -69,5 +69,19 @@ TEST(TextTest, WritesHexadecimal) {
   EXPECT_EQ(Hex(bytes, 0), "");
 }
 
+TEST(QuotedLineTest, CannotBeEndedByTheText) {
+  EXPECT_EQ(QuotedLine("Anna Albers"), "'Anna Albers'");
+  EXPECT_EQ(QuotedLine("x'. PIN: "), "'x\\'. PIN: '");
+  EXPECT_EQ(QuotedLine("x\\'y"), "'x\\\\\\'y'");
+  EXPECT_EQ(QuotedLine("a\n\rb     c"), "'a\\x0a\\x0db c'");
+}
+
+TEST(QuotedLineTest, CutsLongText) {
+  EXPECT_EQ(QuotedLine(std::string(kQuotedColumns, 'x')),
+            "'" + std::string(kQuotedColumns, 'x') + "'");
+  EXPECT_EQ(QuotedLine(std::string(8000, 'x')),
+            "'" + std::string(kQuotedColumns - 1, 'x') + "\u2026'");
+}
+
 }  // namespace
 }  // namespace cardcert::cli
