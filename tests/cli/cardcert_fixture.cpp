@@ -125,8 +125,8 @@ std::string LeftOutWarning() {
 
 std::string CopyWarning() {
   return Warning(
-      "there is more than one copy of the certificate; using the key and the PIN of the token in "
-      "'SoftHSM slot ID N'");
+      "there is more than one copy of the certificate; using the key and the PIN of the token "
+      "'T' in 'SoftHSM slot ID N'");
 }
 
 testing::Matcher<std::string> IsErrorAboutPlainAndTwin() {
@@ -143,7 +143,10 @@ testing::Matcher<std::string> IsErrorAboutPlainAndTwin() {
 std::string Masked(const std::string& text) {
   static const std::regex slot("slot ID 0x[0-9a-f]+");
   static const std::regex modulus("modulus [0-9a-f]{16}\\.\\.\\.");
-  return std::regex_replace(std::regex_replace(text, slot, "slot ID N"), modulus, "modulus M...");
+  static const std::regex token("the token '(first|second)'");
+  const std::string masked =
+      std::regex_replace(std::regex_replace(text, slot, "slot ID N"), modulus, "modulus M...");
+  return std::regex_replace(masked, token, "the token 'T'");
 }
 
 std::string WithoutLog(const std::string& err) {

@@ -90,8 +90,8 @@ std::string CopyWarning();
 // Matches the error about the certificates "plain" and "twin", after Masked(). SoftHSM chooses
 // their order.
 testing::Matcher<std::string> IsErrorAboutPlainAndTwin();
-// Returns `text` with "N" and "M" in place of what differs from build to build: the numbers in
-// SoftHSM's names of slots, and the beginnings of moduli.
+// Returns `text` with "N", "M" and "T" in place of what differs from build to build: the numbers in
+// SoftHSM's names of slots, the beginnings of moduli, and which of two tokens comes first.
 std::string Masked(const std::string& text);
 
 // Returns the lines of standard error that are messages of the program and not of the log.

@@ -19,7 +19,8 @@ class PromptTest : public CardcertTest {
 
 TEST_F(PromptTest, HidesThePinAndRestoresEcho) {
   PseudoTerminal terminal(SignCommand(), environment_);
-  terminal.Expect("Signing with 'Jürgen 山田' in 'SoftHSM slot");
+  terminal.Expect("Certificate: 'Jürgen 山田'");
+  terminal.Expect("in the slot 'SoftHSM slot");
   terminal.Enter("PIN: ", "1234");
   terminal.ExpectExit(0);
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("1234")));

@@ -143,8 +143,10 @@ void DeclareSign(CLI::App* parent, Options* options) {
   AddFlag(app, "--batch", &sign->batch,
           "Never asks; implied by the options for PINs. Each PIN is offered once, and not at all if"
           " the token reports that it is the last try. A locked PIN is unlocked if SO PIN and new"
-          " PIN are given. Many tokens do not report the tries of the SO PIN: each run with a wrong"
-          " one uses up a try.");
+          " PIN are given.");
+  AddFlag(app, "--allow-unreported-tries", &sign->allow_unreported_tries,
+          "Offers the SO PIN also to a token that does not report how many tries of it are left, as"
+          " most cards do. Each run with a wrong one uses up a try.");
   AddCommonOptions(app, &options->provider);
 }
 

@@ -43,6 +43,7 @@ struct SignOptions {
   PinSource so_pin;
   PinSource new_pin;
   bool batch = false;
+  bool allow_unreported_tries = false;
 };
 
 struct HelpOptions {

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <list>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/component_events.h"
+#include "cli/provider/token_identity.h"
 #include "pkcs11/pkcs11.h"
 
 namespace cardcert::cli {
@@ -28,6 +30,8 @@ struct Listing {
   Listing& operator=(Listing&&) = default;
 
   std::list<pkcs11_certificate> records;  // what GetCertificates() returned
+  // The tokens that the walk has been to, by slot.
+  std::map<unsigned long, TokenIdentity> tokens;
   // All certificates that could be parsed, in the order in which the component looks for a serial.
   // Nothing if the events do not fit the records.
   std::optional<std::vector<WalkedCertificate>> walk;

@@ -7,8 +7,10 @@
 
 #include "cli/certificates/describe.h"
 #include "cli/commands/sign_failure.h"
+#include "cli/provider/token_identity.h"
 #include "cli/signature/rsa_check.h"
 #include "cli/terminal/console.h"
+#include "cli/terminal/text.h"
 
 namespace cardcert::cli {
 namespace {
@@ -32,12 +34,12 @@ std::optional<unsigned long> FoundSlot(const std::vector<ComponentEvent>& events
   return std::nullopt;
 }
 
-// The callbacks of one Sign(). When the first of them runs, the component has found the certificate
-// and logged where.
+// The callbacks of one Sign(). No PIN is asked for or offered unless the certificate and the token
+// are the ones that were listed: the user has seen, or a script relies on, the name of the token.
 class SignCallbacks {
  public:
-  SignCallbacks(const Selection& selection, const ComponentLog& log, PinAnswers* answers)
-      : selection_(selection), log_(log), answers_(*answers) {}
+  SignCallbacks(const Selection& selection, Provider* provider, PinAnswers* answers)
+      : selection_(selection), provider_(*provider), answers_(*answers) {}
 
   static bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length, void* data) {
     auto* const self = static_cast<SignCallbacks*>(data);
@@ -49,39 +51,55 @@ class SignCallbacks {
       self->answers_.Report(type, error);
   }
 
-  // Finds out which of the listed certificates Sign() has found, and tells the user if there is a
-  // choice. Returns false if it is none of them.
+  // Finds out which of the listed certificates Sign() has found, and on which token. Returns false,
+  // and keeps to that, if one of them is not as listed. To be called each time: a card may be
+  // exchanged between two questions.
   bool IdentifyToken() {
-    if (!identified_) {
-      identified_ = true;
-      const std::optional<unsigned long> slot = FoundSlot(log_.events());
-      // Without a walk to compare with, CheckNothingHides() has looked for the certificate.
-      found_ = !selection_.listing.walk ? selection_.record
-               : slot                   ? selection_.CopyIn(*slot)
-                                        : nullptr;
-      if (found_ != nullptr)
-        Announce();
-    }
-    return found_ != nullptr;
+    if (moved_ || !difference_.empty())
+      return false;
+    const std::optional<unsigned long> slot = FoundSlot(provider_.log().events());
+    // Without a walk to compare with, CheckNothingHides() has looked for the certificate.
+    const pkcs11_certificate* const found = !selection_.listing.walk ? selection_.record
+                                            : slot                   ? selection_.CopyIn(*slot)
+                                                                     : nullptr;
+    const auto listed =
+        slot ? selection_.listing.tokens.find(*slot) : selection_.listing.tokens.end();
+    const std::optional<CK_TOKEN_INFO> now = slot ? provider_.guard().token(*slot) : std::nullopt;
+    moved_ = found == nullptr || listed == selection_.listing.tokens.end() || !now;
+    if (moved_)
+      return false;
+    difference_ = Difference(listed->second, IdentityOf(*now));
+    if (!difference_.empty())
+      return false;
+    answers_.set_subject(
+        {NameText(*found), listed->second.label, found->slot_description, ReportsSoPinTries(*now)});
+    if (selection_.has_copies && !announced_)
+      PrintWarning(
+          "there is more than one copy of the certificate; using the key and the PIN of the "
+          "token " +
+          QuotedLine(listed->second.label) + " in " + QuotedLine(found->slot_description));
+    announced_ = true;
+    return true;
   }
+
+  // Returns how the token differs from the one that was listed, if that is why there is no
+  // signature.
+  const std::string& difference() const { return difference_; }
 
  private:
-  void Announce() {
-    const std::string slot = Quoted(found_->slot_description);
-    answers_.set_subject(Quoted(NameText(*found_)) + " in " + slot);
-    if (selection_.has_copies)
-      PrintWarning(
-          "there is more than one copy of the certificate; using the key and the PIN of"
-          " the token in " +
-          slot);
-  }
-
   const Selection& selection_;
-  const ComponentLog& log_;
+  Provider& provider_;
   PinAnswers& answers_;
-  bool identified_ = false;
-  const pkcs11_certificate* found_ = nullptr;
+  bool announced_ = false;
+  bool moved_ = false;
+  std::string difference_;
 };
+
+ExitStatus PrintTokenChanged(const std::string& difference) {
+  PrintError("the token is not the one that was listed: " + difference + "; nothing was signed");
+  PrintHint("no PIN was sent to it; insert the right token and run the command again");
+  return kExitFailed;
+}
 
 ExitStatus PrintCertificateMoved() {
   PrintError("the certificate has moved to another slot since it was listed; nothing was signed");
@@ -98,7 +116,7 @@ ExitStatus MakeSignature(const Selection& selection, const std::vector<unsigned 
   static constexpr unsigned char kNothing = 0;
   const pkcs11_certificate& record = *selection.record;
   ComponentLog& log = provider->log();
-  SignCallbacks callbacks(selection, log, answers);
+  SignCallbacks callbacks(selection, provider, answers);
   std::vector<unsigned char> buffer(sizeof record.modulus);
   unsigned long length = buffer.size();
 
@@ -112,6 +130,8 @@ ExitStatus MakeSignature(const Selection& selection, const std::vector<unsigned 
     return kExitFailed;
   }
   const bool identified = callbacks.IdentifyToken();  // also for a token that needs no PIN
+  if (!identified && !callbacks.difference().empty())
+    return PrintTokenChanged(callbacks.difference());
   if (!made)
     return identified ? ExplainFailure(*answers, log.problems()) : PrintCertificateMoved();
   if (ProviderGuard::fault()) {

@@ -81,6 +81,7 @@ std::optional<Listing> Provider::List() {
 
 std::optional<Listing> Provider::TryToList() {
   log_.Clear();
+  guard_.ForgetTokens();
   // GetCertificates() sets `changed` to false once it has gone through all slots, and leaves it
   // alone on failure.
   const bool changed = std::exchange(module_.changed, true);
@@ -89,7 +90,10 @@ std::optional<Listing> Provider::TryToList() {
     module_.changed = changed;
     return std::nullopt;
   }
-  return MakeListing(std::move(records), log_.events());
+  Listing listing = MakeListing(std::move(records), log_.events());
+  for (const auto& [slot, info] : guard_.tokens())
+    listing.tokens.emplace(slot, IdentityOf(info));
+  return listing;
 }
 
 void PrintSlotListError() {

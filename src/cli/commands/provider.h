@@ -31,6 +31,7 @@ class Provider {
   std::optional<Listing> TryToList();
 
   PKCS11Module& module() { return module_; }
+  const ProviderGuard& guard() const { return guard_; }
   ComponentLog& log() { return log_; }
 
  private:

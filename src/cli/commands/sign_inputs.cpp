@@ -50,6 +50,7 @@ std::optional<SignInputs> ReadSignInputs(const ProviderOptions& provider,
     return std::nullopt;
   }
   GivenPins pins;
+  pins.allow_unreported_tries = options.allow_unreported_tries;
   if (!ReadGivenPins(options, &pins))
     return std::nullopt;
   if (options.in == "-" && isatty(STDIN_FILENO))

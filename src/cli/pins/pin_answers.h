@@ -10,6 +10,14 @@
 
 namespace cardcert::cli {
 
+// The certificate and the token that a PIN is for. The texts are as the token gives them.
+struct PinSubject {
+  std::string certificate;
+  std::string token;
+  std::string slot;
+  bool reports_so_pin_tries = false;  // see ReportsSoPinTries()
+};
+
 class PinAnswers {
  public:
   virtual ~PinAnswers() = default;
@@ -18,9 +26,8 @@ class PinAnswers {
   bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length);
   void Report(pkcs11_pin_type type, pkcs11_pin_error error);
 
-  // The certificate and the token that the PIN is for, in words. Must be set before the first
-  // Ask().
-  void set_subject(std::string subject) { subject_ = std::move(subject); }
+  // What the PIN is for. Must be set before each Ask().
+  void set_subject(PinSubject subject) { subject_ = std::move(subject); }
 
   // Returns the exit status if a PIN is the reason why there is no signature.
   std::optional<ExitStatus> Failure() const;
@@ -41,10 +48,10 @@ class PinAnswers {
 
   // What was wrong with the last PIN that was supplied, if anything.
   const std::optional<pkcs11_pin_error>& last_error() const { return last_error_; }
-  const std::string& subject() const { return subject_; }
+  const PinSubject& subject() const { return subject_; }
 
  private:
-  std::string subject_;
+  PinSubject subject_;
   std::optional<ExitStatus> refusal_;
   bool cancelled_by_user_ = false;
   std::optional<pkcs11_pin_error> last_error_;

@@ -71,6 +71,12 @@ bool ScriptedPins::OfferOnce(pkcs11_pin_type type, Secret* pin, bool* offered,
     PrintHint("run the command at a terminal to enter the " + name + " yourself");
     return Refuse(kExitFinalTryRefused);
   }
+  if (type == PIN_TYPE_SO && !subject().reports_so_pin_tries && !pins_.allow_unreported_tries) {
+    PrintError("the " + name + " was not tried: the token does not report how many tries are left");
+    PrintHint("if the " + name + " is right beyond doubt, add --allow-unreported-tries; a wrong " +
+              name + " uses up a try, and the last one destroys the card");
+    return Refuse(kExitFinalTryRefused);
+  }
   *offered = true;
   pin->CopyTo(buffer);
   *length = pin->length();

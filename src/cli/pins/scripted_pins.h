@@ -16,9 +16,12 @@ struct GivenPins {
   std::unique_ptr<Secret> user;
   std::unique_ptr<Secret> security_officer;
   std::unique_ptr<Secret> new_user;
+  bool allow_unreported_tries = false;  // --allow-unreported-tries
 };
 
-// Offers each PIN once, and not at all if the token reports that it is the last try. A locked PIN
+// Offers each PIN once, and not at all if the token reports that it is the last try. The SO PIN is
+// not offered to a token that reports nothing about its tries either, unless the user allows it: a
+// script that is run again and again with a wrong SO PIN would destroy the card. A locked PIN
 // is unlocked if the PINs for that were given. The new PIN is then offered for the login, once,
 // whatever the token reports about tries: the token has just accepted this PIN, and some tokens go
 // on reporting the state of the old one.

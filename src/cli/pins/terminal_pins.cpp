@@ -2,6 +2,7 @@
 
 #include "cli/pins/pin_words.h"
 #include "cli/terminal/console.h"
+#include "cli/terminal/text.h"
 
 namespace cardcert::cli {
 
@@ -40,8 +41,12 @@ bool TerminalPins::OpenTerminal() {
     terminal_ = Terminal::Open();
   if (terminal_ == nullptr)
     return false;
-  if (!introduced_)
-    terminal_->ShowLine("Signing with " + subject() + ". Press Enter to cancel.");
+  if (!introduced_) {
+    terminal_->ShowLine("Certificate: " + QuotedLine(subject().certificate));
+    terminal_->ShowLine("Token: " + QuotedLine(subject().token) + " in the slot " +
+                        QuotedLine(subject().slot));
+    terminal_->ShowLine("Press Enter to cancel.");
+  }
   introduced_ = true;
   return true;
 }

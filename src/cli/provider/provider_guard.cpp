@@ -24,6 +24,7 @@ struct GuardState {
   const char* running = nullptr;            // the function that is being called; null: none
   pid_t process = 0;                        // of the program, not of a child that a provider forked
   std::optional<ProviderFault> fault;
+  std::map<CK_SLOT_ID, CK_TOKEN_INFO> tokens;  // as C_GetTokenInfo has described them
   void (*abandon_hook)() = nullptr;
 };
 
@@ -104,6 +105,15 @@ void Guard(const char* name) {
     State().guarded.*kMember = &Guarded<kMember>::Call;
 }
 
+CK_RV GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info) {
+  const CK_RV rv = Guarded<&CK_FUNCTION_LIST::C_GetTokenInfo>::Call(slot, info);
+  if (rv == CKR_OK)
+    State().tokens[slot] = *info;
+  else
+    State().tokens.erase(slot);
+  return rv;
+}
+
 CK_FUNCTION_LIST_PTR GuardedList(CK_FUNCTION_LIST_PTR provider) {
   State().provider = provider;
   State().guarded = *provider;
@@ -125,6 +135,8 @@ CK_FUNCTION_LIST_PTR GuardedList(CK_FUNCTION_LIST_PTR provider) {
   GUARD(C_SignInit);
   GUARD(C_Sign);
 #undef GUARD
+  if (provider->C_GetTokenInfo != nullptr)
+    State().guarded.C_GetTokenInfo = &GetTokenInfo;
   return &State().guarded;
 }
 
@@ -147,6 +159,7 @@ ProviderGuard::ProviderGuard() {
   State();  // Constructed before the handler is registered, so that it is destroyed after it runs.
   State().process = getpid();
   State().fault.reset();
+  State().tokens.clear();
   static const int registered = std::atexit(AtExit);
   static_cast<void>(registered);
 }
@@ -173,6 +186,21 @@ int ProviderGuard::Open(const std::string& path, PKCS11Module* module) {
   }
   module->function_list = GuardedList(module->function_list);
   return 0;
+}
+
+std::optional<CK_TOKEN_INFO> ProviderGuard::token(CK_SLOT_ID slot) const {
+  const auto found = tokens().find(slot);
+  if (found == tokens().end())
+    return std::nullopt;
+  return found->second;
+}
+
+const std::map<CK_SLOT_ID, CK_TOKEN_INFO>& ProviderGuard::tokens() const {
+  return State().tokens;
+}
+
+void ProviderGuard::ForgetTokens() {
+  State().tokens.clear();
 }
 
 const std::optional<ProviderFault>& ProviderGuard::fault() {

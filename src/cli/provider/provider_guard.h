@@ -17,6 +17,7 @@
 // What it cannot contain: _exit(), abort(), signals, and memory errors.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -42,6 +43,14 @@ class ProviderGuard {
   // function_list with one that forwards to the provider's. Returns what Open() returns, and -1
   // when the provider threw an exception while it was loaded; no provider is loaded then.
   int Open(const std::string& path, PKCS11Module* module);
+
+  // Returns what C_GetTokenInfo last answered for the slot. The component asks right before it
+  // calls back for a PIN.
+  std::optional<CK_TOKEN_INFO> token(CK_SLOT_ID slot) const;
+
+  // The same for all slots since the last ForgetTokens().
+  const std::map<CK_SLOT_ID, CK_TOKEN_INFO>& tokens() const;
+  void ForgetTokens();
 
   // Returns the first fault since the guard was made, if there was one.
   static const std::optional<ProviderFault>& fault();

@@ -10,8 +10,8 @@ class PinTriesTest : public ScriptedCardTest {
  protected:
   Words Pin(const std::string& pin) const { return {"--pin-file", PinFile(pin)}; }
   Words Pins(const std::string& pin, const std::string& so_pin, const std::string& new_pin) const {
-    return {"--pin-file",    PinFile(pin),     "--so-pin-file",
-            PinFile(so_pin), "--new-pin-file", PinFile(new_pin)};
+    return {"--pin-file",     PinFile(pin),     "--so-pin-file",           PinFile(so_pin),
+            "--new-pin-file", PinFile(new_pin), "--allow-unreported-tries"};
   }
   // Runs sign, which has to end with `status` after this many logins and without a signature.
   // Returns standard error.
@@ -80,7 +80,8 @@ TEST_F(PinTriesTest, ReadsEachPinFromAVariable) {
   environment_["P"] = "1234";
   environment_["S"] = "87654321";
   environment_["N"] = "5678";
-  const Finished run = RunSign({"--pin", "env:P", "--so-pin", "env:S", "--new-pin", "env:N"});
+  const Finished run = RunSign(
+      {"--pin", "env:P", "--so-pin", "env:S", "--new-pin", "env:N", "--allow-unreported-tries"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(Calls("C_InitPIN"), SizeIs(1));
   ExpectSigned();
@@ -119,6 +120,32 @@ TEST_F(PinTriesTest, OffersARefusedNewPinOnce) {
 TEST_F(PinTriesTest, WrongSoPinCostsOneTry) {
   Card("left=0");
   ExpectFailure(Pins("1234", "11111111", "5678"), 7, 1);
+}
+
+// The card sets no flag for the SO PIN before a wrong one was entered, and many cards never do.
+TEST_F(PinTriesTest, DoesNotTryTheSoPinIfItsTriesAreNotReported) {
+  Card("left=0");
+  Words words = Pins("1234", "87654321", "5678");
+  words.pop_back();
+  const Finished run = RunSign(words);
+  EXPECT_EQ(run.status, 9);
+  EXPECT_EQ(run.err,
+            Error("the PIN is locked") +
+                Error("the SO PIN (PUK) was not tried: the token does not report how many tries are"
+                      " left") +
+                Hint("if the SO PIN (PUK) is right beyond doubt, add --allow-unreported-tries; a"
+                     " wrong SO PIN (PUK) uses up a try, and the last one destroys the card") +
+                Error("nothing was signed, to keep the last try of the PIN"));
+  EXPECT_THAT(Calls("C_Login"), SizeIs(0));
+  ExpectNotSigned();
+}
+
+TEST_F(PinTriesTest, TriesTheSoPinIfItsTriesAreReported) {
+  Card("left=0 so-left=2");  // CKF_SO_PIN_COUNT_LOW
+  Words words = Pins("1234", "87654321", "5678");
+  words.pop_back();
+  EXPECT_EQ(RunSign(words).status, 0);
+  ExpectSigned();
 }
 
 TEST_F(PinTriesTest, DoesNotUseTheLastTryOfTheSoPin) {

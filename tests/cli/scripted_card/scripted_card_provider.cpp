@@ -58,6 +58,20 @@ class Card {
         // do-after at the end of the call. See misbehavior.h for the kinds.
         {"do", [](const std::string& value) { Misbehave(value, false); }},
         {"do-after", [](const std::string& value) { Misbehave(value, true); }},
+        // FUNCTION[/N]: before the N-th call the card is exchanged for another one with the same
+        // certificate and key.
+        {"exchange",
+         [this](const std::string& value) {
+           std::istringstream parts(value);
+           std::string name;
+           std::string nth = "1";
+           std::getline(parts, name, '/');
+           std::getline(parts, nth);
+           Provider::Instance().On(name, std::stoi(nth)).Before([this] {
+             Remove();
+             Fill(Provider::Instance().Slot(1).Token("Other card"));
+           });
+         }},
         // At first there is no card in the reader.
         {"absent", [this](const std::string&) { Remove(); }},
         // A card with the same certificate, key and PIN in the second reader.
@@ -95,10 +109,7 @@ class Card {
       words.at(word.substr(0, equals))(equals == std::string::npos ? "" : word.substr(equals + 1));
     }
 
-    if (has_user_pin_)
-      token.UserPin("1234").UserTriesLeft(user_left_).SoPin("87654321").SoTriesLeft(so_left_);
-    token.Certificate(FileContent("sign.der"), "id");
-    token.PrivateKey("id", support::RsaKey::FromPem(FileContent("sign.key")));
+    Fill(token);
   }
 
   ~Card() {
@@ -112,6 +123,13 @@ class Card {
   Card& operator=(const Card&) = delete;
 
  private:
+  void Fill(scripted::Token& token) const {
+    if (has_user_pin_)
+      token.UserPin("1234").UserTriesLeft(user_left_).SoPin("87654321").SoTriesLeft(so_left_);
+    token.Certificate(FileContent("sign.der"), "id");
+    token.PrivateKey("id", support::RsaKey::FromPem(FileContent("sign.key")));
+  }
+
   static scripted::Rule& Fail(const std::string& value) {
     std::istringstream words(value);
     std::string name;

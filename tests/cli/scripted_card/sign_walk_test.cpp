@@ -46,10 +46,10 @@ TEST_F(SignWalkTest, NamesTheTokenThatGetsThePin) {
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.err,
             "cardcert: warning: there is more than one copy of the certificate; using the key and"
-            " the PIN of the token in 'Second reader'\n");
+            " the PIN of the token 'Second card (PIN)' in 'Second reader'\n");
   ExpectSigned();
   PseudoTerminal terminal(SignCommand(), environment_);
-  terminal.Expect("Signing with 'Jürgen 山田' in 'Second reader'.");
+  terminal.Expect("Token: 'Second card (PIN)' in the slot 'Second reader'");
   terminal.Enter("PIN: ", "1234");
   terminal.ExpectExit(0);
 }

@@ -23,7 +23,7 @@ class UnlockTest : public ScriptedCardTest {
 
 TEST_F(UnlockTest, SignsAfterLockingAndUnlockingThePin) {
   PseudoTerminal terminal(SignCommand(), environment_);
-  terminal.Expect("Signing with 'Jürgen 山田' in 'Scripted reader'.");
+  terminal.Expect("Certificate: 'Jürgen 山田'");
   terminal.Enter("PIN: ", "1111");
   terminal.Expect("cardcert: error: the PIN is wrong");
   terminal.Expect("cardcert: warning: a wrong PIN was entered before");
@@ -59,7 +59,9 @@ TEST_F(UnlockTest, OldPinIsWrongAfterUnlocking) {
   terminal.ExpectExit(0);
   EXPECT_EQ(terminal.screen(),
             "cardcert: error: the PIN is locked\n"
-            "Signing with 'Jürgen 山田' in 'Scripted reader'. Press Enter to cancel.\n"
+            "Certificate: 'Jürgen 山田'\n"
+            "Token: 'Card (PIN)' in the slot 'Scripted reader'\n"
+            "Press Enter to cancel.\n"
             "Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] yes\n"
             "SO PIN (PUK): \n"
             "New PIN: \n"
@@ -120,7 +122,9 @@ TEST_F(UnlockTest, LeavesThePinLockedWithoutConsent) {
     terminal.ExpectExit(8);
     EXPECT_EQ(terminal.screen(),
               Error("the PIN is locked") +
-                  "Signing with 'Jürgen 山田' in 'Scripted reader'. Press Enter to cancel.\n"
+                  "Certificate: 'Jürgen 山田'\n"
+                  "Token: 'Card (PIN)' in the slot 'Scripted reader'\n"
+                  "Press Enter to cancel.\n"
                   "Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] " +
                   answer + "\n" + Error("nothing was signed: a PIN is locked"));
     EXPECT_THAT(Calls("C_Login"), SizeIs(0));

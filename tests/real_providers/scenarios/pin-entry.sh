@@ -49,5 +49,9 @@ printf '%s\n' "$so_pin" >"$dir/so"
 printf '%s\n' "$pin" >"$dir/new"
 cardcert sign "$serial" --in "$dir/message" --out "$dir/signature" --pin-file "$dir/pin" \
   --so-pin-file "$dir/so" --new-pin-file "$dir/new"
+check "the PUK from a file is not tried, because the card does not report its tries" exit_is 9
+check "... and costs no try" state_is "in, PIN 0, PUK 3"
+cardcert sign "$serial" --in "$dir/message" --out "$dir/signature" --pin-file "$dir/pin" \
+  --so-pin-file "$dir/so" --new-pin-file "$dir/new" --allow-unreported-tries
 check "the PUK and a new PIN from files: sign unlocks the PIN and succeeds" exit_is 0
 check "... openssl verifies the signature" verify anna sha256
