@@ -45,12 +45,6 @@ bool ReadPublicKey(const certificate* cert, pkcs11_certificate* record) {
          record->modulus_len <= sizeof record->modulus;
 }
 
-// Rounds down to a multiple of 16, because a certificate library may return the modulus with a
-// leading zero byte: 257 bytes are a 2048-bit key, too.
-unsigned long KeyLengthBits(const pkcs11_certificate& record) {
-  return record.modulus_len * 8 & ~15UL;
-}
-
 // Fills a new record for a certificate of the token with this label. Returns false and logs the
 // reason if any part of the certificate cannot be described; `*record` is then incomplete.
 bool Describe(PKCS11Module& module, const CK_TOKEN_INFO& token_info, const std::string& label,

@@ -97,6 +97,17 @@ struct pkcs11_certificate {
   std::string slot_description;
 };
 
+namespace cardcert {
+
+// Returns the length of the certificate's RSA key in bits, rounded down to a multiple of 16: a
+// certificate library may return the modulus with a leading zero byte, and 257 bytes are a 2048-bit
+// key, too.
+inline unsigned long KeyLengthBits(const pkcs11_certificate& record) {
+  return record.modulus_len * 8 & ~15UL;
+}
+
+}  // namespace cardcert
+
 // A certificate passes a filter if its issuer has all the attributes and its key usage has all the
 // bits.
 struct pkcs11_certificate_filter {

@@ -12,8 +12,4 @@ std::string NameText(const pkcs11_certificate& record) {
   return text;
 }
 
-unsigned long KeyBits(const pkcs11_certificate& record) {
-  return record.modulus_len * 8 & ~15UL;
-}
-
 }  // namespace cardcert::cli

@@ -10,8 +10,4 @@ namespace cardcert::cli {
 // Returns the parts of the presentable name in one line, with "-" for an empty part.
 std::string NameText(const pkcs11_certificate& record);
 
-// Returns the length of the key in bits as the component logs it: rounded down to a multiple of 16,
-// so that a leading zero byte of the modulus makes no difference.
-unsigned long KeyBits(const pkcs11_certificate& record);
-
 }  // namespace cardcert::cli

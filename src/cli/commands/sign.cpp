@@ -38,7 +38,7 @@ bool FitsKey(const std::vector<unsigned char>& data, const std::string& digest,
   if (data.size() <= limit)
     return true;
   PrintError("--digest " + digest + " gives " + std::to_string(data.size()) +
-             " bytes to sign; a key of " + std::to_string(KeyBits(record)) +
+             " bytes to sign; a key of " + std::to_string(KeyLengthBits(record)) +
              " bits can sign at most " + std::to_string(limit) + " bytes");
   return false;
 }

@@ -20,7 +20,7 @@ ordered_json Certificate(const pkcs11_certificate& record, const std::string& mo
       {"key_usage", record.key_usage},
       {"key_usage_names", KeyUsageNames(record.key_usage)},
       {"matches_filter", record.matches_filter},
-      {"key_bits", KeyBits(record)},
+      {"key_bits", KeyLengthBits(record)},
       {"public_exponent", Hex(record.public_exponent, record.public_exponent_len)},
       {"modulus", Hex(record.modulus, record.modulus_len)},
       {"slot", record.slot_description},

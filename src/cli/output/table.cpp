@@ -37,10 +37,13 @@ const char* YesNo(bool yes) {
 }
 
 Row Cells(const pkcs11_certificate& record) {
-  return {
-      FreeText(NameText(record)),       SerialText(record.serial), std::to_string(KeyBits(record)),
-      KeyUsageText(record.key_usage),   YesNo(record.is_ca),       YesNo(record.matches_filter),
-      FreeText(record.slot_description)};
+  return {FreeText(NameText(record)),
+          SerialText(record.serial),
+          std::to_string(KeyLengthBits(record)),
+          KeyUsageText(record.key_usage),
+          YesNo(record.is_ca),
+          YesNo(record.matches_filter),
+          FreeText(record.slot_description)};
 }
 
 }  // namespace

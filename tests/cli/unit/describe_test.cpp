@@ -46,9 +46,9 @@ TEST(KeyUsageTest, DistinguishesUnrestrictedFromAllBits) {
 
 TEST(DescribeTest, IgnoresALeadingZeroByteInKeyLength) {
   pkcs11_certificate record = Record();
-  EXPECT_EQ(KeyBits(record), 2048U);
+  EXPECT_EQ(KeyLengthBits(record), 2048U);
   record.modulus_len = 257;
-  EXPECT_EQ(KeyBits(record), 2048U);
+  EXPECT_EQ(KeyLengthBits(record), 2048U);
 }
 
 TEST(DescribeTest, ShowsADashForAMissingPartOfTheName) {
