@@ -2,6 +2,7 @@
 #include <clocale>
 #include <csignal>
 #include <exception>
+#include <new>
 
 #include "cli/command_line/parser.h"
 #include "cli/commands/commands.h"
@@ -38,6 +39,9 @@ ExitStatus Main(int argc, const char* const* argv) {
       return parsed.exit_status;
     const ExitStatus status = Run(*parsed.options);
     return ProviderGuard::fault() ? kExitFailed : status;
+  } catch (const std::bad_alloc&) {
+    PrintError("out of memory");
+    return kExitFailed;
   } catch (const std::exception& error) {
     PrintError(error.what());
     return kExitFailed;

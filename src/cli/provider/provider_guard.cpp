@@ -25,6 +25,7 @@ struct GuardState {
   pid_t process = 0;                        // of the program, not of a child that a provider forked
   std::optional<ProviderFault> fault;
   std::map<CK_SLOT_ID, CK_TOKEN_INFO> tokens;  // as C_GetTokenInfo has described them
+  bool reported_slots = false;  // that the provider claims too many
   void (*abandon_hook)() = nullptr;
 };
 
@@ -114,6 +115,17 @@ CK_RV GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info) {
   return rv;
 }
 
+// The component allocates as many slot numbers as the provider claims to have slots.
+CK_RV GetSlotList(CK_BBOOL token_present, CK_SLOT_ID_PTR slots, CK_ULONG_PTR count) {
+  const CK_RV rv = Guarded<&CK_FUNCTION_LIST::C_GetSlotList>::Call(token_present, slots, count);
+  if (rv != CKR_OK || slots != nullptr || *count <= kMaxSlots)
+    return rv;
+  if (!std::exchange(State().reported_slots, true))
+    PrintError("the provider reports " + std::to_string(*count) + " slots, more than " +
+               std::to_string(kMaxSlots));
+  return CKR_GENERAL_ERROR;
+}
+
 CK_FUNCTION_LIST_PTR GuardedList(CK_FUNCTION_LIST_PTR provider) {
   State().provider = provider;
   State().guarded = *provider;
@@ -137,6 +149,8 @@ CK_FUNCTION_LIST_PTR GuardedList(CK_FUNCTION_LIST_PTR provider) {
 #undef GUARD
   if (provider->C_GetTokenInfo != nullptr)
     State().guarded.C_GetTokenInfo = &GetTokenInfo;
+  if (provider->C_GetSlotList != nullptr)
+    State().guarded.C_GetSlotList = &GetSlotList;
   return &State().guarded;
 }
 
@@ -160,6 +174,7 @@ ProviderGuard::ProviderGuard() {
   State().process = getpid();
   State().fault.reset();
   State().tokens.clear();
+  State().reported_slots = false;
   static const int registered = std::atexit(AtExit);
   static_cast<void>(registered);
 }

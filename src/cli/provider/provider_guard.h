@@ -7,12 +7,13 @@
 //   sessions and logins are ended as after every other failure. An error message shows the
 //   exception's text, and fault() has it.
 // - exit() within a provider call ends the program with kExitFailed and an error message, never
-// with
-//   the provider's own status.
+//   with the provider's own status.
 // - A child process that a provider forked and that returns from the call ends at once: the program
 //   must not go on twice.
 // - The library stays mapped until the program ends. Some providers do not survive being unloaded,
 //   and an exception's destructor may lie in the library.
+// - A provider that reports more than kMaxSlots slots gets an error message, and C_GetSlotList
+//   fails. Otherwise memory would run out before the first slot is looked at.
 //
 // What it cannot contain: _exit(), abort(), signals, and memory errors.
 #pragma once
@@ -24,6 +25,9 @@
 #include "pkcs11/pkcs11.h"
 
 namespace cardcert::cli {
+
+// A million; real providers have a few slots, rarely more than a hundred.
+inline constexpr CK_ULONG kMaxSlots = 1'000'000;
 
 // What went wrong within a provider call.
 struct ProviderFault {

@@ -53,9 +53,13 @@ class Card {
         // later ones, too.
         {"fail", [](const std::string& value) { Fail(value); }},
         {"fail-from", [](const std::string& value) { Fail(value).Always(); }},
+        // The provider claims to have this many slots.
+        {"slots",
+         [](const std::string& value) {
+           Provider::Instance().On("C_GetSlotList").ReportNumber(Number(value)).Always();
+         }},
         // KIND/FUNCTION[/N]: the provider misbehaves before its N-th call, by default the first;
-        // with
-        // do-after at the end of the call. See misbehavior.h for the kinds.
+        // with do-after at the end of the call. See misbehavior.h for the kinds.
         {"do", [](const std::string& value) { Misbehave(value, false); }},
         {"do-after", [](const std::string& value) { Misbehave(value, true); }},
         // FUNCTION[/N]: before the N-th call the card is exchanged for another one with the same

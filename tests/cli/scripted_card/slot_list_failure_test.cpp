@@ -32,6 +32,31 @@ TEST_F(SlotListFailureTest, FailsIfSlotsCannotBeListed) {
   EXPECT_FALSE(Exists(File("sig")));
 }
 
+TEST_F(SlotListFailureTest, FailsIfTheProviderReportsBillionsOfSlots) {
+  const std::string in = Write("in", "x");
+  for (const char* const number :
+       {"1000001", "0x100000000", "0x1fffffffffffffff", "0x2000000000000000", "-1"}) {
+    for (const Words& words :
+         {Words{"list"}, Words{"list", "--json"}, Words{"present", "4fa107"},
+          Words{"watch", "--count", "1"},
+          Words{"sign", "4fa107", "--in", in, "--out", File("sig"), "--pin-file", PinFile()}}) {
+      SCOPED_TRACE(words[0] + " " + number);
+      Card(std::string("slots=") + number);
+      const Finished run = RunCard(words);
+      EXPECT_EQ(run.status, 1);
+      EXPECT_EQ(run.out, "");
+      EXPECT_EQ(run.err,
+                Error("the provider reports " + std::to_string(std::stoul(number, nullptr, 0)) +
+                      " slots, more than 1000000") +
+                    Error("the provider cannot list its slots") +
+                    Hint("check that what it needs is running: its daemon, or the card"
+                         " reader service"));
+      ExpectNoViolations();
+    }
+  }
+  EXPECT_FALSE(Exists(File("sig")));
+}
+
 TEST_F(SlotListFailureTest, DoesNotAskForTheCardIfCertificatesCannotBeRead) {
   Card("fail-from=C_GetAttributeValue/0x11/1");  // CKR_ATTRIBUTE_SENSITIVE
   const Finished run = RunCard({"list"});
