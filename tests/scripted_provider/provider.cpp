@@ -156,6 +156,11 @@ std::vector<std::string> Provider::Violations() const {
       all.push_back("unused rule for " + (rule.function.empty() ? "any function" : rule.function) +
                     ", " + std::to_string(rule.calls_until) + " calls away");
   }
+  for (const SlotModel& slot : slots_) {
+    if (slot.token && !slot.token->pad_entries.empty())
+      all.push_back(std::to_string(slot.token->pad_entries.size()) +
+                    " unused entries on the PIN pad");
+  }
   for (const SlotEvent& event : events_)
     all.push_back("unused slot event " + support::CkrName(event.rv));
   return all;

@@ -1,5 +1,7 @@
 // Sessions, logins and PINs.
 #include <algorithm>
+#include <functional>
+#include <string>
 
 #include "scripted_provider/call.h"
 #include "scripted_provider/functions.h"
@@ -22,6 +24,23 @@ bool HasReadOnlySession(const SlotModel& slot) {
   return std::any_of(sessions.begin(), sessions.end(), [&slot](const SessionModel& session) {
     return session.slot == &slot && !session.writable && !session.lost;
   });
+}
+
+// Calls `use` with the PIN, or with the one that is entered on the PIN pad: a null pointer starts
+// an entry there (PKCS#11 2.40, section 5.6, C_Login).
+CK_RV WithPin(Token& token, const CK_UTF8CHAR* pin, CK_ULONG length,
+              const std::function<CK_RV(const CK_UTF8CHAR*, CK_ULONG)>& use) {
+  if (pin != nullptr || (token.flags & CKF_PROTECTED_AUTHENTICATION_PATH) == 0)
+    return use(pin, length);
+  if (length != 0)
+    return Violation(CKR_ARGUMENTS_BAD, "a null PIN with a length");
+  if (token.pad_entries.empty())
+    return Violation(CKR_FUNCTION_CANCELED, "nobody enters a PIN on the PIN pad");
+  const Token::PadEntry entry = token.pad_entries.front();
+  token.pad_entries.pop_front();
+  if (entry.rv != CKR_OK)
+    return entry.rv;
+  return use(reinterpret_cast<const CK_UTF8CHAR*>(entry.pin.data()), entry.pin.size());
 }
 
 CK_RV CheckPin(Token& token, Pin& pin, const CK_UTF8CHAR* bytes, CK_ULONG length) {
@@ -93,7 +112,10 @@ CK_RV C_Login(CK_SESSION_HANDLE handle, CK_USER_TYPE user_type, CK_UTF8CHAR* pin
           Pin& known = user_type == CKU_USER ? token.user_pin : token.so_pin;
           if (!known.exists())
             return user_type == CKU_USER ? CKR_USER_PIN_NOT_INITIALIZED : CKR_USER_TYPE_INVALID;
-          const CK_RV rv = CheckPin(token, known, pin, pin_len);
+          const CK_RV rv =
+              WithPin(token, pin, pin_len, [&](const CK_UTF8CHAR* bytes, CK_ULONG length) {
+                return CheckPin(token, known, bytes, length);
+              });
           if (rv == CKR_OK)
             token.login = user_type;
           return rv;
@@ -120,10 +142,12 @@ CK_RV C_InitPIN(CK_SESSION_HANDLE handle, CK_UTF8CHAR* pin, CK_ULONG pin_len) {
         return Violation(CKR_SESSION_READ_ONLY, "C_InitPIN in a read-only session");
       if (token.login != CKU_SO)
         return Violation(CKR_USER_NOT_LOGGED_IN, "C_InitPIN without a login as security officer");
-      if (pin == nullptr || pin_len < token.min_pin_len || pin_len > token.max_pin_len)
-        return CKR_PIN_LEN_RANGE;
-      token.user_pin.Change(pin, pin_len);
-      return CKR_OK;
+      return WithPin(token, pin, pin_len, [&](const CK_UTF8CHAR* bytes, CK_ULONG length) -> CK_RV {
+        if (bytes == nullptr || length < token.min_pin_len || length > token.max_pin_len)
+          return CKR_PIN_LEN_RANGE;
+        token.user_pin.Change(bytes, length);
+        return CKR_OK;
+      });
     });
   });
 }

@@ -112,6 +112,16 @@ Token& Token::ReturnsPinLockedOnLastTry() {
   return *this;
 }
 
+Token& Token::EnteredOnPad(const std::string& pin) {
+  pad_entries.push_back({CKR_OK, pin});
+  return *this;
+}
+
+Token& Token::EntryOnPadFails(CK_RV rv) {
+  pad_entries.push_back({rv, ""});
+  return *this;
+}
+
 Token& Token::Certificate(const std::string& value, const std::string& id) {
   Object object;
   object.attributes = {{CKA_CLASS, ClassValue(CKO_CERTIFICATE)}, {CKA_VALUE, value}, {CKA_ID, id}};

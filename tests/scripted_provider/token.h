@@ -6,6 +6,7 @@
 
 #include <p11-kit/pkcs11.h>
 
+#include <deque>
 #include <list>
 #include <map>
 #include <memory>
@@ -79,6 +80,14 @@ class Token {
   // The wrong PIN that uses up the last try is answered with CKR_PIN_LOCKED, not CKR_PIN_INCORRECT.
   Token& ReturnsPinLockedOnLastTry();
 
+  // The token is in a reader with a PIN pad (CKF_PROTECTED_AUTHENTICATION_PATH): a null PIN starts
+  // an entry there. A PIN that is passed is used as without the pad, as OpenSC does it. The entries
+  // are used in the order in which they were added.
+  Token& PinPad() { return Flags(CKF_PROTECTED_AUTHENTICATION_PATH); }
+  Token& EnteredOnPad(const std::string& pin);
+  // The entry fails: C_Login or C_InitPIN returns `rv`.
+  Token& EntryOnPadFails(CK_RV rv);
+
   // Adds a certificate object with this CKA_VALUE and CKA_ID.
   Token& Certificate(const std::string& value, const std::string& id = std::string());
   // Adds a private key object. It is private (visible only after a login) if the token has a user
@@ -99,6 +108,11 @@ class Token {
   bool returns_pin_locked_on_last_try = false;
   Pin user_pin;
   Pin so_pin;
+  struct PadEntry {
+    CK_RV rv;
+    std::string pin;
+  };
+  std::deque<PadEntry> pad_entries;
   std::list<Object> objects;
   std::optional<CK_USER_TYPE> login;  // Shared by all sessions (PKCS#11 2.40, section 2.4).
 };

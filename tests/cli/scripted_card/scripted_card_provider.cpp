@@ -46,6 +46,16 @@ class Card {
         {"locks-at-once", [&](const std::string&) { token.ReturnsPinLockedOnLastTry(); }},
         {"max-pin", [&](const std::string& value) { token.PinLengths(4, Number(value)); }},
         {"pin-flags", [&](const std::string& value) { token.ReportedPinFlags(Number(value)); }},
+        // The reader has a PIN pad. The value is what is entered on it, separated by commas: PINs,
+        // or !RETURN_VALUE for an entry that fails.
+        {"pad",
+         [&](const std::string& value) {
+           token.PinPad();
+           std::istringstream entries(value);
+           for (std::string entry; std::getline(entries, entry, ',');)
+             entry[0] == '!' ? token.EntryOnPadFails(Number(entry.substr(1)))
+                             : token.EnteredOnPad(entry);
+         }},
         // Another certificate of make_tokens, before "sign".
         {"first",
          [&](const std::string& value) { token.Certificate(FileContent(value + ".der"), "1st"); }},
