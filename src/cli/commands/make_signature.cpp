@@ -71,8 +71,9 @@ class SignCallbacks {
     difference_ = Difference(listed->second, IdentityOf(*now));
     if (!difference_.empty())
       return false;
-    answers_.set_subject(
-        {NameText(*found), listed->second.label, found->slot_description, ReportsSoPinTries(*now)});
+    answers_.set_subject({NameText(*found), listed->second.label, found->slot_description,
+                          ReportsSoPinTries(*now),
+                          (now->flags & CKF_PROTECTED_AUTHENTICATION_PATH) != 0});
     if (selection_.has_copies && !announced_)
       PrintWarning(
           "there is more than one copy of the certificate; using the key and the PIN of the "

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "cli/pins/pin_words.h"
+#include "cli/provider/provider_guard.h"
 #include "cli/terminal/console.h"
 
 namespace cardcert::cli {
@@ -26,6 +28,7 @@ constexpr Meaning kMeanings[] = {
     {CKR_USER_NOT_LOGGED_IN,
      "the private key requires a login for each signature, which is not supported"},
     {CKR_USER_ALREADY_LOGGED_IN, "a user is already logged in to the token"},
+    {CKR_FUNCTION_REJECTED, "the reader or its user rejected the request"},
     {CKR_SESSION_READ_ONLY_EXISTS, "the PIN cannot be unlocked while another session is open"},
 };
 
@@ -37,6 +40,19 @@ std::string MeaningOf(const ComponentEvent& event) {
       return meaning.text;
   }
   return "";
+}
+
+// Returns true if the user cancelled on the reader's PIN pad, or did not enter a PIN in time.
+// Providers return the same values for both.
+bool CancelledOnPinPad() {
+  const std::optional<CK_RV>& result = PinPadResult();
+  return result == CKR_FUNCTION_CANCELED || result == CKR_CANCEL || result == CKR_FUNCTION_REJECTED;
+}
+
+// Returns true if the entry on the PIN pad failed for another reason than the PIN.
+bool PinPadFailed() {
+  const std::optional<CK_RV>& result = PinPadResult();
+  return result && result != CKR_OK && result != CKR_PIN_INCORRECT && result != CKR_PIN_LOCKED;
 }
 
 const char* Conclusion(ExitStatus status) {
@@ -59,6 +75,10 @@ ExitStatus ExplainFailure(const PinAnswers& answers, const std::vector<Problem>&
     PrintProgress("cancelled; nothing was signed");
     return kExitCancelled;
   }
+  if (CancelledOnPinPad()) {
+    PrintError("the entry on the reader was cancelled or took too long; nothing was signed");
+    return kExitCancelled;
+  }
   const std::optional<ExitStatus> pin_failure = answers.Failure();
   if (!pin_failure) {
     for (const auto& [event, shown] : problems) {
@@ -68,6 +88,8 @@ ExitStatus ExplainFailure(const PinAnswers& answers, const std::vector<Problem>&
       else if (!meaning.empty())
         PrintError(meaning);
     }
+    if (PinPadFailed())
+      PrintHint(kHowToAvoidPinPad);
   }
   const ExitStatus status = pin_failure.value_or(kExitFailed);
   PrintError(Conclusion(status));

@@ -16,6 +16,7 @@ struct PinSubject {
   std::string token;
   std::string slot;
   bool reports_so_pin_tries = false;  // see ReportsSoPinTries()
+  bool has_pin_pad = false;           // CKF_PROTECTED_AUTHENTICATION_PATH
 };
 
 class PinAnswers {

@@ -57,6 +57,12 @@ bool ScriptedPins::OfferOnce(pkcs11_pin_type type, Secret* pin, bool* offered,
   const PinWarning warning = log_.TakePinWarning();
   if (pin == nullptr) {
     const std::string option = Option(type);
+    if (subject().has_pin_pad) {
+      PrintError("the token asks for the " + name +
+                 " on the reader, and a scripted run does not wait for a person");
+      PrintHint("run the command at a terminal, without --batch and options for PINs");
+      return Refuse(kExitCancelled);
+    }
     PrintError("the token asks for the " + name + ", which was not given");
     PrintHint("use " + option + "-file FILE or " + option + " env:NAME");
     return Refuse(kExitCancelled);
@@ -77,6 +83,9 @@ bool ScriptedPins::OfferOnce(pkcs11_pin_type type, Secret* pin, bool* offered,
               name + " uses up a try, and the last one destroys the card");
     return Refuse(kExitFinalTryRefused);
   }
+  if (subject().has_pin_pad)
+    PrintWarning("the token asks for the " + name +
+                 " on the reader; passing it through this computer instead");
   *offered = true;
   pin->CopyTo(buffer);
   *length = pin->length();

@@ -25,6 +25,9 @@ struct GivenPins {
 // is unlocked if the PINs for that were given. The new PIN is then offered for the login, once,
 // whatever the token reports about tries: the token has just accepted this PIN, and some tokens go
 // on reporting the state of the old one.
+//
+// PINs that were given are passed to a token with a PIN pad, too: PKCS#11 lets it accept them, and
+// OpenSC does. Without them the run fails, because nobody may be there to use the pad.
 class ScriptedPins : public PinAnswers {
  public:
   ScriptedPins(GivenPins pins, ComponentLog* log) : pins_(std::move(pins)), log_(*log) {}

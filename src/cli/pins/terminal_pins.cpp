@@ -1,6 +1,7 @@
 #include "cli/pins/terminal_pins.h"
 
 #include "cli/pins/pin_words.h"
+#include "cli/provider/provider_guard.h"
 #include "cli/terminal/console.h"
 #include "cli/terminal/text.h"
 
@@ -12,12 +13,25 @@ bool TerminalPins::Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned 
       PrintHint(kHowToUnlock);
       return Refuse(kExitPinLocked);
     }
-    PrintError("the token asks for a PIN, but there is no terminal to ask for it");
-    PrintHint(kHowToGivePin);
+    if (subject().has_pin_pad) {
+      PrintError("the token asks for the PIN on the reader, but there is no terminal to say so");
+      PrintHint(kHowToAvoidPinPad);
+    } else {
+      PrintError("the token asks for a PIN, but there is no terminal to ask for it");
+      PrintHint(kHowToGivePin);
+    }
     return Refuse(kExitCancelled);
   }
   if (type == PIN_TYPE_UNLOCK)
     return AskForConsent();
+  if (subject().has_pin_pad) {
+    if (!SendToPinPad(type))
+      return false;
+    replaced_ = type == PIN_TYPE_NEW_USER;
+    UsePinPad();
+    *length = 0;
+    return true;
+  }
 
   Secret pin;
   const bool entered = type == PIN_TYPE_NEW_USER ? AskForNewPin(&pin) : AskForPin(type, &pin);
@@ -30,6 +44,8 @@ bool TerminalPins::Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned 
 }
 
 void TerminalPins::Show(const char* error) {
+  if (PinPadResult() == CKR_ARGUMENTS_BAD)  // Reported as a PIN of the wrong form.
+    error = kNoPinPad;
   if (terminal_ != nullptr)
     terminal_->ShowLine(ErrorText(error));
   else
@@ -45,17 +61,18 @@ bool TerminalPins::OpenTerminal() {
     terminal_->ShowLine("Certificate: " + QuotedLine(subject().certificate));
     terminal_->ShowLine("Token: " + QuotedLine(subject().token) + " in the slot " +
                         QuotedLine(subject().slot));
-    terminal_->ShowLine("Press Enter to cancel.");
+    if (!subject().has_pin_pad)
+      terminal_->ShowLine("Press Enter to cancel.");
   }
   introduced_ = true;
   return true;
 }
 
-void TerminalPins::WarnAboutTries(pkcs11_pin_type type) {
+bool TerminalPins::WarnAboutTries(pkcs11_pin_type type) {
   const PinWarning warning = log_.TakePinWarning();
   if (replaced_) {  // The warning is about the old PIN.
     terminal_->ShowLine(std::string("cardcert: ") + kUnlocked);
-    return;
+    return false;
   }
   const std::string name = PinName(type);
   switch (warning) {
@@ -68,14 +85,21 @@ void TerminalPins::WarnAboutTries(pkcs11_pin_type type) {
     case PinWarning::kNone:
       break;
   }
+  return warning == PinWarning::kFinalTry;
 }
 
 bool TerminalPins::AskForConsent() {
-  Secret answer;
-  const auto given = terminal_->AskOpenly(
-      "Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] ", &answer);
-  if (given != Terminal::Answer::kLine)
+  const std::optional<bool> consent =
+      AskYesOrNo("Unlock the PIN now, with the SO PIN (PUK), and set a new one? [y/N] ");
+  if (!consent)
     return Cancel();
+  return *consent || Refuse(kExitPinLocked);
+}
+
+std::optional<bool> TerminalPins::AskYesOrNo(const std::string& question) {
+  Secret answer;
+  if (terminal_->AskOpenly(question, &answer) != Terminal::Answer::kLine)
+    return std::nullopt;
   Secret yes;
   for (const char* const word : {"y", "Y", "yes", "Yes", "YES"}) {
     yes.Clear();
@@ -84,7 +108,24 @@ bool TerminalPins::AskForConsent() {
     if (answer.Equals(yes))
       return true;
   }
-  return Refuse(kExitPinLocked);
+  return false;
+}
+
+bool TerminalPins::SendToPinPad(pkcs11_pin_type type) {
+  if (PinPadResult() == CKR_ARGUMENTS_BAD) {
+    PrintHint(kHowToAvoidPinPad);
+    return Refuse(kExitFailed);
+  }
+  const bool final_try = type != PIN_TYPE_NEW_USER && WarnAboutTries(type);
+  const bool repeated = last_error() && last_error() != PIN_ERROR_LOCKED;
+  if (final_try || repeated) {
+    const char* const question = final_try ? "Use the last try? [y/N] " : "Try again? [y/N] ";
+    if (!AskYesOrNo(question).value_or(false))
+      return Cancel();
+  }
+  terminal_->ShowLine("Enter the " + std::string(PinName(type)) + " for the token " +
+                      QuotedLine(subject().token) + " on the reader, not here.");
+  return true;
 }
 
 bool TerminalPins::AskForPin(pkcs11_pin_type type, Secret* pin) {

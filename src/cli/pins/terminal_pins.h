@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "cli/component_log.h"
@@ -21,8 +22,14 @@ class TerminalPins : public PinAnswers {
   // Opens the terminal and shows what the PIN is for, the first time. Returns false if the program
   // has no terminal.
   bool OpenTerminal();
-  void WarnAboutTries(pkcs11_pin_type type);
+  // Returns true if this is the last try.
+  bool WarnAboutTries(pkcs11_pin_type type);
   bool AskForConsent();
+  // Tells the user to enter the PIN on the reader. Asks first if this is the last try or a repeated
+  // one, so that a faulty reader cannot use up the tries while nobody is looking.
+  bool SendToPinPad(pkcs11_pin_type type);
+  // Returns nothing if the user cancels.
+  std::optional<bool> AskYesOrNo(const std::string& question);
   // These return false if the user cancels.
   bool AskForPin(pkcs11_pin_type type, Secret* pin);
   bool AskForNewPin(Secret* pin);

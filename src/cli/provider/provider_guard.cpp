@@ -25,6 +25,8 @@ struct GuardState {
   pid_t process = 0;                        // of the program, not of a child that a provider forked
   std::optional<ProviderFault> fault;
   std::map<CK_SLOT_ID, CK_TOKEN_INFO> tokens;  // as C_GetTokenInfo has described them
+  bool use_pin_pad = false;                    // for the next call that takes a PIN
+  std::optional<CK_RV> pin_pad_result;
   bool reported_slots = false;  // that the provider claims too many
   void (*abandon_hook)() = nullptr;
 };
@@ -126,6 +128,24 @@ CK_RV GetSlotList(CK_BBOOL token_present, CK_SLOT_ID_PTR slots, CK_ULONG_PTR cou
   return CKR_GENERAL_ERROR;
 }
 
+// Calls C_Login or C_InitPIN, with a null PIN if it is to be entered on the PIN pad.
+template <auto kMember, typename... Arguments>
+CK_RV CallWithPin(CK_UTF8CHAR_PTR pin, CK_ULONG pin_len, Arguments... arguments) {
+  if (!std::exchange(State().use_pin_pad, false))
+    return Guarded<kMember>::Call(arguments..., pin, pin_len);
+  const CK_RV rv = Guarded<kMember>::Call(arguments..., nullptr, 0);
+  State().pin_pad_result = rv;
+  return rv;
+}
+
+CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pin_len) {
+  return CallWithPin<&CK_FUNCTION_LIST::C_Login>(pin, pin_len, session, user);
+}
+
+CK_RV InitPin(CK_SESSION_HANDLE session, CK_UTF8CHAR_PTR pin, CK_ULONG pin_len) {
+  return CallWithPin<&CK_FUNCTION_LIST::C_InitPIN>(pin, pin_len, session);
+}
+
 CK_FUNCTION_LIST_PTR GuardedList(CK_FUNCTION_LIST_PTR provider) {
   State().provider = provider;
   State().guarded = *provider;
@@ -147,6 +167,10 @@ CK_FUNCTION_LIST_PTR GuardedList(CK_FUNCTION_LIST_PTR provider) {
   GUARD(C_SignInit);
   GUARD(C_Sign);
 #undef GUARD
+  if (provider->C_Login != nullptr)
+    State().guarded.C_Login = &Login;
+  if (provider->C_InitPIN != nullptr)
+    State().guarded.C_InitPIN = &InitPin;
   if (provider->C_GetTokenInfo != nullptr)
     State().guarded.C_GetTokenInfo = &GetTokenInfo;
   if (provider->C_GetSlotList != nullptr)
@@ -174,6 +198,8 @@ ProviderGuard::ProviderGuard() {
   State().process = getpid();
   State().fault.reset();
   State().tokens.clear();
+  State().use_pin_pad = false;
+  State().pin_pad_result.reset();
   State().reported_slots = false;
   static const int registered = std::atexit(AtExit);
   static_cast<void>(registered);
@@ -220,6 +246,14 @@ void ProviderGuard::ForgetTokens() {
 
 const std::optional<ProviderFault>& ProviderGuard::fault() {
   return State().fault;
+}
+
+void UsePinPad() {
+  State().use_pin_pad = true;
+}
+
+const std::optional<CK_RV>& PinPadResult() {
+  return State().pin_pad_result;
 }
 
 void SetAbandonHook(void (*hook)()) {

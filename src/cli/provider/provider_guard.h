@@ -60,6 +60,14 @@ class ProviderGuard {
   static const std::optional<ProviderFault>& fault();
 };
 
+// To be called in a PIN callback that answers with an empty PIN: the next C_Login or C_InitPIN
+// passes a null pointer instead, which makes a token with a protected authentication path ask on
+// the reader's PIN pad (PKCS#11 2.40, section 5.6). The component always passes a buffer.
+void UsePinPad();
+
+// Returns what the last call after UsePinPad() returned, if there was one.
+const std::optional<CK_RV>& PinPadResult();
+
 // Called when a provider ends the program, before the message: puts back what the program has
 // changed outside itself, such as the settings of a terminal. May be null.
 void SetAbandonHook(void (*hook)());
