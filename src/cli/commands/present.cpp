@@ -22,10 +22,15 @@ ExitStatus RunPresent(const ProviderOptions& provider_options, const PresentOpti
     return status;
 
   PKCS11Module& module = provider.module();
-  if (selection.record != nullptr && module.CertificatePresent(selection.record->serial))
+  const bool present =
+      selection.record != nullptr && module.CertificatePresent(selection.record->serial);
+  if (present && !ProviderGuard::fault())
     return PrintData(CertificateLine(*selection.record) + "\n") ? kExitSuccess : kExitFailed;
   PrintWarnings(ListingWarnings(provider.log().problems()));
-  if (IsOnSomeToken(&module, *serial))
+  const bool unusable = !present && IsOnSomeToken(&module, *serial);
+  if (ProviderGuard::fault())  // Reported; neither answer can be relied on.
+    return kExitFailed;
+  if (unusable)
     return PrintData("a certificate that cannot be used for signing\n") ? kExitSuccess
                                                                         : kExitFailed;
   if (selection.record != nullptr)

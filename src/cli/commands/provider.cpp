@@ -71,6 +71,8 @@ ExitStatus Provider::Open(const ProviderOptions& options) {
 std::optional<Listing> Provider::List() {
   for (int attempt = 0; attempt < 2; ++attempt) {
     std::optional<Listing> listing = TryToList();
+    if (ProviderGuard::fault())  // Certificates may be missing in the listing.
+      return std::nullopt;
     if (listing)
       return listing;
   }

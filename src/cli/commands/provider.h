@@ -24,7 +24,8 @@ class Provider {
 
   // Lists the certificates, in one walk over the tokens. Tries a second time if the walk fails,
   // because a token that is inserted at that moment makes it fail. Prints an error and returns
-  // nothing if the provider cannot list its slots.
+  // nothing if the provider cannot list its slots. Also returns nothing, without a further error,
+  // if the provider threw an exception: that was reported.
   std::optional<Listing> List();
 
   // The same, without a second try and without a message.

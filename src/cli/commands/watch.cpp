@@ -85,6 +85,8 @@ class Watch {
     if (!event && state_ != State::kFailedOnce && (reports_events_ || !IsTimeToListAgain()))
       return true;
     std::optional<Listing> listing = provider_.TryToList();
+    if (ProviderGuard::fault())
+      return false;
     PrintNewWarnings();
     const State before = std::exchange(state_, NextState(listing.has_value()));
     if (state_ == State::kFailedOnce)

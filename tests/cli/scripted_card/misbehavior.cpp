@@ -77,6 +77,11 @@ void LeaveProgram() {
   }
 }
 
+void PrintError() {
+  constexpr char kLine[] = "provider: error\n";
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine, sizeof kLine - 1);
+}
+
 void ChangeDirectory() {
   if (chdir("/") != 0)
     std::abort();
@@ -108,6 +113,7 @@ std::function<void()> Misbehavior(const std::string& word) {
       {"print-buffered", PrintBuffered},
       {"leave-child", LeaveChild},
       {"leave-program", LeaveProgram},
+      {"print-error", PrintError},
       {"chdir", ChangeDirectory},
       {"umask", [] { umask(0); }},
       {"locale", ChangeLocale},

@@ -13,6 +13,7 @@
 //   fork-exit           forks a process that calls exit(0), as a library that starts a helper does
 //   print               writes a line to standard output
 //   print-buffered      the same with printf(), which may write it as late as in exit()
+//   print-error         writes a line to standard error
 //   leave-child         forks a process that sleeps for 30 seconds
 //   leave-program       starts a program that sleeps for 30 seconds
 //   chdir               changes the working directory to /
