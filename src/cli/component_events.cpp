@@ -67,6 +67,7 @@ constexpr Line kLines[] = {
     {Kind::kCertificateNotFound, 5, "Failed to find the certificate"},
     {Kind::kKeyIdUnreadable, 3, "Unable to read certificate ID"},
     {Kind::kSignTokenInfoUnreadable, 3, "Unable to get info about token"},
+    {Kind::kPrivateKeySearched, 5, "Finding private key..."},
     {Kind::kSigned, 5, "Signature operation completed"},
     {Kind::kSignatureCancelled, 3, "Signature operation aborted by user"},
     {Kind::kSignatureFailed, 3, "Signature operation failed ({rv})"},

@@ -61,6 +61,7 @@ enum class ComponentEventKind {
   kCertificateNotFound,
   kKeyIdUnreadable,
   kSignTokenInfoUnreadable,
+  kPrivateKeySearched,  // the login, if there was one, is done
   kSigned,
   kSignatureCancelled,
   kSignatureFailed,  // [rv]

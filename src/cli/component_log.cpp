@@ -83,8 +83,11 @@ void ComponentLog::Receive(const std::string& message, int level) {
     PrintReason(event);
   if (level == kFailed)
     problems_.push_back({event, shown});
-  if (event.kind != ComponentEventKind::kOther)
-    events_.push_back(std::move(event));
+  if (event.kind == ComponentEventKind::kOther)
+    return;
+  if (listener_)
+    listener_(event);
+  events_.push_back(std::move(event));
 }
 
 void ComponentLog::WriteToOutput(const std::string& message, int level) {

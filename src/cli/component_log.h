@@ -1,8 +1,10 @@
 // Where the component's log goes while a command runs.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/component_events.h"
@@ -44,6 +46,11 @@ class ComponentLog {
   // The failures since the last Clear(), in order, of unknown kinds too.
   const std::vector<Problem>& problems() const { return problems_; }
 
+  // Called for each event of a known kind, at the moment at which it is logged. May be empty.
+  void SetListener(std::function<void(const ComponentEvent&)> listener) {
+    listener_ = std::move(listener);
+  }
+
   // Returns what the token reported about the PIN that is asked for next, and forgets it.
   PinWarning TakePinWarning();
 
@@ -57,6 +64,7 @@ class ComponentLog {
   int stderr_level_ = -1;  // the highest level that is written to standard error; -1: none
   bool escapes_ = false;   // what goes to output_
   std::vector<ComponentEvent> events_;
+  std::function<void(const ComponentEvent&)> listener_;
   std::vector<Problem> problems_;
   PinWarning pin_warning_ = PinWarning::kNone;
 };

@@ -88,7 +88,13 @@ void CardcertTest::RemoveFromToken(const std::string& name) const {
 }
 
 std::string CardcertTest::PinFile(const std::string& pin) const {
-  return Write("pin-" + pin, pin + "\n");
+  return SecretFile("pin-" + pin, pin + "\n");
+}
+
+std::string CardcertTest::SecretFile(const std::string& name, const std::string& content) const {
+  std::string path = Write(name, content);
+  std::filesystem::permissions(path, std::filesystem::perms(0600));
+  return path;
 }
 
 std::size_t CardcertTest::NumFiles() const {

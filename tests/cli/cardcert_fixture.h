@@ -57,6 +57,8 @@ class CardcertTest : public testing::Test {
 
   // Writes a file with the PIN and returns its path.
   std::string PinFile(const std::string& pin = "1234") const;
+  // As Write(), for a file that only its owner can read.
+  std::string SecretFile(const std::string& name, const std::string& content) const;
   std::string File(const std::string& name) const { return folder_.File(name); }
   std::string Write(const std::string& name, const std::string& content) const {
     return folder_.Write(name, content);

@@ -131,7 +131,7 @@ absent() {
 
 # sign_with PIN NAME DIGEST
 sign_with() {
-  printf '%s\n' "$1" >"$dir/pin"
+  (umask 077 && printf '%s\n' "$1" >"$dir/pin")
   cardcert sign "$(serial_of "$2")" --in "$dir/message" --out "$dir/signature" --digest "$3" --pin-file "$dir/pin"
 }
 

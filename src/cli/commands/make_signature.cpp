@@ -126,6 +126,7 @@ ExitStatus MakeSignature(const Selection& selection, const std::vector<unsigned 
   const bool made = provider->module().Sign(
       record.serial, data.empty() ? &kNothing : data.data(), data.size(), buffer.data(), &length,
       &SignCallbacks::Ask, &SignCallbacks::Report, &callbacks);
+  answers->Finish();
   if (!made && Has(log.events(), Kind::kCertificateNotFound)) {
     PrintTokenNotWritable(record);
     return kExitFailed;

@@ -5,6 +5,8 @@
 namespace cardcert::cli {
 
 bool PinAnswers::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
+  if (!core_dump_blocker_)
+    core_dump_blocker_.emplace();
   const bool supplied = Supply(type, buffer, length);
   if (supplied && type != PIN_TYPE_UNLOCK)
     last_error_.reset();
@@ -14,6 +16,10 @@ bool PinAnswers::Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long*
 void PinAnswers::Report(pkcs11_pin_type type, pkcs11_pin_error error) {
   last_error_ = error;
   Show(PinErrorText(type, error));
+}
+
+void PinAnswers::Finish() {
+  core_dump_blocker_.reset();
 }
 
 std::optional<ExitStatus> PinAnswers::Failure() const {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cli/exit_status.h"
+#include "cli/terminal/core_dump_blocker.h"
 #include "pkcs11/pkcs11.h"
 
 namespace cardcert::cli {
@@ -23,12 +24,17 @@ class PinAnswers {
  public:
   virtual ~PinAnswers() = default;
 
-  // As pin_cb and error_cb of the component.
+  // As pin_cb and error_cb of the component. From the first Ask() to Finish() the process cannot be
+  // dumped, because the component and the provider have copies of the PIN.
   bool Ask(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length);
   void Report(pkcs11_pin_type type, pkcs11_pin_error error);
 
   // What the PIN is for. Must be set before each Ask().
   void set_subject(PinSubject subject) { subject_ = std::move(subject); }
+
+  // Clears the PINs that are left and restores the terminal. Must be called when the component
+  // needs no more PINs. The destructor does the same.
+  virtual void Finish();
 
   // Returns the exit status if a PIN is the reason why there is no signature.
   std::optional<ExitStatus> Failure() const;
@@ -52,6 +58,7 @@ class PinAnswers {
   const PinSubject& subject() const { return subject_; }
 
  private:
+  std::optional<CoreDumpBlocker> core_dump_blocker_;
   PinSubject subject_;
   std::optional<ExitStatus> refusal_;
   bool cancelled_by_user_ = false;

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "cli/files/held_file.h"
 #include "cli/terminal/console.h"
 
 namespace cardcert::cli {
@@ -23,59 +24,52 @@ const char* VariableName(const PinSource& source) {
   return source.variable->c_str() + kVariablePrefixLen;
 }
 
-// Reads bytes of a PIN, one at a time. The byte is cleared in the end, as the PIN is.
-class ByteReader {
- public:
-  explicit ByteReader(int descriptor) : descriptor_(descriptor) {}
-  ~ByteReader() { explicit_bzero(&byte_, sizeof byte_); }
-  ByteReader(const ByteReader&) = delete;
-  ByteReader& operator=(const ByteReader&) = delete;
-
-  // Returns 1, 0 at the end of the file, or -1 with errno set, as read(2) does.
-  ssize_t Read() {
-    ssize_t result = 0;
-    do {
-      result = read(descriptor_, &byte_, 1);
-    } while (result < 0 && errno == EINTR);
-    return result;
-  }
-  unsigned char byte() const { return byte_; }
-
- private:
-  int descriptor_;
-  unsigned char byte_ = 0;
-};
-
 // Reads the only line of a file. Returns null, or why it is not usable.
 const char* ReadOnlyLine(int descriptor, Secret* line) {
-  ByteReader input(descriptor);
+  const auto read_byte = [&] { return RetryOnSignal([&] { return line->ReadByte(descriptor); }); };
   bool carriage_return = false;  // not appended yet: it may belong to the line break
   for (;;) {
-    const ssize_t result = input.Read();
+    const ssize_t result = read_byte();
     if (result < 0)
       return std::strerror(errno);
     if (result == 0)
       break;
-    if (input.byte() == '\n')
-      return input.Read() == 0 ? nullptr : "it has more than one line";
-    if (input.byte() == '\0')
+    if (line->byte() == '\n')
+      return read_byte() == 0 ? nullptr : "it has more than one line";
+    if (line->byte() == '\0')
       return "it contains a zero byte, so it is not plain text";
     if (line->too_long())
       return nullptr;  // The caller reports that.
-    if (std::exchange(carriage_return, input.byte() == '\r'))
+    if (std::exchange(carriage_return, line->byte() == '\r'))
       line->Append('\r');
     if (!carriage_return)
-      line->Append(input.byte());
+      line->Append(line->byte());
   }
   if (carriage_return)
     line->Append('\r');
   return nullptr;
 }
 
-const char* ReadFile(const std::string& path, Secret* pin) {
+// Returns what other users can do with the file, or null if it is private.
+const char* Exposure(const struct stat& file) {
+  // These bits do not protect a terminal, a device or a socket.
+  if (!S_ISREG(file.st_mode) && !S_ISFIFO(file.st_mode))
+    return nullptr;
+  if (file.st_uid != geteuid() && file.st_uid != 0)
+    return "belongs to another user, who can read and change it";
+  if ((file.st_mode & (S_IRGRP | S_IROTH)) != 0)
+    return "can be read by other users; the permissions 0600 protect it";
+  if ((file.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+    return "can be changed by other users; the permissions 0600 protect it";
+  return nullptr;
+}
+
+const char* ReadFile(const std::string& path, const char** exposure, Secret* pin) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0)
     return std::strerror(errno);
+  struct stat info = {};
+  *exposure = fstat(descriptor, &info) == 0 ? Exposure(info) : nullptr;
   const char* const fault =
       isatty(descriptor)
           ? "it is a terminal, which would show the PIN; without this option the PIN is asked for"
@@ -110,14 +104,18 @@ std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& opti
   }
 
   auto pin = std::make_unique<Secret>();
-  const char* fault =
-      source.file ? ReadFile(*source.file, pin.get()) : ReadVariable(variable, pin.get());
+  const char* exposure = nullptr;
+  const char* fault = source.file ? ReadFile(*source.file, &exposure, pin.get())
+                                  : ReadVariable(variable, pin.get());
   if (fault == nullptr && pin->too_long())
     fault = "it is longer than 128 bytes";
   if (fault == nullptr && pin->length() == 0)
     fault = "it is empty";
-  if (fault == nullptr)
+  if (fault == nullptr) {
+    if (exposure != nullptr)
+      PrintWarning("the file of " + option + "-file " + exposure);
     return pin;
+  }
   // The name is not repeated either: it may be a PIN that was given by mistake.
   PrintError("cannot read the PIN of " + option + (source.file ? "-file: " : ": ") + fault);
   return nullptr;
@@ -125,10 +123,14 @@ std::unique_ptr<Secret> ReadPin(const PinSource& source, const std::string& opti
 
 void ClearPinVariable(const PinSource& source) {
   const char* const name = VariableName(source);
-  char* const value = name != nullptr ? std::getenv(name) : nullptr;
-  if (value == nullptr)
+  if (name == nullptr || *name == '\0')
     return;
-  explicit_bzero(value, std::strlen(value));
+  const std::size_t length = std::strlen(name);
+  // A program may be started with several entries of the same name.
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    if (std::strncmp(*entry, name, length) == 0 && (*entry)[length] == '=')
+      explicit_bzero(*entry + length + 1, std::strlen(*entry + length + 1));
+  }
   unsetenv(name);
 }
 

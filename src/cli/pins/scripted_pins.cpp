@@ -1,5 +1,7 @@
 #include "cli/pins/scripted_pins.h"
 
+#include <utility>
+
 #include "cli/pins/pin_words.h"
 #include "cli/terminal/console.h"
 
@@ -19,6 +21,22 @@ const char* Option(pkcs11_pin_type type) {
 }
 
 }  // namespace
+
+ScriptedPins::ScriptedPins(GivenPins pins, ComponentLog* log) : pins_(std::move(pins)), log_(*log) {
+  log_.SetListener([this](const ComponentEvent& event) {
+    if (event.kind == ComponentEventKind::kPrivateKeySearched)  // The login is done.
+      pins_ = {};
+  });
+}
+
+ScriptedPins::~ScriptedPins() {
+  log_.SetListener(nullptr);
+}
+
+void ScriptedPins::Finish() {
+  pins_ = {};
+  PinAnswers::Finish();
+}
 
 bool ScriptedPins::Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) {
   switch (type) {

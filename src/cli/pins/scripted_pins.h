@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "cli/component_log.h"
 #include "cli/pins/pin_answers.h"
@@ -28,9 +27,18 @@ struct GivenPins {
 //
 // PINs that were given are passed to a token with a PIN pad, too: PKCS#11 lets it accept them, and
 // OpenSC does. Without them the run fails, because nobody may be there to use the pad.
+//
+// A PIN that has been offered for the last time is cleared at once, and all others when the login
+// has succeeded, which is before the signature is made.
 class ScriptedPins : public PinAnswers {
  public:
-  ScriptedPins(GivenPins pins, ComponentLog* log) : pins_(std::move(pins)), log_(*log) {}
+  // At most one ScriptedPins per log may exist at a time.
+  ScriptedPins(GivenPins pins, ComponentLog* log);
+  ~ScriptedPins() override;
+  ScriptedPins(const ScriptedPins&) = delete;
+  ScriptedPins& operator=(const ScriptedPins&) = delete;
+
+  void Finish() override;
 
  private:
   struct Offers {

@@ -1,68 +1,57 @@
 // Storage for a PIN.
 #pragma once
 
-#include <string.h>
+#include <sys/types.h>
 
 #include <cstddef>
 
+#include "cli/terminal/core_dump_blocker.h"
+
 namespace cardcert::cli {
 
+struct SecretMemory;
+
 // Holds one PIN and clears it when destroyed. Neither copied nor moved, so there is only one place
-// to clear. explicit_bzero() is used because the optimiser may drop a memset() of memory that is
-// not read again.
+// to clear.
+//
+// The bytes lie in a page of their own, which is locked (never written to swap space), left out of
+// core files, and empty in a process that a provider forks. Locking may fail because of a limit
+// (RLIMIT_MEMLOCK). Nothing is reported then: the user can do little about it, and everything else
+// still holds. The process cannot be dumped as long as a Secret exists.
+//
+// Secrets may be used by one thread only.
 class Secret {
  public:
   // The size of the buffer in which the component takes a PIN.
   static constexpr std::size_t kCapacity = 128;
 
-  Secret() = default;
-  ~Secret() { Clear(); }
+  // Throws std::bad_alloc if there is no memory, or if there are too many at a time (24).
+  Secret();
+  ~Secret();
   Secret(const Secret&) = delete;
   Secret& operator=(const Secret&) = delete;
 
-  void Clear() {
-    explicit_bzero(bytes_, sizeof bytes_);
-    length_ = 0;
-    too_long_ = false;
-  }
+  void Clear();
+  void Append(unsigned char byte);
 
-  void Append(unsigned char byte) {
-    if (length_ < kCapacity)
-      bytes_[length_++] = byte;
-    else
-      too_long_ = true;
-  }
+  // Reads one byte, which does not become part of the PIN yet. Returns what read(2) returns.
+  ssize_t ReadByte(int descriptor);
+  // The byte that was read last.
+  unsigned char byte() const;
 
   // Copies the PIN; `to` must have room for kCapacity bytes. This and Equals() go byte by byte,
   // because memcpy() and its like leave bytes in vector registers, which the dynamic linker and
   // signal handlers may spill to the stack.
-  void CopyTo(volatile unsigned char* to) const {
-    for (std::size_t i = 0; i < length_; ++i)
-      to[i] = bytes_[i];
-  }
+  void CopyTo(volatile unsigned char* to) const;
+  bool Equals(const Secret& other) const;
+  bool BeginsWith(const char* text) const;
 
-  bool Equals(const Secret& other) const {
-    const volatile unsigned char* const ours = bytes_;
-    unsigned char difference = 0;
-    for (std::size_t i = 0; i < kCapacity; ++i)
-      difference = static_cast<unsigned char>(difference | (ours[i] ^ other.bytes_[i]));
-    return length_ == other.length_ && difference == 0;
-  }
-
-  bool BeginsWith(const char* text) const {
-    std::size_t i = 0;
-    while (text[i] != '\0' && i < length_ && bytes_[i] == static_cast<unsigned char>(text[i]))
-      ++i;
-    return text[i] == '\0';
-  }
-
-  std::size_t length() const { return length_; }
-  bool too_long() const { return too_long_; }
+  std::size_t length() const;
+  bool too_long() const;
 
  private:
-  unsigned char bytes_[kCapacity] = {};
-  std::size_t length_ = 0;
-  bool too_long_ = false;
+  CoreDumpBlocker core_dump_blocker_;
+  SecretMemory& memory_;
 };
 
 }  // namespace cardcert::cli

@@ -206,6 +206,7 @@ class ComponentEventsTest : public testing::Test {
     EXPECT_TRUE(Sign({"1234"}));
     Event(Kind::kCertificateFound);
     Event(Kind::kSigned);
+    Event(Kind::kPrivateKeySearched);
     EXPECT_FALSE(Sign({}));
     Event(Kind::kSignatureCancelled);
     provider_.On("C_Sign").Return(CKR_DEVICE_REMOVED);

@@ -3,13 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <iterator>
-#include <new>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "support/files.h"
 
@@ -33,6 +31,7 @@ class PinFileTest : public testing::Test {
   std::string Read(const std::string& content) {
     PinSource source;
     source.file = folder_.Write("pin", content);
+    chmod(source.file->c_str(), mode_);
     testing::internal::CaptureStderr();
     const std::unique_ptr<Secret> pin = ReadPin(source, "--pin");
     err_ = testing::internal::GetCapturedStderr();
@@ -40,6 +39,7 @@ class PinFileTest : public testing::Test {
   }
 
   TempFolder folder_;
+  mode_t mode_ = 0600;
   std::string err_;
 };
 
@@ -111,6 +111,74 @@ TEST_F(PinFileTest, FailsIfFileCannotBeRead) {
   EXPECT_EQ(ReadPin(source, "--pin"), nullptr);
 }
 
+TEST_F(PinFileTest, WarnsIfOtherUsersCanReadOrChangeIt) {
+  for (const mode_t mode : {0600, 0400, 0700}) {
+    mode_ = mode;
+    EXPECT_EQ(Read("1234"), "1234");
+    EXPECT_EQ(err_, "");
+  }
+  for (const mode_t mode : {0640, 0604, 0644, 0666}) {
+    mode_ = mode;
+    EXPECT_EQ(Read("1234"), "1234");
+    EXPECT_EQ(err_,
+              "cardcert: warning: the file of --pin-file can be read by other users; the"
+              " permissions 0600 protect it\n");
+  }
+  for (const mode_t mode : {0620, 0602, 0610, 0601}) {
+    mode_ = mode;
+    EXPECT_EQ(Read("1234"), "1234");
+    EXPECT_THAT(err_, HasSubstr("can be changed by other users"));
+  }
+}
+
+TEST_F(PinFileTest, WarnsIfAnotherUserOwnsIt) {
+  if (geteuid() != 0)
+    GTEST_SKIP() << "only root can give a file to another user";
+  PinSource source;
+  source.file = folder_.Write("pin", "1234");
+  ASSERT_EQ(chmod(source.file->c_str(), 0600), 0);
+  ASSERT_EQ(chown(source.file->c_str(), 65534, 0), 0);
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(ReadPin(source, "--so-pin"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "cardcert: warning: the file of --so-pin-file belongs to another user, who can read and"
+            " change it\n");
+}
+
+TEST_F(PinFileTest, DoesNotWarnAboutAPipe) {
+  int ends[2] = {};
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(write(ends[1], "1234\n", 5), 5);
+  close(ends[1]);
+  PinSource source;
+  source.file = "/dev/fd/" + std::to_string(ends[0]);
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(ReadPin(source, "--pin"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  close(ends[0]);
+}
+
+TEST(PinVariableTest, EveryEntryOfTheNameIsCleared) {
+  // A parent can pass several entries of one name; getenv() finds the first.
+  char first[] = "TWICE=111111";
+  char longer_name[] = "TWICE_MORE=222222";
+  char second[] = "TWICE=333333";
+  char name_only[] = "TWICE";
+  char* entries[] = {first, longer_name, second, name_only, nullptr};
+  char** const before = std::exchange(environ, entries);
+  PinSource source;
+  source.variable = "env:TWICE";
+  ClearPinVariable(source);
+  const bool is_set = getenv("TWICE") != nullptr;
+  const std::string other = getenv("TWICE_MORE");
+  environ = before;
+  EXPECT_FALSE(is_set);
+  EXPECT_EQ(other, "222222");
+  for (const char* const entry : {first, second})
+    EXPECT_EQ(std::string(entry, sizeof first), std::string("TWICE=") + std::string(7, '\0'));
+  EXPECT_STREQ(name_only, "TWICE");
+}
+
 TEST(PinVariableTest, IsReadAndThenCleared) {
   setenv("CARDCERT_TEST_PIN", "987654", 1);
   PinSource source;
@@ -141,55 +209,6 @@ TEST(PinVariableTest, DoesNotEchoAPinGivenInsteadOfAName) {
   const std::string err = testing::internal::GetCapturedStderr();
   EXPECT_THAT(err, HasSubstr("--pin takes env:NAME"));
   EXPECT_THAT(err, Not(HasSubstr("246810")));
-}
-
-TEST(SecretTest, ReportsInputThatIsTooLong) {
-  Secret secret;
-  for (int i = 0; i < 128; ++i)
-    secret.Append('x');
-  EXPECT_FALSE(secret.too_long());
-  secret.Append('x');
-  EXPECT_TRUE(secret.too_long());
-  EXPECT_EQ(secret.length(), 128U);
-  secret.Clear();
-  EXPECT_EQ(secret.length(), 0U);
-  EXPECT_FALSE(secret.too_long());
-}
-
-// Returns the parts of a text, to find a text that is only partly cleared.
-std::vector<std::string> Parts(const std::string& text) {
-  std::vector<std::string> parts;
-  for (std::size_t at = 0; at < text.size(); at += 4)
-    parts.push_back(text.substr(at, 4));
-  return parts;
-}
-
-TEST(SecretTest, ClearsItsMemoryOnDestruction) {
-  std::string sentinel;
-  for (int i = 0; sentinel.size() < Secret::kCapacity; ++i)
-    sentinel += "s" + std::to_string(100 + i);
-  alignas(Secret) unsigned char place[sizeof(Secret)];
-  const auto is_there = [&](const std::string& part) {
-    return std::search(std::begin(place), std::end(place), part.begin(), part.end()) !=
-           std::end(place);
-  };
-  auto* const secret = new (place) Secret;
-  for (const char c : sentinel)
-    secret->Append(static_cast<unsigned char>(c));
-  for (const std::string& part : Parts(sentinel))
-    EXPECT_TRUE(is_there(part)) << part;
-  secret->~Secret();
-  for (const std::string& part : Parts(sentinel))
-    EXPECT_FALSE(is_there(part)) << part;
-}
-
-TEST(SecretTest, ClearEmptiesItsWholeMemory) {
-  Secret secret;
-  for (std::size_t i = 0; i < Secret::kCapacity; ++i)
-    secret.Append('x');
-  secret.Clear();
-  // Equals() compares the whole memory.
-  EXPECT_TRUE(secret.Equals(Secret()));
 }
 
 }  // namespace

@@ -72,6 +72,7 @@ record cardcert present "$serial" "${log[@]}"
 check "present: lists, then finds the certificate" calls_are "$open$describe${find}C_CloseSession $close"
 
 sign=(cardcert sign "$serial" --in "$dir/message" --out "$dir/signature" "${log[@]}")
+umask 077
 printf '%s\n' "$pin" >"$dir/pin"
 printf '%s\n' "$wrong_pin" >"$dir/wrong-pin"
 printf '%s\n' "$so_pin" >"$dir/so-pin"

@@ -45,6 +45,7 @@ rm "$dir/signature"
 for _ in 1 2 3; do
   probe lock 999999 12 >/dev/null
 done
+umask 077
 printf '%s\n' "$so_pin" >"$dir/so"
 printf '%s\n' "$pin" >"$dir/new"
 cardcert sign "$serial" --in "$dir/message" --out "$dir/signature" --pin-file "$dir/pin" \
