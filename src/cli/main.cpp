@@ -8,6 +8,7 @@
 #include "cli/commands/commands.h"
 #include "cli/provider/provider_guard.h"
 #include "cli/terminal/console.h"
+#include "cli/terminal/signals_at_start.h"
 #include "cli/terminal/standard_output.h"
 
 namespace cardcert::cli {
@@ -30,6 +31,7 @@ ExitStatus Run(const Options& options) {
 ExitStatus Main(int argc, const char* const* argv) {
   ReserveStandardDescriptors();
   std::setlocale(LC_CTYPE, "");  // For file names. Numbers keep their decimal point.
+  SignalsAtStart::Get();
   // Without this, a closed pipe to a helper process of the provider or from standard output would
   // end the program. Writing then fails with EPIPE, which is handled like other errors.
   std::signal(SIGPIPE, SIG_IGN);

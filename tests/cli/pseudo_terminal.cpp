@@ -207,6 +207,21 @@ bool PseudoTerminal::Echoes() const {
   return tcgetattr(master_, &modes) == 0 && (modes.c_lflag & ECHO) != 0;
 }
 
+std::string PseudoTerminal::Unread() const {
+  const int terminal = open(ptsname(master_), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  termios modes = {};
+  if (terminal < 0 || tcgetattr(terminal, &modes) != 0)
+    Fail("has lost its terminal");
+  modes.c_lflag &= ~static_cast<tcflag_t>(ICANON);  // Otherwise only whole lines can be read.
+  modes.c_cc[VMIN] = 0;
+  modes.c_cc[VTIME] = 0;
+  tcsetattr(terminal, TCSANOW, &modes);
+  char typed[4096];
+  const ssize_t length = read(terminal, typed, sizeof typed);
+  close(terminal);
+  return std::string(typed, length < 0 ? 0 : static_cast<std::size_t>(length));
+}
+
 void PseudoTerminal::Command(char where) {
   if (write(commands_, &where, 1) != 1)
     Fail("has lost its shell");

@@ -28,6 +28,9 @@ class PseudoTerminal {
   void Answer(const std::string& question, const std::string& line);
   void Type(const std::string& keys);
   bool Echoes() const;
+  // Returns what was typed and has not been read, a line or a part of one: the next program that
+  // reads the terminal would get it. To be called when the program has ended.
+  std::string Unread() const;
 
   // Waits until the job has stopped. Throws std::runtime_error when it ends instead, or after
   // `limit`.

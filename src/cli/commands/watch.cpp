@@ -137,6 +137,7 @@ class Watch {
   // Waits for the time of the next look. Notices a reader of standard output that has gone away
   // even while there is nothing to write.
   Event Wait(SignalPipe* signals) const {
+    signals->Rearm();
     pollfd inputs[] = {{signals->descriptor(), POLLIN, 0}, {StandardOutput(), 0, 0}};
     const auto until = Clock::now() + std::chrono::duration<double>(options_.interval);
     for (;;) {

@@ -43,6 +43,12 @@ bool TerminalPins::Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned 
   return true;
 }
 
+void TerminalPins::Finish() {
+  if (terminal_ != nullptr)
+    terminal_->EndQuestions();
+  PinAnswers::Finish();
+}
+
 void TerminalPins::Show(const char* error) {
   if (PinPadResult() == CKR_ARGUMENTS_BAD)  // Reported as a PIN of the wrong form.
     error = kNoPinPad;

@@ -15,6 +15,8 @@ class TerminalPins : public PinAnswers {
  public:
   explicit TerminalPins(ComponentLog* log) : log_(*log) {}
 
+  void Finish() override;
+
  private:
   bool Supply(pkcs11_pin_type type, unsigned char* buffer, unsigned long* length) override;
   void Show(const char* error) override;

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "cli/files/held_file.h"
+
 namespace cardcert::cli {
 
 // As long as it lives, the signals are written to a pipe instead of having their usual effect.
@@ -20,19 +22,33 @@ class SignalPipe {
   // With `once`, a second signal of the same kind has its usual effect again, so that the user can
   // end a program that hangs in a provider.
   explicit SignalPipe(std::initializer_list<int> signals, bool once = false);
+  // Puts back the handlers that it has replaced.
   ~SignalPipe();
   SignalPipe(const SignalPipe&) = delete;
   SignalPipe& operator=(const SignalPipe&) = delete;
 
+  // Undoes what a provider has done meanwhile: catches the signals again that it ignores, handles
+  // or blocks, and replaces the pipe if it was closed. Must be called before each wait.
+  void Rearm();
+
   // For poll(), which ignores the value -1: there is no pipe then.
-  int descriptor() const { return ends_[0]; }
+  int descriptor() const { return read_end_.get(); }
 
   // Returns the next signal that has arrived, or 0. Never blocks.
   int Take();
 
  private:
-  int ends_[2] = {-1, -1};
-  std::vector<std::pair<int, struct sigaction>> previous_;
+  struct Caught {
+    int signal;
+    struct sigaction previous;
+  };
+
+  void OpenPipe();
+
+  HeldFile read_end_;
+  HeldFile write_end_;
+  struct sigaction action_ = {};
+  std::vector<Caught> caught_;
 };
 
 }  // namespace cardcert::cli

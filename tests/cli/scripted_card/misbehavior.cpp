@@ -1,6 +1,7 @@
 #include "cli/scripted_card/misbehavior.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <stdexcept>
 
@@ -94,7 +96,22 @@ void ChangeLocale() {
   }
 }
 
+// Writes to a page that may not be written.
+void Crash() {
+  void* const page = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  *static_cast<volatile int*>(page) = 1;
+}
+
+// Recurses until the stack is used up.
+int OverflowStack(volatile char* outer) {  // NOLINT(misc-no-recursion)
+  volatile char frame[4096];
+  frame[0] = outer == nullptr ? '\0' : outer[0];
+  return frame[0] + (outer == frame ? 0 : OverflowStack(frame));
+}
+
 [[noreturn]] void Hang() {
+  if (const char* const trace = std::getenv("SCRIPTED_CARD_TRACE"))
+    std::ofstream(std::string(trace) + ".hangs") << "\n";
   for (;;)
     pause();
 }
@@ -121,6 +138,10 @@ std::function<void()> Misbehavior(const std::string& word) {
       {"block-signals", BlockSignals},
       {"close-descriptors", [] { close_range(3, ~0U, 0); }},
       {"hang", Hang},
+      {"stop", [] { raise(SIGSTOP); }},
+      {"crash", Crash},
+      {"overflow-stack", [] { OverflowStack(nullptr); }},
+      {"abort", [] { std::abort(); }},
   };
   return all.at(word);
 }

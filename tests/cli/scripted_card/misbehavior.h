@@ -22,6 +22,10 @@
 //   ignore-signals      ignores SIGINT, SIGTERM and SIGHUP
 //   block-signals       blocks them
 //   close-descriptors   closes every descriptor from 3 on
-//   hang                waits for ever
+//   hang                makes a file, the name of the trace and ".hangs", and waits for ever
+//   stop                stops the process with SIGSTOP, until somebody continues it
+//   crash               writes to memory that it may not write: SIGSEGV
+//   overflow-stack      uses up the stack: SIGSEGV
+//   abort               calls abort()
 // Throws std::out_of_range for every other word.
 std::function<void()> Misbehavior(const std::string& word);

@@ -1,10 +1,14 @@
-// Searches the program's memory for PINs after they have been used.
+// Searches the program's memory, and the core files of crashes, for PINs.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 #include "cli/scripted_card/scripted_card_fixture.h"
@@ -71,6 +75,12 @@ constexpr bool kEnvironmentIsCopied = true;
 #else
 constexpr bool kEnvironmentIsCopied = false;
 #endif
+
+bool IsStopped(pid_t process) {
+  const std::string stat = ReadFile("/proc/" + std::to_string(process) + "/stat");
+  const std::size_t name_end = stat.rfind(')');
+  return name_end != std::string::npos && stat.compare(name_end, 3, ") T") == 0;
+}
 
 class PinMemoryTest : public ScriptedCardTest {
  protected:
@@ -153,7 +163,7 @@ TEST_F(PinMemoryTest, ClearsGivenPins) {
   for (const bool from_file : {true, false}) {
     SCOPED_TRACE(from_file ? "from a file" : "from a variable");
     Card("left=0 max-pin=96");
-    Words new_pin = {"--new-pin-file", Write("new-pin", pin + "\n")};
+    Words new_pin = {"--new-pin-file", SecretFile("new-pin", pin + "\n")};
     if (!from_file) {
       environment_["NEW_PIN"] = pin;
       new_pin = {"--new-pin", "env:NEW_PIN"};
@@ -164,8 +174,120 @@ TEST_F(PinMemoryTest, ClearsGivenPins) {
     EXPECT_EQ(CountPartsInMemory(process.pid(), pin),
               from_file || !kEnvironmentIsCopied ? 0U : pin.size() / kPartLength);
     EXPECT_GT(CountInMemory(process.pid(), File("pipe")), 0U);
+    // The block of memory that the program got at its start.
+    EXPECT_EQ(ReadFile("/proc/" + std::to_string(process.pid()) + "/environ").find(pin),
+              std::string::npos);
     ReadSignature([&] { EXPECT_EQ(process.Wait().status, 0); });
   }
+}
+
+TEST_F(PinMemoryTest, ClearsUnusedPinsBeforeTheSignature) {
+  const std::string so_pin = LongPin('g');
+  const std::string new_pin = LongPin('h');
+  Card("do=stop/C_SignInit");
+  const Process process(
+      SignCommand({"--pin-file", PinFile(), "--so-pin-file", SecretFile("so", so_pin + "\n"),
+                   "--new-pin-file", SecretFile("new", new_pin + "\n")}),
+      environment_);
+  ASSERT_TRUE(WaitUntil([&] { return IsStopped(process.pid()); }));
+  for (const std::string& pin : {so_pin, new_pin})
+    EXPECT_EQ(CountPartsInMemory(process.pid(), pin), 0U) << pin;
+}
+
+// How a program ended that could write a core file of any size.
+struct Crash {
+  int signal = 0;
+  bool dumped = false;  // written to a file, or to the program that handles core files
+};
+
+class CrashTest : public PinMemoryTest {
+ protected:
+  void SetUp() override {
+    PinMemoryTest::SetUp();
+    // The sanitizers neither handle the signals nor prevent core files.
+    environment_["ASAN_OPTIONS"] =
+        "handle_segv=0:handle_sigbus=0:handle_abort=0:disable_coredump=0:detect_leaks=0";
+  }
+
+  // Runs a program in a folder of its own, in which the kernel writes the core file.
+  Crash Run(const Words& command) const {
+    std::filesystem::remove_all(File("run"));
+    std::filesystem::create_directory(File("run"));
+    const pid_t test = getpid();
+    const pid_t program = fork();
+    if (program == 0) {
+      support::DieWithParent(test);
+      const rlimit unlimited = {RLIM_INFINITY, RLIM_INFINITY};
+      const int errors = open("/dev/null", O_WRONLY | O_CLOEXEC);
+      if (chdir(File("run").c_str()) != 0 || setrlimit(RLIMIT_CORE, &unlimited) != 0 || errors < 0)
+        _exit(126);
+      dup2(errors, STDERR_FILENO);
+      support::Execute(command, environment_);
+    }
+    int status = 0;
+    waitpid(program, &status, 0);
+    return {WIFSIGNALED(status) ? WTERMSIG(status) : 0,
+            WIFSIGNALED(status) && WCOREDUMP(status) != 0};
+  }
+
+  // Counts the parts of the PIN in the core file, if there is one.
+  std::size_t CountPartsInCoreFile(const std::string& pin) const {
+    std::size_t count = 0;
+    for (const auto& file : std::filesystem::directory_iterator(File("run"))) {
+      const std::string content = ReadFile(file.path());
+      for (std::size_t at = 0; at < pin.size(); at += kPartLength)
+        count += content.find(pin.substr(at, kPartLength)) != std::string::npos ? 1 : 0;
+    }
+    return count;
+  }
+
+  // Unlocks the card, so that every PIN is used.
+  Words UnlockCommand(const std::string& pin) const {
+    return SignCommand({"--so-pin-file", PinFile("87654321"), "--new-pin-file",
+                        SecretFile("new-pin", pin + "\n"), "--log-level", "5"});
+  }
+};
+
+TEST_F(CrashTest, LeavesACoreFileAsLongAsThereIsNoPin) {
+  if (kEnvironmentIsCopied)
+    GTEST_SKIP() << "a core file of a program with a sanitizer is too large";
+  rlimit limit = {};
+  if (geteuid() != 0 && getrlimit(RLIMIT_CORE, &limit) == 0 && limit.rlim_max != RLIM_INFINITY)
+    GTEST_SKIP() << "core files are limited here";
+  environment_["TEXT"] = LongPin('x');
+  Card("do=crash/C_GetSlotList");
+  const Crash crash = Run(CardCommand({"list"}));
+  EXPECT_EQ(crash.signal, SIGSEGV);
+  EXPECT_TRUE(crash.dumped);
+  if (ReadFile("/proc/sys/kernel/core_pattern").find_first_of("|/") == std::string::npos) {
+    EXPECT_EQ(CountPartsInCoreFile(LongPin('x')), kPinLength / kPartLength);
+  }
+}
+
+TEST_F(CrashTest, LeavesNoCoreFileAsLongAsAPinIsHeld) {
+  const std::string pin = LongPin('i');
+  for (const char* const when : {"do", "do-after"}) {
+    for (const char* const function :
+         {"C_Initialize", "C_GetInfo", "C_GetSlotList", "C_GetSlotInfo", "C_GetTokenInfo",
+          "C_OpenSession", "C_CloseSession", "C_Login", "C_Logout", "C_InitPIN",
+          "C_FindObjectsInit", "C_FindObjects", "C_FindObjectsFinal", "C_GetAttributeValue",
+          "C_SignInit", "C_Sign"}) {
+      SCOPED_TRACE(std::string(when) + " " + function);
+      Card(std::string("left=0 max-pin=96 ") + when + "=crash/" + function);
+      const Crash crash = Run(UnlockCommand(pin));
+      EXPECT_EQ(crash.signal, SIGSEGV);
+      EXPECT_FALSE(crash.dumped);
+      EXPECT_TRUE(std::filesystem::is_empty(File("run")));
+    }
+  }
+}
+
+TEST_F(CrashTest, LeavesNoPinInALaterCoreFile) {
+  const std::string pin = LongPin('j');
+  Card("left=0 max-pin=96 do=crash/C_Finalize");
+  const Crash crash = Run(UnlockCommand(pin));
+  EXPECT_EQ(crash.signal, SIGSEGV);
+  EXPECT_EQ(CountPartsInCoreFile(pin), 0U);
 }
 
 }  // namespace
