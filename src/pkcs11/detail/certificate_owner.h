@@ -27,8 +27,8 @@ class CertificateList {
 
   // Appends a certificate, which must not be null. On an exception `cert` is freed.
   void Add(UniqueCertificate cert) {
-    certificates_.push_back(cert.get());
-    static_cast<void>(cert.release());
+    certificates_.push_back(nullptr);  // may throw while `cert` is still owned
+    certificates_.back() = cert.release();
   }
 
   // Hands all certificates over to the caller, who frees each with cert_free().
