@@ -1,24 +1,35 @@
+// Buffers that the certificate library writes to.
 #include "pkcs11/detail/text_buffer.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <cstring>
+#include <new>
 
-namespace cardcert::detail {
 namespace {
 
-TEST(TextBufferTest, EndsTextAtTerminator) {
-  TextBuffer<8> buffer;
-  EXPECT_EQ(buffer.text(), "");
-  std::copy_n("text", 5, buffer.data());
-  EXPECT_EQ(buffer.text(), "text");
+using Buffer = cardcert::detail::TextBuffer<8>;
+
+TEST(TextBuffer, StartsEmptyWhateverWasInMemory) {
+  alignas(Buffer) unsigned char memory[sizeof(Buffer)];
+  std::memset(memory, 'x', sizeof memory);
+  const Buffer* const buffer = new (memory) Buffer;
+  EXPECT_EQ(buffer->text(), "");
 }
 
-TEST(TextBufferTest, ReturnsFullBufferWithoutTerminator) {
-  TextBuffer<8> buffer;
-  std::copy_n("12345678", buffer.size(), buffer.data());
-  EXPECT_EQ(buffer.text(), "12345678");
+TEST(TextBuffer, TextEndsAtItsTerminator) {
+  Buffer buffer;
+  std::memcpy(buffer.data(), "ab\0cdefg", buffer.size());
+  EXPECT_EQ(buffer.text(), "ab");
+}
+
+TEST(TextBuffer, UnterminatedTextEndsAtTheEndOfTheBuffer) {
+  struct {
+    Buffer buffer;
+    char next[8] = {'o', 't', 'h', 'e', 'r', 's', '!', '\0'};
+  } memory;
+  std::memset(memory.buffer.data(), 'x', memory.buffer.size());
+  EXPECT_EQ(memory.buffer.text(), "xxxxxxxx");
 }
 
 }  // namespace
-}  // namespace cardcert::detail
