@@ -9,7 +9,7 @@
 
 namespace cardcert::x509 {
 
-// Writes text to a buffer of fixed size. Does not write a NUL by itself. At the end of the buffer
+// Writes text to a buffer of fixed size. Does not append a NUL. At the end of the buffer
 // it stops writing but goes on counting: if Length() exceeds the capacity, the text did not fit,
 // and the contents of the buffer are unspecified.
 class TextWriter {

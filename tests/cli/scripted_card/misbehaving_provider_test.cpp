@@ -103,7 +103,7 @@ TEST_F(MisbehavingProviderTest, FailsIfTheProviderEndsTheProgram) {
   }
 }
 
-TEST_F(MisbehavingProviderTest, GoesOnOnceIfTheProviderForks) {
+TEST_F(MisbehavingProviderTest, ContinuesOnceIfTheProviderForks) {
   Card("do=fork/C_GetSlotList");
   const Finished run = RunCard({"list"});
   EXPECT_EQ(run.status, 0);

@@ -178,7 +178,7 @@ class OutputFaultTest : public OutputFileFixture {
   Calls calls_;
 };
 
-TEST_F(OutputFaultTest, GoesOnAfterInterruptedCalls) {
+TEST_F(OutputFaultTest, ContinuesAfterInterruptedCalls) {
   for (const char* const call :
        {"locate", "open", "open unnamed", "open folder", "write", "sync file", "sync folder"})
     Fail(call, EINTR, 2);
@@ -194,7 +194,7 @@ TEST_F(OutputFaultTest, GoesOnAfterInterruptedCalls) {
     EXPECT_EQ(fault.times, 0) << call;
 }
 
-TEST_F(OutputFaultTest, GoesOnAfterInterruptedCallsWithTemporaryNames) {
+TEST_F(OutputFaultTest, ContinuesAfterInterruptedCallsWithTemporaryNames) {
   WithoutUnnamedFiles();
   Fail("create", EINTR, 2);
   EXPECT_TRUE(WriteTo(File("new"), "data"));

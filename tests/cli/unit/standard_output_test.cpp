@@ -69,7 +69,7 @@ TEST(StandardOutputTest, PrintDataWaitsForANonBlockingReader) {
 
 void DoNothing(int /*signal*/) {}
 
-TEST(StandardOutputTest, PrintDataGoesOnAfterASignal) {
+TEST(StandardOutputTest, PrintDataContinuesAfterASignal) {
   const std::string data(300'000, 'x');
   struct sigaction action = {};
   struct sigaction before = {};
