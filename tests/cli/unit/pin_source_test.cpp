@@ -112,19 +112,19 @@ TEST_F(PinFileTest, FailsIfFileCannotBeRead) {
 }
 
 TEST_F(PinFileTest, WarnsIfOtherUsersCanReadOrChangeIt) {
-  for (const mode_t mode : {0600, 0400, 0700}) {
+  for (const mode_t mode : {0600U, 0400U, 0700U}) {
     mode_ = mode;
     EXPECT_EQ(Read("1234"), "1234");
     EXPECT_EQ(err_, "");
   }
-  for (const mode_t mode : {0640, 0604, 0644, 0666}) {
+  for (const mode_t mode : {0640U, 0604U, 0644U, 0666U}) {
     mode_ = mode;
     EXPECT_EQ(Read("1234"), "1234");
     EXPECT_EQ(err_,
               "cardcert: warning: the file of --pin-file can be read by other users; the"
               " permissions 0600 protect it\n");
   }
-  for (const mode_t mode : {0620, 0602, 0610, 0601}) {
+  for (const mode_t mode : {0620U, 0602U, 0610U, 0601U}) {
     mode_ = mode;
     EXPECT_EQ(Read("1234"), "1234");
     EXPECT_THAT(err_, HasSubstr("can be changed by other users"));
